@@ -1,0 +1,21 @@
+# Android's utility and log libraries as Debian packages them: headers in a folder of their own, and
+# libraries in a folder that the dynamic linker does not search, which every binary here therefore
+# carries as its run path.
+
+find_path(ANDROID_INCLUDE_DIR utils/RefBase.h PATH_SUFFIXES android REQUIRED)
+find_library(ANDROID_UTILS_LIBRARY utils PATH_SUFFIXES android REQUIRED)
+find_library(ANDROID_LOG_LIBRARY log PATH_SUFFIXES android REQUIRED)
+get_filename_component(ANDROID_LIBRARY_DIR ${ANDROID_UTILS_LIBRARY} DIRECTORY)
+
+foreach(name utils log)
+  string(TOUPPER ANDROID_${name}_LIBRARY location)
+  add_library(android::${name} SHARED IMPORTED)
+  set_target_properties(android::${name} PROPERTIES
+    IMPORTED_LOCATION ${${location}}
+    INTERFACE_INCLUDE_DIRECTORIES ${ANDROID_INCLUDE_DIR}
+    INTERFACE_SYSTEM_INCLUDE_DIRECTORIES ${ANDROID_INCLUDE_DIR}
+    # libutils needs libraries of its own folder.
+    INTERFACE_LINK_OPTIONS "LINKER:-rpath-link,${ANDROID_LIBRARY_DIR}")
+endforeach()
+
+set(CMAKE_INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}" "${ANDROID_LIBRARY_DIR}")
