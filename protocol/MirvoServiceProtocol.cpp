@@ -40,11 +40,11 @@ sp<ServiceReply> MirvoServiceReplyFactory::create(int type) {
 }
 
 MirvoServiceProtocol::MirvoServiceProtocol() {
-    AutoTrace trace(kLogTag, "MirvoServiceProtocol", true);
+    AutoTrace trace(kLogTag, __func__, true);
 }
 
 MirvoServiceProtocol::~MirvoServiceProtocol() {
-    AutoTrace trace(kLogTag, "~MirvoServiceProtocol", true);
+    AutoTrace trace(kLogTag, __func__, true);
 }
 
 }  // namespace accessory

@@ -1,0 +1,88 @@
+#pragma once
+
+#include <android/log.h>
+#include <utils/RefBase.h>
+
+#include <cstdint>
+#include <cstring>
+#include <new>
+
+#include "protocol/ManagerMessages.h"
+#include "protocol/MirvoServiceInfo.h"
+#include "protocol/ServiceFramework.h"
+
+// How the proxies talk to the service: every operation of every proxy is one exchange, and each of
+// its failures is logged here and nowhere else.
+
+namespace accessory {
+
+// The status of whatever fails inside this library.
+constexpr int kFailed = 1;
+
+// A new binding to the service, with a description of its own. Null when there is no service.
+inline sp<ServiceClient> bindToService() {
+    sp<ServiceInfo> info = new MirvoServiceInfo;
+    return ServiceDiscoverer::self()->bindTo(info);
+}
+
+// What an operation answers to an argument that it cannot take.
+inline int illegalParameter(const char* tag) {
+    __android_log_print(ANDROID_LOG_ERROR, tag, "illegal parameter!\n");
+    return kFailed;
+}
+
+template <typename... Pointers>
+bool anyNull(const Pointers*... pointers) {
+    return (... || (pointers == nullptr));
+}
+
+inline void logNull(const char* tag, const char* what) {
+    __android_log_print(ANDROID_LOG_ERROR, tag, "%s is null return\n", what);
+}
+
+// Sends `item` over `client`, which is not null, and waits. Null when no reply or one of another
+// class came.
+template <typename Reply>
+sp<Reply> request(const char* tag, const sp<ServiceClient>& client, sp<ServiceItem> item) {
+    const sp<ServiceReply> reply = client->request(item);
+    if (reply == nullptr) {
+        logNull(tag, "reply");
+        return nullptr;
+    }
+    const int32_t type = reply->type();
+    if (type != Reply::kType) {
+        __android_log_print(ANDROID_LOG_ERROR, tag, "reply  type error target :%s curr: %d \n",
+                            Reply::kLogName, type);
+        return nullptr;
+    }
+    return static_cast<Reply*>(reply.get());
+}
+
+// As request(), with a client that may be null. `makeItem` runs only when there is one, so it is
+// also the place for what an operation does before it sends.
+template <typename Reply, typename MakeItem>
+sp<Reply> exchange(const char* tag, const sp<ServiceClient>& client, MakeItem makeItem) {
+    if (client == nullptr) {
+        logNull(tag, "mServiceClient");
+        return nullptr;
+    }
+    return request<Reply>(tag, client, makeItem());
+}
+
+template <typename Reply>
+int status(const sp<Reply>& reply) {
+    return reply == nullptr ? kFailed : reply->result;
+}
+
+// The bytes of `reply` in an array of their own, for a caller who releases it with delete[]. Null
+// when the size is negative and when the bytes are absent or cannot be had.
+inline uint8_t* copyBytes(const MVSReplyRawData& reply) {
+    if (reply.size < 0 || (reply.size > 0 && reply.data == nullptr)) return nullptr;
+    auto* copy = new (std::nothrow) uint8_t[static_cast<size_t>(reply.size)];
+    if (copy != nullptr && reply.size > 0) {
+        memcpy(copy, reply.data, static_cast<size_t>(reply.size));
+    }
+    return copy;
+}
+
+}  // namespace accessory

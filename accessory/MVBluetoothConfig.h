@@ -1,0 +1,12 @@
+#pragma once
+
+#include <cstdint>
+
+// A Bluetooth setting on its way to the service.
+struct MVBluetoothConfig {
+    // At most 31 characters and the terminator.
+    char text[32];
+    // The bytes of `text` with the terminator. Not sent.
+    int32_t textLength;
+    int32_t value;
+};

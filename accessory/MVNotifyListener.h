@@ -1,0 +1,32 @@
+#pragma once
+
+#include "accessory/MirvoNotifier.h"
+#include "accessory/OwnerLink.h"
+#include "protocol/AccessoryMessages.h"
+
+namespace accessory {
+
+class MirvoImpl;
+
+// Picks the notifications of one accessory out of what its handle's client receives, and calls the
+// handle's notifier.
+//
+// Threads: onNotify runs on a delivery thread; it may come, and do nothing, after the handle is
+// gone.
+class MVNotifyListener final : public ServiceNotifyListener {
+public:
+    explicit MVNotifyListener(MirvoImpl* impl) : mImpl(impl) {}
+
+    void onNotify(sp<ServiceNotify>& notify) override;
+
+    // Makes `notifier` the handle's, if there still is a handle.
+    void install(sp<MirvoNotifier> notifier);
+
+    // After this the handle is not used any more.
+    void detach() { mImpl.detach(); }
+
+private:
+    OwnerLink<MirvoImpl> mImpl;
+};
+
+}  // namespace accessory

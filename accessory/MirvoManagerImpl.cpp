@@ -1,0 +1,238 @@
+#include "accessory/MirvoManagerImpl.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include "accessory/AutoTrace.h"
+#include "accessory/CallbackScope.h"
+#include "accessory/Exchange.h"
+#include "accessory/MVCodes.h"
+#include "accessory/MirvoImpl.h"
+#include "accessory/OwnerLink.h"
+
+namespace accessory {
+namespace {
+
+constexpr const char* kLogTag = "MirvoManager[c]";
+// What a service that does not tell its version is taken for.
+constexpr const char* kFallbackVersion = "3.6.3";
+
+// One command that is answered by a status. Works on its own reference to the client, so that the
+// manager may go meanwhile.
+template <typename Fill>
+sp<MVSReplyCommon> command(const sp<ServiceClient>& client, int32_t code, Fill fill) {
+    return exchange<MVSReplyCommon>(kLogTag, client, [&] {
+        sp<MVSItemManagerCommon> item = new MVSItemManagerCommon(code);
+        fill(*item);
+        return item;
+    });
+}
+
+int simpleCommand(const sp<ServiceClient>& client, int32_t code) {
+    return status(command(client, code, [](auto&) {}));
+}
+
+int textCommand(const sp<ServiceClient>& client, int32_t code, const char* text) {
+    return status(command(client, code, [&](auto& item) { item.stringValue.setTo(text); }));
+}
+
+}  // namespace
+
+// Receives the notifications of the manager's client, also after the manager is gone.
+class MirvoManagerImpl::MVManagerNotifyListener final : public ServiceNotifyListener {
+public:
+    explicit MVManagerNotifyListener(MirvoManagerImpl* impl) : mImpl(impl) {}
+
+    void onNotify(sp<ServiceNotify>& notify) override;
+    void detach() { mImpl.detach(); }
+
+private:
+    void onServiceNotify(ServiceNotify& notify, const sp<MirvoManagerNotifier>& notifier);
+    void onStatus(const ServiceStatusNotify& notify, MirvoManagerNotifier& notifier);
+
+    OwnerLink<MirvoManagerImpl> mImpl;
+};
+
+MirvoManagerImpl::MirvoManagerImpl() {
+    AutoTrace trace(kLogTag, __func__, true);
+    const sp<ServiceClient> bound = bindToService();
+    mListener = new MVManagerNotifyListener(this);
+    {
+        android::AutoMutex lock(mLock);
+        mServiceClient = bound;
+    }
+    if (bound != nullptr) {
+        sp<ServiceNotifyListener> listener = mListener;
+        bound->setNotifyListener(listener);
+    }
+}
+
+MirvoManagerImpl::~MirvoManagerImpl() {
+    AutoTrace trace(kLogTag, __func__, true);
+    mListener->detach();
+    sp<ServiceClient> bound = takeClient();
+    if (bound != nullptr) {
+        sp<ServiceNotifyListener> listener = std::move(mListener);
+        bound->removeNotifyListener(listener);
+        listener.clear();
+        bound.clear();
+    }
+}
+
+sp<ServiceClient> MirvoManagerImpl::client() {
+    android::AutoMutex lock(mLock);
+    return mServiceClient;
+}
+
+sp<MirvoManagerNotifier> MirvoManagerImpl::notifier() {
+    android::AutoMutex lock(mLock);
+    return mNotifier;
+}
+
+sp<ServiceClient> MirvoManagerImpl::takeClient() {
+    android::AutoMutex lock(mLock);
+    return std::move(mServiceClient);
+}
+
+int MirvoManagerImpl::startup() {
+    AutoTrace trace(kLogTag, __func__, true);
+    return simpleCommand(client(), MV_COMMAND_STARTUP);
+}
+
+int MirvoManagerImpl::shutdown() {
+    AutoTrace trace(kLogTag, __func__, true);
+    return simpleCommand(client(), MV_COMMAND_SHUTDOWN);
+}
+
+int MirvoManagerImpl::connect(const char* arg) {
+    AutoTrace trace(kLogTag, __func__, true);
+    if (anyNull(arg)) return illegalParameter(kLogTag);
+    return textCommand(client(), MV_COMMAND_CONNECT, arg);
+}
+
+int MirvoManagerImpl::disconnect(const char* arg) {
+    AutoTrace trace(kLogTag, __func__, true);
+    if (anyNull(arg)) return illegalParameter(kLogTag);
+    return textCommand(client(), MV_COMMAND_DISCONNECT, arg);
+}
+
+int MirvoManagerImpl::setConfigFile(const char* path) {
+    AutoTrace trace(kLogTag, __func__, true);
+    if (anyNull(path)) return illegalParameter(kLogTag);
+    return textCommand(client(), MV_COMMAND_SET_CONFIG_FILE, path);
+}
+
+int MirvoManagerImpl::setBluetoothConfig(MVBluetoothConfig* config) {
+    AutoTrace trace(kLogTag, __func__, true);
+    if (anyNull(config)) return illegalParameter(kLogTag);
+    return status(command(client(), MV_COMMAND_SET_BLUETOOTH_CONFIG, [&](auto& item) {
+        item.intValue = config->value;
+        item.stringValue.setTo(config->text, strnlen(config->text, sizeof(config->text)));
+    }));
+}
+
+int MirvoManagerImpl::getHidDescriptor(unsigned char** data, int* length) {
+    AutoTrace trace(kLogTag, __func__, true);
+    if (anyNull(data, length)) return illegalParameter(kLogTag);
+    const auto reply = exchange<MVSReplyRawData>(kLogTag, client(), [&] {
+        *length = 0;
+        return new MVSItemManagerCommon(MV_COMMAND_GET_HID_DESCRIPTOR);
+    });
+    if (reply == nullptr) return kFailed;
+    *data = reply->size > 0 ? copyBytes(*reply) : nullptr;
+    // A size without bytes counts as none.
+    *length = *data == nullptr ? std::min(reply->size, 0) : reply->size;
+    if (*data != nullptr) return 0;
+    __android_log_print(ANDROID_LOG_ERROR, kLogTag, "failed to get HID descriptor.\n");
+    return kFailed;
+}
+
+int MirvoManagerImpl::getIds(unsigned int* ids, unsigned int* count) {
+    AutoTrace trace(kLogTag, __func__, true);
+    if (anyNull(ids, count)) return illegalParameter(kLogTag);
+    const auto reply = exchange<MVSReplyAccessoryIds>(kLogTag, client(), [&] {
+        *count = 0;
+        return new MVSItemManagerCommon(MV_COMMAND_GET_IDS);
+    });
+    if (reply == nullptr) return kFailed;
+    *count = std::min(reply->count, MVSReplyAccessoryIds::kCapacity);
+    std::copy_n(reply->ids, *count, ids);
+    return 0;
+}
+
+sp<Mirvo> MirvoManagerImpl::getMirvo(unsigned int accessoryId) {
+    AutoTrace trace(kLogTag, __func__, true);
+    const auto reply = command(client(), MV_COMMAND_GET_MIRVO, [&](auto& item) {
+        item.intValue = static_cast<int32_t>(accessoryId);
+    });
+    if (reply == nullptr) return nullptr;
+    if (reply->result != 0) {
+        __android_log_print(ANDROID_LOG_ERROR, kLogTag, "failed to get Mirvo device.\n");
+        return nullptr;
+    }
+    return new MirvoImpl(accessoryId);
+}
+
+int MirvoManagerImpl::setNotifier(const sp<MirvoManagerNotifier>& notifier) {
+    AutoTrace trace(kLogTag, __func__, true);
+    if (notifier == nullptr) return kFailed;
+    // The previous one goes with this, after the lock.
+    sp<MirvoManagerNotifier> exchanged = notifier;
+    android::AutoMutex lock(mLock);
+    std::swap(mNotifier, exchanged);
+    return 0;
+}
+
+android::String8 MirvoManagerImpl::getVersion() {
+    const sp<ServiceClient> bound = bindToService();
+    if (bound == nullptr) return android::String8(kFallbackVersion);
+    const auto reply = request<MVSReplyVersion>(kLogTag, bound, new MVSItemManagerVersion);
+    return reply == nullptr ? android::String8(kFallbackVersion) : reply->version;
+}
+
+void MirvoManagerImpl::MVManagerNotifyListener::onNotify(sp<ServiceNotify>& notify) {
+    AutoTrace trace(kLogTag, __func__, true);
+    sp<MirvoManagerNotifier> notifier;
+    const bool attached =
+        mImpl.withOwner([&](MirvoManagerImpl& impl) { notifier = impl.notifier(); });
+    if (attached) onServiceNotify(*notify, notifier);
+}
+
+void MirvoManagerImpl::MVManagerNotifyListener::onServiceNotify(
+    ServiceNotify& notify, const sp<MirvoManagerNotifier>& notifier) {
+    AutoTrace trace(kLogTag, __func__, true);
+    if (notifier == nullptr) {
+        __android_log_print(ANDROID_LOG_WARN, kLogTag, "[MirvoManagerImpl] listener is null");
+        return;
+    }
+    const int32_t type = notify.type();
+    CallbackScope scope;
+    if (type == ServiceStatusNotify::kType) {
+        return onStatus(static_cast<ServiceStatusNotify&>(notify), *notifier);
+    }
+    if (type != MVServiceNotify::MANAGER_COMMON) return;
+    const auto& event = static_cast<MVSNotifyManagerCommon&>(notify);
+    const auto accessoryId = static_cast<unsigned int>(event.accessoryId);
+    if (event.notifyType == MV_ATTACHED) {
+        __android_log_print(ANDROID_LOG_INFO, kLogTag, "[MirvoManagerImpl]  MV_ATTACHED");
+        notifier->attach(accessoryId);
+    } else if (event.notifyType == MV_DETACHED) {
+        __android_log_print(ANDROID_LOG_INFO, kLogTag, "[MirvoManagerImpl]  MV_DETACHED");
+        notifier->detach(accessoryId);
+    }
+}
+
+void MirvoManagerImpl::MVManagerNotifyListener::onStatus(const ServiceStatusNotify& notify,
+                                                         MirvoManagerNotifier& notifier) {
+    if (notify.status != ServiceStatusNotify::kServiceLost) return;
+    notifier.error(kServiceLostError);
+    // The manager may have been released in there, so it is looked up again.
+    sp<ServiceClient> lost;
+    mImpl.withOwner([&](MirvoManagerImpl& impl) { lost = impl.takeClient(); });
+    if (lost == nullptr) return;
+    sp<ServiceNotifyListener> self = this;
+    lost->removeNotifyListener(self);
+}
+
+}  // namespace accessory
