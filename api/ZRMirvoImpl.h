@@ -1,0 +1,53 @@
+#pragma once
+
+#include <utils/RefBase.h>
+#include <zrmirvo/ZRMirvo.h>
+
+#include "accessory/Mirvo.h"
+#include "api/ZRMirvoNotifier.h"
+
+namespace zrmirvo {
+
+// One accessory as the application sees it: a device handle with its notifier. Stays in the
+// manager's table for as long as the application may use it; an operation under way keeps what it
+// needs itself.
+class ZRMirvoImpl final : public ZRMirvo, public virtual android::RefBase {
+public:
+    // Attaches the device handle. Asks the service to accept the notifier; an instance whose
+    // notifier it has refused works, but receives no events.
+    void SetInstance(const sp<accessory::Mirvo>& mirvo, const sp<ManagerLink>& manager);
+
+    // No callback is called any more, and errors only log; waits as CallbackList::close does.
+    void close();
+
+    bool RegisterCallback(ZRMirvoCallback* cb) override;
+    void UnregisterCallback(ZRMirvoCallback* cb) override;
+    int sendTouchEvent(unsigned long long time, int count, const unsigned int* array1,
+                       const unsigned int* array2, const unsigned int* array3, int action,
+                       int extra) override;
+    int sendKeyEvent(unsigned int keyCode, bool flag) override;
+    int sendCalibrateEvent() override;
+    int cookTouchEvent(unsigned long long time, int count, const unsigned int* array1,
+                       const unsigned int* array2, const unsigned int* array3, int action,
+                       int extra, char** out, int* length) override;
+    int cookKeyEvent(unsigned int keyCode, bool flag, char** out, int* length) override;
+    int cookCalibrateEvent(char** out, int* length) override;
+    int sendForceLandscape(bool flag) override;
+    int sendVideoFocus(int focus, bool flag) override;
+    int sendOnReadyForPairing(bool flag) override;
+    int sendTimeDateInquiry() override;
+    int sendDisplayConfiguration(int value1, int value2, int value3, int value4,
+                                 int value5) override;
+    int setFeature(unsigned int feature, void* data, unsigned int size) override;
+    ~ZRMirvoImpl() override = default;
+
+private:
+    template <typename Call>
+    int forward(const char* function, Call call);
+
+    // In this order: the notifier goes first.
+    sp<accessory::Mirvo> mMirvo;
+    sp<ZRMirvoNotifier> mNotifier;
+};
+
+}  // namespace zrmirvo

@@ -1,0 +1,138 @@
+#include "api/ZRMirvoManagerImpl.h"
+
+#include <cstring>
+
+#include "accessory/AutoTrace.h"
+#include "api/FacadeLog.h"
+
+namespace zrmirvo {
+namespace {
+
+using accessory::AutoTrace;
+using accessory::Mirvo;
+using accessory::MirvoManager;
+
+}  // namespace
+
+ZRMirvoManagerImpl::ZRMirvoManagerImpl() {
+    AutoTrace trace(kLogTag, __func__, true);
+    mMirvoManager = new MirvoManager;
+    mManagerNotifier = new ZRMirvoManagerNotifier;
+    mMirvoManager->setNotifier(mManagerNotifier);
+}
+
+ZRMirvoManagerImpl::~ZRMirvoManagerImpl() {
+    {
+        AutoTrace trace(kLogTag, __func__, true);
+        mMirvoManager->setNotifier(nullptr);
+        mMirvoManager.clear();
+        mManagerNotifier.clear();
+    }
+    // Here and not with the table, which an operation under way may still hold.
+    mInstances->clear();
+}
+
+void ZRMirvoManagerImpl::release() {
+    const sp<ManagerLink> link = mLink;
+    ZRMirvoManagerImpl* self = link->close();
+    mManagerNotifier->close();
+    mInstances->close();
+    link->destroy(self);
+}
+
+template <typename Call>
+int ZRMirvoManagerImpl::forward(const char* function, Call call) {
+    const sp<MirvoManager> manager = mMirvoManager;
+    AutoTrace trace(kLogTag, function, true);
+    if (manager == nullptr) {
+        __android_log_print(ANDROID_LOG_ERROR, kLogTag,
+                            "[%s:%d] FATAL!! Mirvo Manager had not been initialized!!\n", function,
+                            __LINE__);
+        return kFailed;
+    }
+    return call(*manager);
+}
+
+bool ZRMirvoManagerImpl::RegisterCallback(ZRMirvoManagerCallback* cb) {
+    const sp<ZRMirvoManagerNotifier> notifier = mManagerNotifier;
+    AutoTrace trace(kLogTag, __func__, true);
+    return holds(cb != nullptr, "cbObj != NULL") && notifier->setCallbackObject(cb);
+}
+
+void ZRMirvoManagerImpl::UnregisterCallback(ZRMirvoManagerCallback* cb) {
+    const sp<ZRMirvoManagerNotifier> notifier = mManagerNotifier;
+    AutoTrace trace(kLogTag, __func__, true);
+    if (holds(cb != nullptr, "cbObj != NULL")) notifier->unsetCallbackObject(cb);
+}
+
+int ZRMirvoManagerImpl::startup() {
+    return forward(__func__, [](MirvoManager& manager) { return manager.startup(); });
+}
+
+int ZRMirvoManagerImpl::shutdown() {
+    return forward(__func__, [](MirvoManager& manager) { return manager.shutdown(); });
+}
+
+int ZRMirvoManagerImpl::setConfigFile(const char* path) {
+    return forward(__func__, [&](MirvoManager& manager) { return manager.setConfigFile(path); });
+}
+
+int ZRMirvoManagerImpl::getIds(unsigned int* ids, unsigned int* count) {
+    return forward(__func__, [&](MirvoManager& manager) { return manager.getIds(ids, count); });
+}
+
+ZRMirvo* ZRMirvoManagerImpl::GetMirvoInstance(unsigned int accessoryId) {
+    const sp<MirvoManager> manager = mMirvoManager;
+    const sp<InstanceTable> instances = mInstances;
+    const sp<ManagerLink> link = mLink;
+    AutoTrace trace(kLogTag, __func__, true);
+    if (!holds(manager != nullptr, "mMirvoManager.get() != NULL")) return nullptr;
+    const sp<Mirvo> mirvo = instances->closed() ? nullptr : manager->getMirvo(accessoryId);
+    if (mirvo == nullptr) {
+        __android_log_print(ANDROID_LOG_WARN, kLogTag, "%s can't find mirvo", __func__);
+        return nullptr;
+    }
+    const sp<ZRMirvoImpl> instance = new ZRMirvoImpl;
+    instance->SetInstance(mirvo, link);
+    return instances->add(instance) ? instance.get() : nullptr;
+}
+
+void ZRMirvoManagerImpl::ReleaseMirvoInstance(ZRMirvo* instance) {
+    const sp<InstanceTable> instances = mInstances;
+    AutoTrace trace(kLogTag, __func__, true);
+    const sp<ZRMirvoImpl> released = instances->remove(instance);
+    if (released != nullptr) released->close();
+}
+
+int ZRMirvoManagerImpl::setBluetoothConfig(const char* text, int value) {
+    return forward(__func__, [&](MirvoManager& manager) {
+        MVBluetoothConfig config;
+        const size_t length = text == nullptr ? sizeof(config.text) : strlen(text);
+        if (length >= sizeof(config.text)) {
+            __android_log_print(ANDROID_LOG_ERROR, kLogTag,
+                                "a Bluetooth text has at most %zu characters\n",
+                                sizeof(config.text) - 1);
+            return kFailed;
+        }
+        config.textLength = static_cast<int32_t>(length) + 1;
+        memcpy(config.text, text, length + 1);
+        config.value = value;
+        return manager.setBluetoothConfig(&config);
+    });
+}
+
+int ZRMirvoManagerImpl::getHidDescriptor(char** data, int* length) {
+    return forward(__func__, [&](MirvoManager& manager) {
+        return manager.getHidDescriptor(reinterpret_cast<unsigned char**>(data), length);
+    });
+}
+
+void ZRMirvoManagerImpl::connect(const char* arg) {
+    forward(__func__, [&](MirvoManager& manager) { return manager.connect(arg); });
+}
+
+void ZRMirvoManagerImpl::disconnect(const char* arg) {
+    forward(__func__, [&](MirvoManager& manager) { return manager.disconnect(arg); });
+}
+
+}  // namespace zrmirvo

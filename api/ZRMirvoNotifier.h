@@ -1,0 +1,63 @@
+#pragma once
+
+#include <utils/RefBase.h>
+#include <zrmirvo/ZRMirvoCallback.h>
+
+#include "accessory/MirvoManagerNotifier.h"
+#include "accessory/MirvoNotifier.h"
+#include "api/CallbackList.h"
+#include "api/ManagerLink.h"
+
+namespace zrmirvo {
+
+using android::sp;
+
+// Hands the events of the service to the application's callbacks.
+class ZRMirvoManagerNotifier final : public accessory::MirvoManagerNotifier {
+public:
+    ZRMirvoManagerNotifier();
+
+    void error(int errorCode) override;
+    void attach(unsigned int accessoryId) override;
+    void detach(unsigned int accessoryId) override;
+
+    // False when the manager is being released.
+    bool setCallbackObject(ZRMirvoManagerCallback* cb);
+    void unsetCallbackObject(ZRMirvoManagerCallback* cb);
+    // No callback is called any more; waits as CallbackList::close does.
+    void close() { mCallbacks.close(); }
+
+private:
+    CallbackList<ZRMirvoManagerCallback> mCallbacks;
+};
+
+// Hands the events of one accessory to the application's callbacks, and disconnects when an error
+// is beyond repair.
+class ZRMirvoNotifier final : public accessory::MirvoNotifier {
+public:
+    // `mvMgr` is not null; without one, which is reported, error events only log.
+    explicit ZRMirvoNotifier(const sp<ManagerLink>& mvMgr);
+
+    void runningStateChange(int state) override;
+    void controlUnavailable() override;
+    void screenOrientationChange(int orientation) override;
+    void deviceRequest(MVDeviceRequest& request) override;
+    void deviceResponse(MVDeviceResponse& response) override;
+    void hidReportDescriptor(unsigned char* data, unsigned int length) override;
+    void hidEvent(unsigned char* data, unsigned int length) override;
+    void errorEvent(int code) override;
+
+    // False when the instance is being released.
+    bool setCallbackObject(ZRMirvoCallback* cb);
+    void unsetCallbackObject(ZRMirvoCallback* cb);
+    // No callback is called any more, and errors only log; waits as CallbackList::close does.
+    void close() { mCallbacks.close(); }
+
+private:
+    void disconnect();
+
+    const sp<ManagerLink> mManager;
+    CallbackList<ZRMirvoCallback> mCallbacks;
+};
+
+}  // namespace zrmirvo
