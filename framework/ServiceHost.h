@@ -17,7 +17,7 @@ namespace accessory {
 // thread of the host's; notify() never waits for a client.
 //
 // Ownership: the host keeps the service description and the handler until it is destroyed.
-class ServiceHost {
+class __attribute__((visibility("default"))) ServiceHost {
 public:
     // Answers one request, on the thread of the connection that it came from. Null sends nothing.
     using Handler = std::function<sp<ServiceReply>(sp<ServiceItem>& item)>;
@@ -43,12 +43,12 @@ public:
     // directory cannot be used or another process serves the name.
     bool start();
 
-    // Closes the listening socket and every connection, and waits for the handlers that are running.
-    // Not to be called from a handler.
+    // Closes the listening socket and every connection, and waits for the handlers that are
+    // running. Not to be called from a handler.
     void stop();
 
-    // Serves a socket that was connected elsewhere. Owns `fd`. False, with one line in the log, when
-    // the peer belongs to another user.
+    // Serves a socket that was connected elsewhere. Owns `fd`. False, with one line in the log,
+    // when the peer belongs to another user.
     bool adopt(int fd);
 
     // Sends `notify` to every client that listens, in the order of the calls.

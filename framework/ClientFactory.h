@@ -1,0 +1,16 @@
+#pragma once
+
+#include <memory>
+
+#include "framework/ServiceAddress.h"
+#include "protocol/ServiceFramework.h"
+
+namespace accessory::framework {
+
+// A client whose connections come from `connector`, the first one too. For bindings that do not
+// begin with a name, such as those of tests that speak for the service themselves. Null, with one
+// line in the log, when `info` has no complete protocol.
+sp<ServiceClient> makeClient(const sp<ServiceInfo>& info, std::unique_ptr<Connector> connector,
+                             UniqueFd first = {});
+
+}  // namespace accessory::framework

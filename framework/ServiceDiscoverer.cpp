@@ -1,0 +1,42 @@
+#include "framework/Client.h"
+#include "framework/ClientFactory.h"
+#include "framework/Directory.h"
+#include "framework/Export.h"
+#include "framework/Log.h"
+
+namespace accessory {
+
+namespace framework {
+
+sp<ServiceClient> makeClient(const sp<ServiceInfo>& info, std::unique_ptr<Connector> connector,
+                             UniqueFd first) {
+    const sp<ServiceProtocol> protocol = info->protocol();
+    if (protocol == nullptr || protocol->replyFactory() == nullptr ||
+        protocol->notifyFactory() == nullptr) {
+        logError("a service without a complete protocol: %s", info->servicename());
+        return nullptr;
+    }
+    return new Client(protocol, std::move(connector), std::move(first), requestTimeout());
+}
+
+}  // namespace framework
+
+SERVICE_FRAMEWORK_EXPORT ServiceDiscoverer* ServiceDiscoverer::self() {
+    static ServiceDiscoverer discoverer;
+    return &discoverer;
+}
+
+SERVICE_FRAMEWORK_EXPORT sp<ServiceClient> ServiceDiscoverer::bindTo(sp<ServiceInfo>& info) {
+    using namespace framework;
+    if (info == nullptr) {
+        logError("no service to bind to");
+        return nullptr;
+    }
+    const std::string path = socketPath(serviceDirectory(), info->servicename());
+    if (path.empty() || !checkDirectory(path.substr(0, path.rfind('/')))) return nullptr;
+    auto address = std::make_unique<ServiceAddress>(path);
+    UniqueFd first = address->bind();
+    return first ? makeClient(info, std::move(address), std::move(first)) : nullptr;
+}
+
+}  // namespace accessory
