@@ -1,0 +1,42 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <optional>
+
+namespace emulator {
+
+// What the main thread sleeps on: a condition of which other threads tell it, a file, a time, and
+// in any case SIGINT and SIGTERM.
+class Waker {
+public:
+    using Time = std::chrono::steady_clock::time_point;
+
+    // Takes the two signals over, so make it before any other thread starts.
+    Waker();
+    ~Waker();
+    Waker(const Waker&) = delete;
+    Waker& operator=(const Waker&) = delete;
+
+    // Has the condition looked at again. From any thread.
+    void wake();
+
+    // Waits until `done`. False when a signal or the time came first.
+    bool waitUntil(const std::function<bool()>& done, std::optional<Time> time = std::nullopt);
+    // Waits until `fd` has something to read. False when a signal came first.
+    bool waitReadable(int fd);
+
+    // Whether a signal has come.
+    bool interrupted() const { return mInterrupted; }
+
+private:
+    // Sleeps once; `fd` may be -1. False when the time has passed.
+    bool sleep(int fd, std::optional<Time> time);
+
+    int mSignals;
+    int mEvents;
+    bool mInterrupted = false;
+    bool mReadable = false;
+};
+
+}  // namespace emulator

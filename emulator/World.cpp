@@ -1,0 +1,164 @@
+#include "emulator/World.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "accessory/MVCodes.h"
+#include "protocol/AccessoryMessages.h"
+#include "protocol/ManagerMessages.h"
+
+namespace emulator {
+namespace {
+
+using namespace accessory;
+
+// A touch screen for one finger: in contact or not, and where.
+constexpr uint8_t kTouchScreen[] = {
+    0x05, 0x0D, 0x09, 0x04, 0xA1, 0x01, 0x09, 0x22, 0xA1, 0x02, 0x09, 0x42, 0x15, 0x00, 0x25,
+    0x01, 0x75, 0x01, 0x95, 0x01, 0x81, 0x02, 0x95, 0x07, 0x81, 0x03, 0x05, 0x01, 0x09, 0x30,
+    0x26, 0xFF, 0x0F, 0x75, 0x10, 0x95, 0x01, 0x81, 0x02, 0x09, 0x31, 0x81, 0x02, 0xC0, 0xC0,
+};
+
+// Little-endian numbers behind a letter that tells the kind of event.
+class Cooked {
+public:
+    explicit Cooked(char kind) { bytes.push_back(static_cast<uint8_t>(kind)); }
+
+    template <typename Number>
+    void add(Number value) {
+        for (size_t i = 0; i < sizeof(value); ++i) {
+            bytes.push_back(static_cast<uint8_t>(static_cast<uint64_t>(value) >> (8 * i)));
+        }
+    }
+
+    text::Bytes bytes;
+};
+
+text::Bytes cook(MVSItemAccessoryTouchEvent& touch) {
+    Cooked cooked('T');
+    cooked.add(touch.accessoryId());
+    cooked.add(touch.time);
+    cooked.add(touch.action);
+    cooked.add(touch.extra);
+    cooked.add(touch.count);
+    for (int32_t i = 0; touch.array1 != nullptr && i < touch.count; ++i) {
+        cooked.add(touch.array1[i]);
+        cooked.add(touch.array2[i]);
+        cooked.add(touch.array3[i]);
+    }
+    return cooked.bytes;
+}
+
+text::Bytes cookKey(MVSItemAccessoryCommon& key) {
+    Cooked cooked('K');
+    cooked.add(key.accessoryId());
+    cooked.add(key.intValue);
+    cooked.add(static_cast<uint8_t>(key.boolValue ? 1 : 0));
+    return cooked.bytes;
+}
+
+text::Bytes cookCalibration(MVSItemAccessoryCommon& calibration) {
+    Cooked cooked('C');
+    cooked.add(calibration.accessoryId());
+    return cooked.bytes;
+}
+
+Answer commonAnswer(int32_t result) {
+    sp<MVSReplyCommon> reply = new MVSReplyCommon;
+    reply->result = result;
+    return {reply, {{"result", result}}};
+}
+
+Answer rawAnswer(int32_t result, const text::Bytes& bytes) {
+    sp<MVSReplyRawData> reply = new MVSReplyRawData;
+    reply->result = result;
+    reply->size = static_cast<int32_t>(bytes.size());
+    if (!bytes.empty()) {
+        reply->data = new uint8_t[bytes.size()];
+        std::copy(bytes.begin(), bytes.end(), reply->data);
+    }
+    return {reply, {{"result", result}, {"bytes", text::toHex(bytes.data(), bytes.size())}}};
+}
+
+Answer versionAnswer(const std::string& version) {
+    sp<MVSReplyVersion> reply = new MVSReplyVersion;
+    reply->version.setTo(version.c_str());
+    return {reply, {{"version", version}}};
+}
+
+// The class that carries the answer: the operation's own, unless the rule gives what only another
+// class can hold, or asks for a wrong one.
+int32_t replyType(const Request& request, const Rule& rule) {
+    using R = MVServiceReply;
+    int32_t type = request.operation == nullptr ? R::COMMON : request.operation->reply;
+    const bool holdsResult = type == R::COMMON || type == R::RAW_DATA;
+    if (rule.bytes) {
+        type = R::RAW_DATA;
+    } else if (rule.result && !holdsResult) {
+        type = R::COMMON;
+    }
+    if (rule.mistype) type = type == R::COMMON ? R::RAW_DATA : R::COMMON;
+    return type;
+}
+
+}  // namespace
+
+World::World() : descriptor(std::begin(kTouchScreen), std::end(kTouchScreen)) {}
+
+void World::attach(uint32_t id) {
+    if (!knows(id)) ids.push_back(id);
+}
+
+void World::detach(uint32_t id) {
+    ids.erase(std::remove(ids.begin(), ids.end(), id), ids.end());
+}
+
+bool World::knows(uint32_t id) const {
+    return std::find(ids.begin(), ids.end(), id) != ids.end();
+}
+
+int32_t World::normalResult(const Request& request) const {
+    if (request.operation == nullptr) return kUnknownCommand;
+    const bool refused = request.accessory && !knows(*request.accessory);
+    return refused ? kUnknownAccessory : 0;
+}
+
+text::Bytes World::normalBytes(const Request& request, ServiceItem& item) const {
+    const std::string& name = request.name;
+    if (name == "getHidDescriptor") return descriptor;
+    if (request.accessory && !knows(*request.accessory)) return {};
+    if (name == "cookTouchEvent") return cook(static_cast<MVSItemAccessoryTouchEvent&>(item));
+    if (name == "cookKeyEvent") return cookKey(static_cast<MVSItemAccessoryCommon&>(item));
+    if (name == "cookCalibrateEvent") {
+        return cookCalibration(static_cast<MVSItemAccessoryCommon&>(item));
+    }
+    return {};
+}
+
+Answer World::idsAnswer() const {
+    sp<MVSReplyAccessoryIds> reply = new MVSReplyAccessoryIds;
+    reply->count = static_cast<uint32_t>(std::min<size_t>(ids.size(), reply->kCapacity));
+    std::copy_n(ids.begin(), reply->count, reply->ids);
+    return {reply, {{"ids", std::vector<uint32_t>(reply->ids, reply->ids + reply->count)}}};
+}
+
+Answer World::answer(const Request& request, ServiceItem& item, const Rule& rule) const {
+    if (rule.silent) return {nullptr, {{"silent", true}}};
+    const int32_t type = replyType(request, rule);
+    const int32_t result = rule.result.value_or(normalResult(request));
+    Answer answer;
+    if (type == MVServiceReply::RAW_DATA) {
+        answer = rawAnswer(result, rule.bytes ? *rule.bytes : normalBytes(request, item));
+    } else if (type == MVServiceReply::ACCESSORY_IDS) {
+        answer = idsAnswer();
+    } else if (type == MVServiceReply::VERSION) {
+        answer = versionAnswer(version);
+    } else {
+        answer = commonAnswer(result);
+    }
+    if (rule.mistype) answer.shown["mistype"] = replyName(type);
+    if (rule.delayMs > 0) answer.shown["delay"] = rule.delayMs;
+    return answer;
+}
+
+}  // namespace emulator

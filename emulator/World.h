@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "emulator/Answers.h"
+#include "emulator/Operations.h"
+#include "emulator/Text.h"
+
+namespace emulator {
+
+// The results with which the emulated service refuses.
+constexpr int32_t kUnknownAccessory = 2;
+constexpr int32_t kUnknownCommand = 3;
+
+// An answer, and what of it is shown.
+struct Answer {
+    accessory::sp<accessory::ServiceReply> reply;
+    Json shown = Json::object();
+};
+
+// What the emulated service knows, and how it answers out of that. One thread at a time.
+class World {
+public:
+    // In the order in which they were attached; each once.
+    std::vector<uint32_t> ids;
+    text::Bytes descriptor;
+    std::string version;
+
+    World();
+
+    void attach(uint32_t id);
+    void detach(uint32_t id);
+    bool knows(uint32_t id) const;
+
+    Answer answer(const Request& request, accessory::ServiceItem& item, const Rule& rule) const;
+
+private:
+    int32_t normalResult(const Request& request) const;
+    text::Bytes normalBytes(const Request& request, accessory::ServiceItem& item) const;
+    Answer idsAnswer() const;
+};
+
+}  // namespace emulator
