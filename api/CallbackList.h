@@ -42,17 +42,28 @@ public:
         awaitEnd([&](const Delivery& delivery) { return delivery.mRunning == callback; });
     }
 
-    // Removes every callback for good, and waits as remove() does.
+    // Removes every callback for good, without waiting.
     void close() {
         android::AutoMutex lock(mLock);
         mClosed = true;
         mCallbacks.clear();
+    }
+
+    // Waits, as remove() does, until no callback runs.
+    void drain() {
+        android::AutoMutex lock(mLock);
         awaitEnd([](const Delivery& delivery) { return delivery.mRunning != nullptr; });
     }
 
     bool closed() {
         android::AutoMutex lock(mLock);
         return mClosed;
+    }
+
+    // Whether no delivery is under way.
+    bool idle() {
+        android::AutoMutex lock(mLock);
+        return mDeliveries.empty();
     }
 
     // Calls `call` with every callback, as a loop over the index does: what a callback adds is

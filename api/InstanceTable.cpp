@@ -1,5 +1,13 @@
 #include "api/InstanceTable.h"
 
+#include <algorithm>
+#include <iterator>
+
+#include "accessory/CallbackScope.h"
+
+// Whatever may be the last reference to something is declared before the lock, so that it goes
+// after it.
+
 namespace zrmirvo {
 
 unsigned long InstanceTable::key(const ZRMirvo* instance) {
@@ -13,12 +21,20 @@ bool InstanceTable::add(const sp<ZRMirvoImpl>& instance) {
 }
 
 sp<ZRMirvoImpl> InstanceTable::remove(const ZRMirvo* instance) {
+    sp<ZRMirvoImpl> removed;
+    Notifiers ended;
     android::AutoMutex lock(mLock);
     const ssize_t index = mEntries.indexOf(Entry(key(instance)));
     if (index < 0) return nullptr;
-    // The caller's reference, so that the instance never goes under the lock.
-    sp<ZRMirvoImpl> removed = mEntries[static_cast<size_t>(index)].value;
+    removed = mEntries[static_cast<size_t>(index)].value;
     mEntries.removeItemsAt(static_cast<size_t>(index));
+    removed->notifier()->close();
+
+    const auto firstEnded = std::partition(mRemoved.begin(), mRemoved.end(),
+                                           [](const auto& notifier) { return !notifier->idle(); });
+    std::move(firstEnded, mRemoved.end(), std::back_inserter(ended));
+    mRemoved.erase(firstEnded, mRemoved.end());
+    if (accessory::CallbackScope::active()) mRemoved.push_back(removed->notifier());
     return removed;
 }
 
@@ -28,14 +44,22 @@ bool InstanceTable::closed() {
 }
 
 void InstanceTable::close() {
-    Entries entries;
+    android::AutoMutex lock(mLock);
+    mClosed = true;
+    for (size_t i = 0; i < mEntries.size(); ++i)
+        mEntries[i].value->notifier()->close();
+}
+
+void InstanceTable::drain() {
+    Notifiers notifiers;
     {
         android::AutoMutex lock(mLock);
-        mClosed = true;
-        entries = mEntries;
+        notifiers = mRemoved;
+        for (size_t i = 0; i < mEntries.size(); ++i)
+            notifiers.push_back(mEntries[i].value->notifier());
     }
-    for (size_t i = 0; i < entries.size(); ++i)
-        entries[i].value->close();
+    for (const auto& notifier : notifiers)
+        notifier->drain();
 }
 
 void InstanceTable::clear() {

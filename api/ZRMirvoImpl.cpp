@@ -44,10 +44,6 @@ void ZRMirvoImpl::SetInstance(const sp<Mirvo>& mirvo, const sp<ManagerLink>& man
     mMirvo->setNotifier(mNotifier);
 }
 
-void ZRMirvoImpl::close() {
-    mNotifier->close();
-}
-
 bool ZRMirvoImpl::RegisterCallback(ZRMirvoCallback* cb) {
     const sp<ZRMirvoNotifier> notifier = mNotifier;
     AutoTrace trace(kLogTag, __func__, true);

@@ -17,8 +17,7 @@ public:
     // notifier it has refused works, but receives no events.
     void SetInstance(const sp<accessory::Mirvo>& mirvo, const sp<ManagerLink>& manager);
 
-    // No callback is called any more, and errors only log; waits as CallbackList::close does.
-    void close();
+    const sp<ZRMirvoNotifier>& notifier() const { return mNotifier; }
 
     bool RegisterCallback(ZRMirvoCallback* cb) override;
     void UnregisterCallback(ZRMirvoCallback* cb) override;

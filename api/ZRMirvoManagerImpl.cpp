@@ -35,8 +35,12 @@ ZRMirvoManagerImpl::~ZRMirvoManagerImpl() {
 void ZRMirvoManagerImpl::release() {
     const sp<ManagerLink> link = mLink;
     ZRMirvoManagerImpl* self = link->close();
+    // All are closed before the first wait: a callback that is waited for may still ask this
+    // manager for an instance.
     mManagerNotifier->close();
     mInstances->close();
+    mManagerNotifier->drain();
+    mInstances->drain();
     link->destroy(self);
 }
 
@@ -88,20 +92,22 @@ ZRMirvo* ZRMirvoManagerImpl::GetMirvoInstance(unsigned int accessoryId) {
     AutoTrace trace(kLogTag, __func__, true);
     if (!holds(manager != nullptr, "mMirvoManager.get() != NULL")) return nullptr;
     const sp<Mirvo> mirvo = instances->closed() ? nullptr : manager->getMirvo(accessoryId);
-    if (mirvo == nullptr) {
-        __android_log_print(ANDROID_LOG_WARN, kLogTag, "%s can't find mirvo", __func__);
-        return nullptr;
+    sp<ZRMirvoImpl> instance;
+    if (mirvo != nullptr) {
+        instance = new ZRMirvoImpl;
+        instance->SetInstance(mirvo, link);
+        // Refused when the manager has been released meanwhile.
+        if (instances->add(instance)) return instance.get();
     }
-    const sp<ZRMirvoImpl> instance = new ZRMirvoImpl;
-    instance->SetInstance(mirvo, link);
-    return instances->add(instance) ? instance.get() : nullptr;
+    __android_log_print(ANDROID_LOG_WARN, kLogTag, "%s can't find mirvo", __func__);
+    return nullptr;
 }
 
 void ZRMirvoManagerImpl::ReleaseMirvoInstance(ZRMirvo* instance) {
     const sp<InstanceTable> instances = mInstances;
     AutoTrace trace(kLogTag, __func__, true);
     const sp<ZRMirvoImpl> released = instances->remove(instance);
-    if (released != nullptr) released->close();
+    if (released != nullptr) released->notifier()->drain();
 }
 
 int ZRMirvoManagerImpl::setBluetoothConfig(const char* text, int value) {

@@ -27,6 +27,13 @@ constexpr DeviceError kDeviceErrors[] = {
      true},
 };
 
+template <typename Callback>
+bool addTo(CallbackList<Callback>& callbacks, Callback* cb) {
+    if (callbacks.add(cb)) return true;
+    __android_log_print(ANDROID_LOG_ERROR, kLogTag, "no callback is taken during a release\n");
+    return false;
+}
+
 }  // namespace
 
 ZRMirvoManagerNotifier::ZRMirvoManagerNotifier() {
@@ -53,7 +60,7 @@ void ZRMirvoManagerNotifier::detach(unsigned int accessoryId) {
 
 bool ZRMirvoManagerNotifier::setCallbackObject(ZRMirvoManagerCallback* cb) {
     AutoTrace trace(kLogTag, __func__, true);
-    return mCallbacks.add(cb);
+    return addTo(mCallbacks, cb);
 }
 
 void ZRMirvoManagerNotifier::unsetCallbackObject(ZRMirvoManagerCallback* cb) {
@@ -147,7 +154,7 @@ void ZRMirvoNotifier::disconnect() {
 
 bool ZRMirvoNotifier::setCallbackObject(ZRMirvoCallback* cb) {
     AutoTrace trace(kLogTag, __func__, true);
-    return mCallbacks.add(cb);
+    return addTo(mCallbacks, cb);
 }
 
 void ZRMirvoNotifier::unsetCallbackObject(ZRMirvoCallback* cb) {

@@ -24,8 +24,10 @@ public:
     // False when the manager is being released.
     bool setCallbackObject(ZRMirvoManagerCallback* cb);
     void unsetCallbackObject(ZRMirvoManagerCallback* cb);
-    // No callback is called any more; waits as CallbackList::close does.
+    // No callback is called any more.
     void close() { mCallbacks.close(); }
+    // Waits for the callbacks that are still running, as CallbackList::drain does.
+    void drain() { mCallbacks.drain(); }
 
 private:
     CallbackList<ZRMirvoManagerCallback> mCallbacks;
@@ -50,8 +52,12 @@ public:
     // False when the instance is being released.
     bool setCallbackObject(ZRMirvoCallback* cb);
     void unsetCallbackObject(ZRMirvoCallback* cb);
-    // No callback is called any more, and errors only log; waits as CallbackList::close does.
+    // No callback is called any more, and errors only log.
     void close() { mCallbacks.close(); }
+    // Waits for the callbacks that are still running, as CallbackList::drain does.
+    void drain() { mCallbacks.drain(); }
+    // Whether no event is on its way to the callbacks.
+    bool idle() { return mCallbacks.idle(); }
 
 private:
     void disconnect();

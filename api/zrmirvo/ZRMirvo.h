@@ -17,6 +17,11 @@ namespace zrmirvo {
 // Results: 0 is success. Any other value is the service's own code, or 1 when the library could not
 // complete the request: no service, no answer, an answer of the wrong class, an illegal argument.
 // One line in the log says which.
+//
+// Errors: when the accessory reports that its transport, its ping or its video player has failed,
+// the library logs it and disconnects, as the manager's disconnect("") does, on the delivery
+// thread. That reaches a live manager or none, and the errors of a released instance only log. No
+// callback is told.
 class ZRMirvo {
 public:
     // Adds `cb`, which is not null, to the callbacks of this instance, behind those already there.
@@ -24,12 +29,13 @@ public:
     // instance that is being released.
     virtual bool RegisterCallback(ZRMirvoCallback* cb) = 0;
 
-    // Removes `cb`. When this returns on an application thread, `cb` is not running on any other
-    // thread and will not be called again, so do not hold a lock here that the callback takes.
-    // Inside any callback of this library it takes effect at once and never waits; `cb` may then
-    // still be running on another thread and must not be destroyed yet. A callback that is not
-    // registered is ignored, and waited for if it is still running. A callback that unregisters
-    // itself makes the one behind it miss the event being delivered.
+    // Removes `cb`, which is not null. When this returns on an application thread, `cb` is not
+    // running on any other thread and will not be called again, so do not hold a lock here that the
+    // callback takes. Inside any callback of this library it takes effect at once and never waits;
+    // `cb` may then still be running on another thread and must not be destroyed yet. A callback
+    // that is not registered is ignored, and waited for if it is still running. A callback that
+    // unregisters itself makes the one behind it miss the event being delivered; a change made by
+    // another thread never makes a delivery that is under way skip or repeat someone else.
     virtual void UnregisterCallback(ZRMirvoCallback* cb) = 0;
 
     // Sends a touch with `count` pointers, 0 or more. The three arrays hold `count` values each,

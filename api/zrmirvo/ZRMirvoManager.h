@@ -25,7 +25,9 @@ struct ZRMirvoVersion {
 // Threads: thread-safe, and every operation may be called from inside any callback. No operation
 // may begin after the manager has been released; one that is already under way then ends normally.
 // An operation that asks the service waits for its answer, at most for the request timeout of the
-// service framework, and holds no lock meanwhile; GetMirvoInstance asks twice.
+// service framework, and holds no lock meanwhile; GetMirvoInstance asks twice. A service that is
+// gone, dead, hung or talking nonsense never does more harm than that: the operation fails, with
+// one line in the log.
 //
 // Ownership: from GetInstance to ReleaseInstance; the application never deletes a manager.
 // Callbacks stay the application's.
@@ -51,11 +53,12 @@ public:
 
     // Releases the manager, with every instance that it still has. When this returns on an
     // application thread, none of their callbacks is running on any other thread and none will be
-    // called again, so do not hold a lock here that a callback takes. Inside any callback of this
-    // library it takes effect at once and never waits; callbacks may then still be running on
-    // other threads. From the moment of the call on, GetInstance makes a new manager, and on this
-    // one GetMirvoInstance answers null and RegisterCallback false. A pointer that is null or not
-    // the current manager is refused with a line in the log and never dereferenced.
+    // called again, nor is one of an instance that was released inside a callback before; so do not
+    // hold a lock here that a callback takes. Inside any callback of this library it takes effect
+    // at once and never waits; callbacks may then still be running on other threads. From the
+    // moment of the call on, GetInstance makes a new manager, and on this one GetMirvoInstance
+    // answers null and RegisterCallback false. A pointer that is null or not the current manager is
+    // refused with a line in the log and never dereferenced.
     //
     // May be called from any thread. Makes no request.
     __attribute__((visibility("default"))) static void ReleaseInstance(ZRMirvoManager* instance);
@@ -69,12 +72,13 @@ public:
     // manager that is being released.
     virtual bool RegisterCallback(ZRMirvoManagerCallback* cb) = 0;
 
-    // Removes `cb`. When this returns on an application thread, `cb` is not running on any other
-    // thread and will not be called again, so do not hold a lock here that the callback takes.
-    // Inside any callback of this library it takes effect at once and never waits; `cb` may then
-    // still be running on another thread and must not be destroyed yet. A callback that is not
-    // registered is ignored, and waited for if it is still running. A callback that unregisters
-    // itself makes the one behind it miss the event being delivered.
+    // Removes `cb`, which is not null. When this returns on an application thread, `cb` is not
+    // running on any other thread and will not be called again, so do not hold a lock here that the
+    // callback takes. Inside any callback of this library it takes effect at once and never waits;
+    // `cb` may then still be running on another thread and must not be destroyed yet. A callback
+    // that is not registered is ignored, and waited for if it is still running. A callback that
+    // unregisters itself makes the one behind it miss the event being delivered; a change made by
+    // another thread never makes a delivery that is under way skip or repeat someone else.
     virtual void UnregisterCallback(ZRMirvoManagerCallback* cb) = 0;
 
     // Starts the projection service.
