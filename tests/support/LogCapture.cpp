@@ -1,0 +1,71 @@
+#include "tests/support/LogCapture.h"
+
+#include <utils/Mutex.h>
+
+#include <cstdarg>
+#include <utility>
+
+namespace testing_support {
+namespace {
+
+struct Line {
+    int priority;
+    std::string tag;
+    std::string text;
+};
+
+android::Mutex gLock;
+std::vector<Line> gLines GUARDED_BY(gLock);
+
+// liblog puts the program's name where the tag is null, so that the logger alone cannot tell.
+thread_local bool gTagIsNull = false;
+
+void collect(const __android_logger_data* data, const char* message) {
+    android::AutoMutex lock(gLock);
+    gLines.push_back({data->priority, gTagIsNull ? "(null)" : data->tag, message});
+}
+
+std::string letterOf(int priority) {
+    constexpr const char* kLetters = "??VDIWEFS";
+    return std::string(1, kLetters[priority]);
+}
+
+}  // namespace
+
+LogCapture::LogCapture()
+    : mPreviousMinimum(__android_log_set_minimum_priority(ANDROID_LOG_VERBOSE)) {
+    take();
+    __android_log_set_logger(collect);
+}
+
+LogCapture::~LogCapture() {
+    __android_log_set_logger(__android_log_stderr_logger);
+    __android_log_set_minimum_priority(mPreviousMinimum);
+}
+
+std::vector<std::string> LogCapture::take(const std::string& tag, android_LogPriority minimum) {
+    std::vector<Line> lines;
+    {
+        android::AutoMutex lock(gLock);
+        std::swap(lines, gLines);
+    }
+    std::vector<std::string> result;
+    for (const Line& line : lines) {
+        if (line.priority < minimum || (!tag.empty() && line.tag != tag)) continue;
+        result.push_back(letterOf(line.priority) + "/" + line.tag + ": " + line.text);
+    }
+    return result;
+}
+
+}  // namespace testing_support
+
+// Stands before liblog's own in every test program.
+extern "C" int __android_log_print(int priority, const char* tag, const char* format, ...) {
+    testing_support::gTagIsNull = tag == nullptr;
+    va_list arguments;
+    va_start(arguments, format);
+    const int result = __android_log_vprint(priority, tag, format, arguments);
+    va_end(arguments);
+    testing_support::gTagIsNull = false;
+    return result;
+}

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <android/log.h>
+
+#include <string>
+#include <vector>
+
+namespace testing_support {
+
+// Collects what is logged while it lives, debug lines included, instead of letting it out. One at a
+// time. A line reads "E/Mirvo[c]: illegal parameter!\n": the letter of the priority, the tag, the
+// text; where the tag was null, "(null)" stands in its place.
+//
+// Threads: thread-safe.
+class LogCapture {
+public:
+    LogCapture();
+    ~LogCapture();
+
+    LogCapture(const LogCapture&) = delete;
+    LogCapture& operator=(const LogCapture&) = delete;
+
+    // The lines so far, which are then forgotten; only those with this tag when one is given, and
+    // only those of at least this priority.
+    std::vector<std::string> take(const std::string& tag = {},
+                                  android_LogPriority minimum = ANDROID_LOG_DEBUG);
+
+    // What take() gives without the lines of the call traces.
+    std::vector<std::string> takeUntraced(const std::string& tag = {}) {
+        return take(tag, ANDROID_LOG_INFO);
+    }
+
+private:
+    int mPreviousMinimum;
+};
+
+}  // namespace testing_support

@@ -1,0 +1,86 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "protocol/ServiceFramework.h"
+
+// Contents in the form in which tests write them by hand: one operation after the other, separated
+// by ", ".
+//
+//     131         a 32-bit integer
+//     -1L         a 64-bit integer
+//     "mirvo"     a text, without escapes
+//     {0a ff}     a buffer
+//     null        a text that cannot be read
+//
+// A message as a whole is its type code, ": " and its content: `131: 1, -1, -1L, ".", 0`.
+
+namespace testing_support {
+
+using accessory::DeserializationContent;
+using accessory::SerializationBase;
+using accessory::SerializationContent;
+
+class TextWriter final : public SerializationContent {
+public:
+    // Every writeCString answers `textStatus`.
+    explicit TextWriter(int32_t textStatus = 0) : mTextStatus(textStatus) {}
+
+    int32_t writeBuffer(const void* data, int64_t length) override;
+    int32_t writeInt32(int32_t value) override { return add(std::to_string(value)); }
+    int32_t writeInt64(int64_t value) override { return add(std::to_string(value) + "L"); }
+    int32_t reserved1() override { return add("reserved1"); }
+    int32_t reserved2() override { return add("reserved2"); }
+    int32_t writeCString(const char* text) override;
+
+    const std::string& text() const { return mText; }
+
+private:
+    int32_t add(const std::string& operation);
+
+    const int32_t mTextStatus;
+    std::string mText;
+};
+
+// An operation that does not fit what stands next consumes it and answers as at the end: 0, null,
+// or a buffer that keeps what it held.
+class TextReader final : public DeserializationContent {
+public:
+    explicit TextReader(const std::string& text);
+
+    int32_t readBuffer(void* dest, int64_t length) override;
+    int32_t readInt32() override;
+    int64_t readInt64() override;
+    int32_t reserved1() override { return -1; }
+    int32_t reserved2() override { return -1; }
+    const char* readCString() override;
+
+    bool atEnd() const { return mNext == mValues.size(); }
+
+private:
+    enum class Kind { kInt32, kInt64, kText, kBuffer, kNull };
+    struct Value {
+        Kind kind;
+        int64_t number;
+        std::string bytes;
+    };
+
+    static Value parse(const std::string& text, size_t& position);
+    const Value* next(Kind kind);
+
+    std::vector<Value> mValues;
+    size_t mNext = 0;
+};
+
+// What `message` writes, and what it reads.
+std::string contentOf(SerializationBase& message, int32_t textStatus = 0);
+void readContent(SerializationBase& message, const std::string& content);
+
+// The two halves of `131: 1, -1`.
+std::pair<int32_t, std::string> splitMessage(const std::string& message);
+
+}  // namespace testing_support
