@@ -1,0 +1,122 @@
+#include <android/log.h>
+#include <sys/socket.h>
+
+#include <memory>
+#include <utility>
+
+#include "framework/ClientFactory.h"
+#include "framework/NotifyChannel.h"
+#include "framework/ServiceHost.h"
+#include "protocol/ManagerMessages.h"
+#include "protocol/MirvoServiceInfo.h"
+#include "tests/fuzz/Input.h"
+
+// Arbitrary datagrams at everything of the stand-in that receives: a client that waits for a reply,
+// a client that listens, and the host. The peer has always gone by the time they have read it all.
+
+namespace {
+
+using namespace accessory;
+using framework::NotifyChannel;
+using framework::UniqueFd;
+
+struct Ends {
+    UniqueFd subject;
+    UniqueFd peer;
+};
+
+// A connected pair in which the input's datagrams wait for the subject, as far as there is room.
+Ends connection(Input& input) {
+    int fds[2];
+    if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, fds) != 0) abort();
+    Ends ends{UniqueFd(fds[0]), UniqueFd(fds[1])};
+    while (!input.empty()) {
+        const std::vector<uint8_t> datagram = input.block();
+        if (datagram.empty()) continue;
+        if (send(fds[1], datagram.data(), datagram.size(), MSG_DONTWAIT | MSG_NOSIGNAL) < 0) break;
+    }
+    shutdown(fds[1], SHUT_WR);
+    return ends;
+}
+
+sp<ServiceInfo> info() {
+    static const sp<ServiceInfo> kInfo = new MirvoServiceInfo;
+    return kInfo;
+}
+
+class NoMore final : public framework::Connector {
+public:
+    UniqueFd connect(const framework::Deadline&, bool& lost) override {
+        lost = true;
+        return {};
+    }
+};
+
+class Listener final : public ServiceNotifyListener {
+public:
+    void onNotify(sp<ServiceNotify>& notify) override {
+        if (notify->type() == ServiceStatusNotify::kType) ++lost;
+    }
+    int lost = 0;
+};
+
+void request(Input& input) {
+    Ends ends = connection(input);
+    const auto client =
+        framework::makeClient(info(), std::make_unique<NoMore>(), std::move(ends.subject));
+    for (int i = 0; i < 3; ++i) {
+        sp<ServiceItem> item = new MVSItemManagerVersion;
+        client->request(item);
+    }
+}
+
+void listen(Input& input) {
+    Ends ends = connection(input);
+    const auto lost = std::make_shared<std::atomic<bool>>(false);
+    const sp<NotifyChannel> channel = new NotifyChannel(info()->protocol()->notifyFactory(), lost);
+    const sp<Listener> listener = new Listener;
+    channel->add(listener);
+    channel->setSocket(std::move(ends.subject));
+    std::vector<uint8_t> buffer(framework::kMaxDatagram);
+    while (channel->process(buffer.data())) {
+    }
+    if (!*lost || listener->lost != 1) abort();
+    channel->close();
+}
+
+void serve(Input& input) {
+    static ServiceHost* const kHost = new ServiceHost(info(), [](sp<ServiceItem>& item) {
+        kHost->notify(new MVSNotifyManagerCommon);
+        if (item->type() == MVServiceItem::MANAGER_VERSION) return sp<ServiceReply>();
+        return sp<ServiceReply>(new MVSReplyCommon);
+    });
+    Ends ends = connection(input);
+    const int peer = ends.peer.get();
+    if (!kHost->adopt(std::exchange(ends.subject, UniqueFd()).release())) abort();
+    // It answers what it can, and must have closed the connection in the end.
+    std::vector<uint8_t> buffer(framework::kMaxDatagram);
+    while (recv(peer, buffer.data(), buffer.size(), 0) > 0) {
+    }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    static const bool kQuiet = [] {
+        __android_log_set_logger([](const __android_logger_data*, const char*) {});
+        return true;
+    }();
+    static_cast<void>(kQuiet);
+    Input input(data, size);
+    switch (input.number<uint8_t>() % 3) {
+        case 0:
+            request(input);
+            break;
+        case 1:
+            listen(input);
+            break;
+        default:
+            serve(input);
+    }
+    return 0;
+}

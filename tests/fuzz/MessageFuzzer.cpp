@@ -1,0 +1,61 @@
+#include <cstdint>
+#include <cstdlib>
+#include <vector>
+
+#include "framework/Content.h"
+#include "protocol/MirvoServiceInfo.h"
+#include "tests/fuzz/Input.h"
+
+// Arbitrary bytes as the content of any message: what was read, written and read again must be
+// written the same way a second time.
+
+namespace {
+
+using namespace accessory;
+using framework::ReadContent;
+using framework::WriteContent;
+
+constexpr size_t kLarge = 64 << 10;
+
+std::vector<uint8_t> rewrite(SerializationBase& message, const std::vector<uint8_t>& bytes) {
+    sp<ReadContent> reader = new ReadContent;
+    reader->reset(bytes.data(), bytes.size());
+    sp<DeserializationContent> from = reader;
+    message.deserialization(from);
+    sp<WriteContent> writer = new WriteContent;
+    sp<SerializationContent> to = writer;
+    message.serialization(to);
+    return {writer->content(), writer->content() + writer->size()};
+}
+
+template <typename Factory>
+void tryOne(const sp<Factory>& factory, int type, const std::vector<uint8_t>& bytes) {
+    const auto first = factory->create(type);
+    if (first == nullptr) return;
+    const std::vector<uint8_t> written = rewrite(*first, bytes);
+    // Once was enough for a block that is nothing but large: time is better spent on other inputs.
+    if (written.size() > kLarge) return;
+    if (rewrite(*factory->create(type), written) != written) abort();
+    // A message that already holds something is read into as well.
+    if (rewrite(*first, written) != written) abort();
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    static const sp<ServiceInfo> kInfo = new MirvoServiceInfo;
+    const sp<ServiceProtocol> protocol = kInfo->protocol();
+    Input input(data, size);
+    const int type = input.number<uint8_t>();
+    switch (input.number<uint8_t>() % 3) {
+        case 0:
+            tryOne(protocol->itemFactory(), type, input.rest());
+            break;
+        case 1:
+            tryOne(protocol->notifyFactory(), type, input.rest());
+            break;
+        default:
+            tryOne(protocol->replyFactory(), type, input.rest());
+    }
+    return 0;
+}
