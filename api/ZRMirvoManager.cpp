@@ -24,7 +24,7 @@ using accessory::AutoTrace;
 class CurrentManager {
 public:
     static CurrentManager& self() {
-        static CurrentManager* const kSelf = new CurrentManager;
+        static auto* const kSelf = new CurrentManager;
         return *kSelf;
     }
 
@@ -65,7 +65,7 @@ private:
 class KnownVersion {
 public:
     static KnownVersion& self() {
-        static KnownVersion* const kSelf = new KnownVersion;
+        static auto* const kSelf = new KnownVersion;
         return *kSelf;
     }
 

@@ -10,6 +10,11 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
   add_compile_options(-Wthread-safety)
 endif()
 
+# The interface is checked from the debug information, which therefore describes every class in full.
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_BUILD_TYPE STREQUAL "RelWithDebInfo")
+  add_compile_options(-femit-class-debug-always)
+endif()
+
 # A binary that was built must not differ because the folder that it was built in has another name.
 add_compile_options(-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
 
