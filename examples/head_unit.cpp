@@ -1,0 +1,310 @@
+// A small head-unit application: the whole life of a projected phone, from the first contact with
+// the projection service to its loss and back. It prints a line for each call with its status and
+// one for each callback, and ends by itself: with 0 when everything went well, otherwise with 1.
+
+#include <zrmirvo/ZRMirvoManager.h>
+
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <iomanip>
+#include <iostream>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <thread>
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+using zrmirvo::ZRMirvo;
+using zrmirvo::ZRMirvoManager;
+
+namespace {
+
+// No longer than this does the application wait for anything that may never happen.
+constexpr seconds kPatience(10);
+
+// Callbacks print on the library's threads, calls on the main thread.
+void say(const std::string& line) {
+    static std::mutex mutex;
+    const std::lock_guard<std::mutex> lock(mutex);
+    std::cout << line << std::endl;
+}
+
+bool report(const std::string& call, int status) {
+    say(call + " = " + std::to_string(status));
+    return status == 0;
+}
+
+std::string hex(const void* data, size_t length) {
+    std::ostringstream text;
+    text << std::hex << std::uppercase << std::setfill('0');
+    const auto* bytes = static_cast<const unsigned char*>(data);
+    for (size_t i = 0; i < length; ++i)
+        text << std::setw(2) << static_cast<int>(bytes[i]);
+    return text.str();
+}
+
+// Takes what happens from the callbacks to the main thread. A callback holds up its deliverer, so
+// it only notes what came; what follows from it, the main thread does.
+class Inbox {
+public:
+    void put(const std::string& event, unsigned int value = 0) {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        mEvents[event].push_back(value);
+        mChanged.notify_all();
+    }
+
+    // Waits for an event and takes it out. Nothing when it did not come in time.
+    std::optional<unsigned int> take(const std::string& event) {
+        std::unique_lock<std::mutex> lock(mMutex);
+        std::deque<unsigned int>& values = mEvents[event];
+        if (!mChanged.wait_for(lock, kPatience, [&] { return !values.empty(); })) {
+            say("gave up waiting for " + event);
+            return std::nullopt;
+        }
+        const unsigned int value = values.front();
+        values.pop_front();
+        return value;
+    }
+
+private:
+    std::mutex mMutex;
+    std::condition_variable mChanged;
+    std::map<std::string, std::deque<unsigned int>> mEvents;
+};
+
+// Receives what concerns the service as a whole.
+class ServiceEvents final : public zrmirvo::ZRMirvoManagerCallback {
+public:
+    explicit ServiceEvents(Inbox& inbox) : mInbox(inbox) {}
+
+    void onError() override {
+        say("onError");
+        mInbox.put("onError");
+    }
+    void onAttach(unsigned int accessoryId) override {
+        say("onAttach accessoryId=" + std::to_string(accessoryId));
+        mInbox.put("onAttach", accessoryId);
+    }
+    void onDetach(unsigned int accessoryId) override {
+        say("onDetach accessoryId=" + std::to_string(accessoryId));
+        mInbox.put("onDetach", accessoryId);
+    }
+
+private:
+    Inbox& mInbox;
+};
+
+// Receives what concerns one phone.
+class PhoneEvents final : public zrmirvo::ZRMirvoCallback {
+public:
+    explicit PhoneEvents(Inbox& inbox) : mInbox(inbox) {}
+
+    void onRunningStateChange(int state) override {
+        say("onRunningStateChange state=" + std::to_string(state));
+    }
+    void onControlUnavailable() override { say("onControlUnavailable"); }
+    void onDeviceRequestData(unsigned char* data, int dataLength) override {
+        say("onDeviceRequestData data=" + hex(data, static_cast<size_t>(dataLength)));
+    }
+    void onDeviceRequest(int param1, int param2) override {
+        say("onDeviceRequest param1=" + std::to_string(param1) +
+            " param2=" + std::to_string(param2));
+    }
+    void onScreenOrientationChange(int orientation) override {
+        say("onScreenOrientationChange orientation=" + std::to_string(orientation));
+    }
+    void onTimeDateResponse(const zrmirvo::ZRMirvoTimeDate* time) override {
+        std::ostringstream text;
+        text << "onTimeDateResponse date=" << time->date1 << '/' << time->date2 << '/'
+             << time->date3 << " time=" << time->hour << ':' << time->minute << ':' << time->second
+             << '.' << time->fraction << " week=" << time->week << " dayOfWeek=" << time->dayOfWeek;
+        say(text.str());
+        mInbox.put("onTimeDateResponse");
+    }
+    void onHidReportDescriptor(unsigned char* data, unsigned int length) override {
+        say("onHidReportDescriptor data=" + hex(data, length));
+    }
+    void onHidEvent(unsigned char* data, unsigned int length) override {
+        say("onHidEvent data=" + hex(data, length));
+        mInbox.put("onHidEvent");
+    }
+    void onDeviceResponse() override { say("onDeviceResponse"); }
+
+private:
+    Inbox& mInbox;
+};
+
+// Cooked events and descriptors come in an array that belongs to the application.
+bool reportBytes(const std::string& call, int status, char* data, int length) {
+    const bool good = report(call, status);
+    if (data != nullptr) say("  bytes=" + hex(data, static_cast<size_t>(length)));
+    delete[] data;
+    return good;
+}
+
+// Every step of a phase is made, also after one that failed.
+class Outcome {
+public:
+    void operator+=(bool good) { mGood = mGood && good; }
+    bool good() const { return mGood; }
+
+private:
+    bool mGood = true;
+};
+
+void printVersion() {
+    const zrmirvo::ZRMirvoVersion version = ZRMirvoManager::getVersion();
+    std::ostringstream text;
+    text << "getVersion() = library " << version.clientMajor << '.' << version.clientMinor << '.'
+         << version.clientPatch << ", service " << version.serverMajor << '.' << version.serverMinor
+         << '.' << version.serverPatch;
+    say(text.str());
+}
+
+// The settings come before the start, the phones after it. False at the first call that fails.
+bool introduce(ZRMirvoManager* manager) {
+    const bool started =
+        report("setBluetoothConfig", manager->setBluetoothConfig("Head unit", 1)) &&
+        report("setConfigFile", manager->setConfigFile("/etc/head_unit/projection.conf")) &&
+        report("startup", manager->startup());
+    if (!started) return false;
+    manager->connect("usb");
+    say("connect");
+
+    char* descriptor = nullptr;
+    int length = 0;
+    const int status = manager->getHidDescriptor(&descriptor, &length);
+    if (!reportBytes("getHidDescriptor", status, descriptor, length)) return false;
+
+    unsigned int ids[10] = {};
+    unsigned int count = 0;
+    if (!report("getIds", manager->getIds(ids, &count))) return false;
+    say("  count=" + std::to_string(count));
+    return true;
+}
+
+// Android's codes: KEYCODE_BACK, and what a finger does.
+constexpr unsigned int kBack = 4;
+constexpr int kDown = 0;
+constexpr int kUp = 1;
+constexpr int kMove = 2;
+
+bool sendInput(ZRMirvo* phone) {
+    Outcome outcome;
+    outcome += report("sendKeyEvent back down", phone->sendKeyEvent(kBack, true));
+    outcome += report("sendKeyEvent back up", phone->sendKeyEvent(kBack, false));
+
+    // One finger drags from the left to the right: a number, x and y for it.
+    const unsigned int finger[] = {0};
+    unsigned int x[] = {100};
+    const unsigned int y[] = {240};
+    outcome +=
+        report("sendTouchEvent down", phone->sendTouchEvent(1000, 1, finger, x, y, kDown, 0));
+    x[0] = 300;
+    outcome +=
+        report("sendTouchEvent move", phone->sendTouchEvent(1016, 1, finger, x, y, kMove, 0));
+    outcome += report("sendTouchEvent up", phone->sendTouchEvent(1032, 1, finger, x, y, kUp, 0));
+    outcome += report("sendCalibrateEvent", phone->sendCalibrateEvent());
+
+    // The same events as the bytes that another transport would carry.
+    char* bytes = nullptr;
+    int length = 0;
+    int status = phone->cookKeyEvent(kBack, true, &bytes, &length);
+    outcome += reportBytes("cookKeyEvent", status, bytes, length);
+    bytes = nullptr;
+    status = phone->cookTouchEvent(1048, 1, finger, x, y, kDown, 0, &bytes, &length);
+    outcome += reportBytes("cookTouchEvent", status, bytes, length);
+    bytes = nullptr;
+    status = phone->cookCalibrateEvent(&bytes, &length);
+    outcome += reportBytes("cookCalibrateEvent", status, bytes, length);
+    return outcome.good();
+}
+
+// From its attachment to its detachment.
+bool projectPhone(ZRMirvoManager* manager, Inbox& inbox) {
+    const auto accessoryId = inbox.take("onAttach");
+    if (!accessoryId) return false;
+    ZRMirvo* phone = manager->GetMirvoInstance(*accessoryId);
+    say(std::string("GetMirvoInstance = ") + (phone == nullptr ? "null" : "an instance"));
+    if (phone == nullptr) return false;
+    PhoneEvents events(inbox);
+    phone->RegisterCallback(&events);
+
+    Outcome outcome;
+    outcome +=
+        report("sendDisplayConfiguration", phone->sendDisplayConfiguration(1280, 720, 160, 60, 0));
+    outcome += report("sendForceLandscape", phone->sendForceLandscape(true));
+    unsigned char nightMode[] = {1};
+    outcome += report("setFeature", phone->setFeature(2, nightMode, sizeof(nightMode)));
+    outcome += report("sendOnReadyForPairing", phone->sendOnReadyForPairing(true));
+    outcome += report("sendVideoFocus", phone->sendVideoFocus(1, true));
+    outcome += inbox.take("onHidEvent").has_value();
+    outcome += sendInput(phone);
+    outcome += report("sendTimeDateInquiry", phone->sendTimeDateInquiry());
+    outcome += inbox.take("onTimeDateResponse").has_value();
+    outcome += inbox.take("onDetach").has_value();
+
+    // From here on `events` is not called any more and may go.
+    manager->ReleaseMirvoInstance(phone);
+    say("ReleaseMirvoInstance");
+    return outcome.good();
+}
+
+// A manager that has lost its service stays without one, so a new one is made until a service
+// answers. Whoever restarts a crashed service needs his time: the pauses grow. Null when the
+// service stays away.
+ZRMirvoManager* obtain(ServiceEvents& events, int attempts) {
+    milliseconds pause(100);
+    for (int attempt = 1;; ++attempt) {
+        ZRMirvoManager* manager = ZRMirvoManager::GetInstance("3.6");
+        say(std::string("GetInstance = ") + (manager == nullptr ? "null" : "a manager"));
+        if (manager != nullptr) {
+            manager->RegisterCallback(&events);
+            // Without a service there is a manager all the same, on which everything fails.
+            if (introduce(manager)) return manager;
+            ZRMirvoManager::ReleaseInstance(manager);
+            say("ReleaseInstance");
+        }
+        if (attempt == attempts) return nullptr;
+        std::this_thread::sleep_for(pause);
+        pause = std::min(pause * 2, milliseconds(3000));
+    }
+}
+
+}  // namespace
+
+int main() {
+    Inbox inbox;
+    ServiceEvents events(inbox);
+    printVersion();
+
+    ZRMirvoManager* manager = obtain(events, 1);
+    if (manager == nullptr) {
+        say("no projection service");
+        return 1;
+    }
+    Outcome outcome;
+    outcome += projectPhone(manager, inbox);
+    manager->disconnect("usb");
+    say("disconnect");
+
+    // A service that goes says so to every callback.
+    if (inbox.take("onError")) {
+        ZRMirvoManager::ReleaseInstance(manager);
+        say("ReleaseInstance");
+        manager = obtain(events, 8);
+        outcome += manager != nullptr && projectPhone(manager, inbox);
+    }
+    if (manager != nullptr) {
+        outcome += report("shutdown", manager->shutdown());
+        ZRMirvoManager::ReleaseInstance(manager);
+        say("ReleaseInstance");
+    }
+    say(outcome.good() ? "all went well" : "something failed");
+    return outcome.good() ? 0 : 1;
+}
