@@ -2,12 +2,23 @@
 # libraries in a folder that the dynamic linker does not search, which every binary here therefore
 # carries as its run path.
 
-find_path(ANDROID_INCLUDE_DIR utils/RefBase.h PATH_SUFFIXES android REQUIRED)
-find_library(ANDROID_UTILS_LIBRARY utils PATH_SUFFIXES android REQUIRED)
-find_library(ANDROID_LOG_LIBRARY log PATH_SUFFIXES android REQUIRED)
+#
+# Included here and by the installed package, which does without them (ANDROID_FOUND is false then).
+
+find_path(ANDROID_INCLUDE_DIR utils/RefBase.h PATH_SUFFIXES android)
+find_library(ANDROID_UTILS_LIBRARY utils PATH_SUFFIXES android)
+find_library(ANDROID_LOG_LIBRARY log PATH_SUFFIXES android)
+set(ANDROID_FOUND FALSE)
+if(NOT ANDROID_INCLUDE_DIR OR NOT ANDROID_UTILS_LIBRARY OR NOT ANDROID_LOG_LIBRARY)
+  return()
+endif()
+set(ANDROID_FOUND TRUE)
 get_filename_component(ANDROID_LIBRARY_DIR ${ANDROID_UTILS_LIBRARY} DIRECTORY)
 
 foreach(name utils log)
+  if(TARGET android::${name})
+    continue()
+  endif()
   string(TOUPPER ANDROID_${name}_LIBRARY location)
   add_library(android::${name} SHARED IMPORTED)
   set_target_properties(android::${name} PROPERTIES
@@ -17,5 +28,3 @@ foreach(name utils log)
     # libutils needs libraries of its own folder.
     INTERFACE_LINK_OPTIONS "LINKER:-rpath-link,${ANDROID_LIBRARY_DIR}")
 endforeach()
-
-set(CMAKE_INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}" "${ANDROID_LIBRARY_DIR}")
