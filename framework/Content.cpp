@@ -64,7 +64,7 @@ inline Integer ReadContent::readInteger() {
     return value;
 }
 
-inline int32_t ReadContent::readBuffer(void* dest, int64_t length) {
+int32_t ReadContent::readBuffer(void* dest, int64_t length) {
     if (length < 0 || (dest == nullptr && length > 0)) return EINVAL;
     if (length > mEnd - mNext) {
         mNext = mEnd;
