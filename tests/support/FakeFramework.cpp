@@ -159,6 +159,10 @@ std::vector<std::string> FakeFramework::takeEvents() {
     return std::exchange(mState->mEvents, {});
 }
 
+void FakeFramework::record(const std::string& event) {
+    mState->record(event);
+}
+
 std::vector<std::string> FakeFramework::requests() {
     constexpr const char* kRequest = " request ";
     std::vector<std::string> result;

@@ -59,6 +59,8 @@ public:
     //     0 release                         the last reference to the client has gone
     //     startThreadPool
     std::vector<std::string> takeEvents();
+    // Puts something of the test's own among the events, such as the call of a notifier.
+    void record(const std::string& event);
     // Only the requests since the events were last taken, without the client; nothing is forgotten.
     std::vector<std::string> requests();
     // How many clients there are that have not been released.

@@ -14,16 +14,16 @@ int32_t TextWriter::add(const std::string& operation) {
     return 0;
 }
 
-int32_t TextWriter::writeBuffer(const void* data, int64_t length) {
+std::string bufferText(const void* data, size_t length) {
     constexpr const char* kDigits = "0123456789abcdef";
     std::string bytes;
-    for (int64_t i = 0; i < length; ++i) {
+    for (size_t i = 0; i < length; ++i) {
         const uint8_t byte = static_cast<const uint8_t*>(data)[i];
         if (i > 0) bytes += ' ';
         bytes += kDigits[byte >> 4];
         bytes += kDigits[byte & 15];
     }
-    return add("{" + bytes + "}");
+    return "{" + bytes + "}";
 }
 
 int32_t TextWriter::writeCString(const char* text) {

@@ -25,12 +25,17 @@ using accessory::DeserializationContent;
 using accessory::SerializationBase;
 using accessory::SerializationContent;
 
+// A buffer in this form.
+std::string bufferText(const void* data, size_t length);
+
 class TextWriter final : public SerializationContent {
 public:
     // Every writeCString answers `textStatus`.
     explicit TextWriter(int32_t textStatus = 0) : mTextStatus(textStatus) {}
 
-    int32_t writeBuffer(const void* data, int64_t length) override;
+    int32_t writeBuffer(const void* data, int64_t length) override {
+        return add(bufferText(data, static_cast<size_t>(length)));
+    }
     int32_t writeInt32(int32_t value) override { return add(std::to_string(value)); }
     int32_t writeInt64(int64_t value) override { return add(std::to_string(value) + "L"); }
     int32_t reserved1() override { return add("reserved1"); }
