@@ -46,8 +46,8 @@ bool InstanceTable::closed() {
 void InstanceTable::close() {
     android::AutoMutex lock(mLock);
     mClosed = true;
-    for (size_t i = 0; i < mEntries.size(); ++i)
-        mEntries[i].value->notifier()->close();
+    for (const Entry& entry : mEntries)
+        entry.value->notifier()->close();
 }
 
 void InstanceTable::drain() {
@@ -55,8 +55,8 @@ void InstanceTable::drain() {
     {
         android::AutoMutex lock(mLock);
         notifiers = mRemoved;
-        for (size_t i = 0; i < mEntries.size(); ++i)
-            notifiers.push_back(mEntries[i].value->notifier());
+        for (const Entry& entry : mEntries)
+            notifiers.push_back(entry.value->notifier());
     }
     for (const auto& notifier : notifiers)
         notifier->drain();

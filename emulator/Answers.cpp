@@ -25,7 +25,7 @@ Rule Answers::take(const Request& request) {
     for (const std::string& key : targets) {
         const auto found = mOnce.find(key);
         if (found == mOnce.end() || found->second.empty()) continue;
-        const Rule rule = found->second.front();
+        Rule rule = found->second.front();
         found->second.pop_front();
         return rule;
     }

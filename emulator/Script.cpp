@@ -4,8 +4,8 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <fstream>
+#include <system_error>
 
 namespace emulator {
 namespace {
@@ -49,7 +49,7 @@ private:
 bool readScript(const std::string& path, std::vector<Command>& commands) {
     std::ifstream file(path);
     if (!file) {
-        fprintf(stderr, "%s: %s\n", path.c_str(), strerror(errno));
+        fprintf(stderr, "%s: %s\n", path.c_str(), std::generic_category().message(errno).c_str());
         return false;
     }
     Parser parser;
@@ -65,7 +65,7 @@ bool readScript(const std::string& path, std::vector<Command>& commands) {
         }
     }
     if (file.bad()) {
-        fprintf(stderr, "%s: %s\n", path.c_str(), strerror(errno));
+        fprintf(stderr, "%s: %s\n", path.c_str(), std::generic_category().message(errno).c_str());
         return false;
     }
     if (!parser.open()) return good;

@@ -48,7 +48,7 @@ public:
     uint32_t id() { return number<uint32_t>("accessory id"); }
 
     std::string rest() {
-        const std::string joined = join(mNext);
+        std::string joined = join(mNext);
         mNext = mWords.size();
         return joined;
     }

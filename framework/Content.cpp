@@ -92,7 +92,7 @@ int32_t ReadContent::reserved2() {
 }
 
 const char* ReadContent::readCString() {
-    const size_t left = static_cast<size_t>(mEnd - mNext);
+    const auto left = static_cast<size_t>(mEnd - mNext);
     const void* zero = left == 0 ? nullptr : std::memchr(mNext, 0, left);
     if (zero == nullptr) {
         mNext = mEnd;

@@ -10,6 +10,7 @@ namespace accessory::framework {
 int requestTimeout() {
     constexpr int kDefault = 5000;
     constexpr long kLongest = 24L * 3600 * 1000;
+    // NOLINTNEXTLINE(concurrency-mt-unsafe)
     const char* text = std::getenv("SERVICE_FRAMEWORK_TIMEOUT_MS");
     if (text == nullptr || *text == '\0') return kDefault;
     char* end = nullptr;

@@ -18,6 +18,7 @@ namespace {
 
 // Null when the variable is unset or empty.
 const char* environment(const char* name) {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe)
     const char* value = std::getenv(name);
     return value != nullptr && *value != '\0' ? value : nullptr;
 }

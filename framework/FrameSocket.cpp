@@ -102,7 +102,7 @@ IoStatus FrameSocket::receive(Message& message) {
     if (size <= 0) return size == 0 ? IoStatus::kClosed : statusOf(errno);
     // A second datagram, if there is one, has only the rest of the time.
     mWholeTime = false;
-    const size_t length = static_cast<size_t>(size);
+    const auto length = static_cast<size_t>(size);
     FrameHeader& header = message.header;
     if (length > kMaxDatagram || !readHeader(mDatagram.get(), length, header) ||
         header.offset != 0 || partLength(header) != length - kHeaderSize) {

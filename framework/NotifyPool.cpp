@@ -21,7 +21,7 @@ constexpr int kSpareThreads = 1;
 }  // namespace
 
 NotifyPool& NotifyPool::instance() {
-    static NotifyPool* pool = new NotifyPool;
+    static auto* pool = new NotifyPool;
     return *pool;
 }
 

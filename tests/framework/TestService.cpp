@@ -145,6 +145,7 @@ ServiceProcess::ServiceProcess(const TestDirectory& directory) {
     words.insert(words.end(),
                  {std::filesystem::read_symlink("/proc/self/exe"), "--serve", directory.path()});
     std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
     for (std::string& word : words) {
         arguments.push_back(word.data());
     }

@@ -85,6 +85,7 @@ void listen(Input& input) {
 }
 
 void serve(Input& input) {
+    // NOLINTNEXTLINE(modernize-use-auto): named within its own initializer
     static ServiceHost* const kHost = new ServiceHost(info(), [](sp<ServiceItem>& item) {
         kHost->notify(new MVSNotifyManagerCommon);
         if (item->type() == MVServiceItem::MANAGER_VERSION) return sp<ServiceReply>();
