@@ -17,7 +17,7 @@ struct Rule {
     bool silent = false;
     bool mistype = false;
     std::optional<int32_t> result;
-    std::optional<text::Bytes> bytes;
+    std::optional<tool::Bytes> bytes;
     int64_t delayMs = 0;
 };
 

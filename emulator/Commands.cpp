@@ -64,7 +64,7 @@ Notification requestEvent(Words& words) {
 
 Notification requestDataEvent(Words& words) {
     const uint32_t id = words.id();
-    const text::Bytes bytes = words.bytes();
+    const tool::Bytes bytes = words.bytes();
     if (bytes.size() > MVDeviceRequest::kMaxData) throw SyntaxError("more than 36 bytes");
     return deviceRequestData(id, bytes);
 }
@@ -252,7 +252,7 @@ auto parseAs(const Row& row, const Words& words, Parse parse) {
 }  // namespace
 
 Command Parser::feed(const std::string& line) {
-    const auto split = text::splitWords(line);
+    const auto split = tool::splitWords(line);
     if (!split) throw SyntaxError("a quote stays open");
     if (split->empty()) return {};
     Words words(*split);

@@ -15,7 +15,7 @@ namespace emulator {
 // What commands act upon.
 struct Session {
     Service& service;
-    Waker& waker;
+    tool::Waker& waker;
     bool quit = false;
 
     // Whether no further command is to run.

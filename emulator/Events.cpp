@@ -17,8 +17,8 @@ using namespace accessory;
 
 // Device requests and responses travel as the image of their record.
 template <typename Record>
-text::Bytes imageOf(const Record& record) {
-    text::Bytes bytes(sizeof(record));
+tool::Bytes imageOf(const Record& record) {
+    tool::Bytes bytes(sizeof(record));
     memcpy(bytes.data(), &record, sizeof(record));
     return bytes;
 }
@@ -40,7 +40,7 @@ Notification accessoryEvent(uint32_t accessoryId, int32_t code, int32_t value) {
     return notify;
 }
 
-Notification rawEvent(uint32_t accessoryId, int32_t code, const text::Bytes& bytes) {
+Notification rawEvent(uint32_t accessoryId, int32_t code, const tool::Bytes& bytes) {
     sp<MVSNotifyAccessoryRawData> notify = new MVSNotifyAccessoryRawData;
     notify->mAccessoryId = static_cast<int32_t>(accessoryId);
     notify->notifyType = code;
@@ -60,7 +60,7 @@ Notification deviceRequest(uint32_t accessoryId, int32_t param1, int32_t param2)
     return rawEvent(accessoryId, MV_DEVICE_REQUEST, imageOf(request));
 }
 
-Notification deviceRequestData(uint32_t accessoryId, const text::Bytes& bytes) {
+Notification deviceRequestData(uint32_t accessoryId, const tool::Bytes& bytes) {
     MVDeviceRequest request = {};
     request.type = MVDeviceRequest::kBytes;
     request.dataLength = static_cast<int32_t>(bytes.size());

@@ -17,11 +17,11 @@ Notification managerEvent(int32_t code, uint32_t accessoryId);
 // About one accessory: an AccessoryEvent and its value, or a number that is none.
 Notification accessoryEvent(uint32_t accessoryId, int32_t code, int32_t value);
 // About one accessory: an AccessoryRawEvent and its bytes, or a number that is none.
-Notification rawEvent(uint32_t accessoryId, int32_t code, const text::Bytes& bytes);
+Notification rawEvent(uint32_t accessoryId, int32_t code, const tool::Bytes& bytes);
 
 Notification deviceRequest(uint32_t accessoryId, int32_t param1, int32_t param2);
 // At most MVDeviceRequest::kMaxData bytes.
-Notification deviceRequestData(uint32_t accessoryId, const text::Bytes& bytes);
+Notification deviceRequestData(uint32_t accessoryId, const tool::Bytes& bytes);
 Notification deviceResponse(uint32_t accessoryId);
 // The nine numbers in the order of MVDeviceResponse.
 Notification timeDate(uint32_t accessoryId, const std::array<int32_t, 9>& numbers);

@@ -68,7 +68,7 @@ Json featureArguments(ServiceItem& item) {
     const auto& raw = as<MVSItemAccessoryRawData>(item);
     const bool present = raw.data != nullptr && raw.size > 0;
     return {{"feature", static_cast<uint32_t>(raw.intValue)},
-            {"data", text::toHex(raw.data, present ? static_cast<size_t>(raw.size) : 0)}};
+            {"data", tool::toHex(raw.data, present ? static_cast<size_t>(raw.size) : 0)}};
 }
 
 Json displayArguments(ServiceItem& item) {

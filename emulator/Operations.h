@@ -1,17 +1,17 @@
 #pragma once
 
 #include <cstdint>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 
+#include "emulator/Lines.h"
 #include "protocol/ServiceContract.h"
 
 // What the service can be asked, under the names that the library gives it.
 
 namespace emulator {
 
-using Json = nlohmann::ordered_json;
+using tool::Json;
 
 struct Operation {
     const char* name;

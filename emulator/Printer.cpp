@@ -1,31 +1,10 @@
 #include "emulator/Printer.h"
 
-#include <cstdio>
-
 namespace emulator {
-namespace {
 
-// What comes from a client need not be valid text.
-std::string dump(const Json& value) {
-    return value.dump(-1, ' ', false, Json::error_handler_t::replace);
-}
-
-// In one piece, so that what several processes write to one file stays readable.
-void writeLine(std::string line) {
-    line += '\n';
-    fwrite(line.data(), 1, line.size(), stdout);
-    fflush(stdout);
-}
-
-std::string pairs(const Json& values) {
-    std::string line;
-    for (const auto& [name, value] : values.items()) {
-        line += ' ' + name + '=' + dump(value);
-    }
-    return line;
-}
-
-}  // namespace
+using tool::dump;
+using tool::pairs;
+using tool::writeLine;
 
 void Printer::ready(const std::string& service) const {
     writeLine(mJson ? dump({{"ready", service}}) : "ready: " + service);

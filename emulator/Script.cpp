@@ -17,7 +17,7 @@ void complain(const std::string& file, size_t line, const char* why) {
 // Lines of a file descriptor on which the main thread may wait.
 class LineReader {
 public:
-    LineReader(int fd, Waker& waker) : mFd(fd), mWaker(waker) {}
+    LineReader(int fd, tool::Waker& waker) : mFd(fd), mWaker(waker) {}
 
     // The next line. False at the end of the input and when a signal has come.
     bool next(std::string& line) {
@@ -40,7 +40,7 @@ private:
     }
 
     int mFd;
-    Waker& mWaker;
+    tool::Waker& mWaker;
     std::string mBuffer;
 };
 

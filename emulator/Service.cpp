@@ -8,7 +8,7 @@ namespace emulator {
 
 using namespace accessory;
 
-Service::Service(const Printer& printer, Waker& waker, const std::string& directory)
+Service::Service(const Printer& printer, tool::Waker& waker, const std::string& directory)
     : mPrinter(printer),
       mWaker(waker),
       mHost(new MirvoServiceInfo, [this](sp<ServiceItem>& item) { return handle(*item); },

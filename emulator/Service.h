@@ -21,7 +21,7 @@ namespace emulator {
 // thread of the commands changes. Thread-safe.
 class Service {
 public:
-    Service(const Printer& printer, Waker& waker, const std::string& directory);
+    Service(const Printer& printer, tool::Waker& waker, const std::string& directory);
     ~Service();
 
     bool start();
@@ -44,7 +44,7 @@ private:
     void delay(int64_t milliseconds);
 
     const Printer& mPrinter;
-    Waker& mWaker;
+    tool::Waker& mWaker;
 
     mutable android::Mutex mLock;
     android::Condition mStopped;

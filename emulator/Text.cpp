@@ -2,7 +2,7 @@
 
 #include <cctype>
 
-namespace text {
+namespace tool {
 namespace {
 
 bool isBlank(char c) {
@@ -62,4 +62,4 @@ std::string toHex(const void* data, size_t size) {
     return hex;
 }
 
-}  // namespace text
+}  // namespace tool

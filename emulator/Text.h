@@ -9,7 +9,7 @@
 
 // How the tools read words, numbers and bytes, and show bytes.
 
-namespace text {
+namespace tool {
 
 using Bytes = std::vector<uint8_t>;
 
@@ -35,4 +35,4 @@ std::optional<Number> toNumber(std::string_view text) {
     return value;
 }
 
-}  // namespace text
+}  // namespace tool

@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <csignal>
 
-namespace emulator {
+namespace tool {
 
 Waker::Waker() {
     sigset_t signals;
@@ -63,4 +63,4 @@ bool Waker::sleep(int fd, std::optional<Time> time) {
     return true;
 }
 
-}  // namespace emulator
+}  // namespace tool

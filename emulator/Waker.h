@@ -4,7 +4,7 @@
 #include <functional>
 #include <optional>
 
-namespace emulator {
+namespace tool {
 
 // What the main thread sleeps on: a condition of which other threads tell it, a file, a time, and
 // in any case SIGINT and SIGTERM.
@@ -39,4 +39,4 @@ private:
     bool mReadable = false;
 };
 
-}  // namespace emulator
+}  // namespace tool

@@ -40,7 +40,7 @@ public:
     template <typename Number = int32_t>
     Number number(const char* what) {
         const std::string& given = word(what);
-        const auto value = text::toNumber<Number>(given);
+        const auto value = tool::toNumber<Number>(given);
         if (!value) throw SyntaxError(std::string(what) + " is not a number in range: " + given);
         return *value;
     }
@@ -54,9 +54,9 @@ public:
     }
 
     // The remaining words together; no byte at all is fine.
-    text::Bytes bytes() {
+    tool::Bytes bytes() {
         const std::string given = rest();
-        const auto value = text::fromHex(given);
+        const auto value = tool::fromHex(given);
         if (!value) throw SyntaxError("bytes are not pairs of hexadecimal digits: " + given);
         return *value;
     }
@@ -70,7 +70,7 @@ public:
             throw SyntaxError("no such operation: " + operation);
         }
         if (at == std::string::npos) return given;
-        const auto id = text::toNumber<uint32_t>(given.substr(at + 1));
+        const auto id = tool::toNumber<uint32_t>(given.substr(at + 1));
         if (!id) throw SyntaxError("accessory id is not a number in range: " + given);
         return Answers::target(operation, id);
     }

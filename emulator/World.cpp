@@ -31,10 +31,10 @@ public:
         }
     }
 
-    text::Bytes bytes;
+    tool::Bytes bytes;
 };
 
-text::Bytes cook(MVSItemAccessoryTouchEvent& touch) {
+tool::Bytes cook(MVSItemAccessoryTouchEvent& touch) {
     Cooked cooked('T');
     cooked.add(touch.accessoryId());
     cooked.add(touch.time);
@@ -49,7 +49,7 @@ text::Bytes cook(MVSItemAccessoryTouchEvent& touch) {
     return cooked.bytes;
 }
 
-text::Bytes cookKey(MVSItemAccessoryCommon& key) {
+tool::Bytes cookKey(MVSItemAccessoryCommon& key) {
     Cooked cooked('K');
     cooked.add(key.accessoryId());
     cooked.add(key.intValue);
@@ -57,7 +57,7 @@ text::Bytes cookKey(MVSItemAccessoryCommon& key) {
     return cooked.bytes;
 }
 
-text::Bytes cookCalibration(MVSItemAccessoryCommon& calibration) {
+tool::Bytes cookCalibration(MVSItemAccessoryCommon& calibration) {
     Cooked cooked('C');
     cooked.add(calibration.accessoryId());
     return cooked.bytes;
@@ -69,7 +69,7 @@ Answer commonAnswer(int32_t result) {
     return {reply, {{"result", result}}};
 }
 
-Answer rawAnswer(int32_t result, const text::Bytes& bytes) {
+Answer rawAnswer(int32_t result, const tool::Bytes& bytes) {
     sp<MVSReplyRawData> reply = new MVSReplyRawData;
     reply->result = result;
     reply->size = static_cast<int32_t>(bytes.size());
@@ -77,7 +77,7 @@ Answer rawAnswer(int32_t result, const text::Bytes& bytes) {
         reply->data = new uint8_t[bytes.size()];
         std::copy(bytes.begin(), bytes.end(), reply->data);
     }
-    return {reply, {{"result", result}, {"bytes", text::toHex(bytes.data(), bytes.size())}}};
+    return {reply, {{"result", result}, {"bytes", tool::toHex(bytes.data(), bytes.size())}}};
 }
 
 Answer versionAnswer(const std::string& version) {
@@ -123,7 +123,7 @@ int32_t World::normalResult(const Request& request) const {
     return refused ? kUnknownAccessory : 0;
 }
 
-text::Bytes World::normalBytes(const Request& request, ServiceItem& item) const {
+tool::Bytes World::normalBytes(const Request& request, ServiceItem& item) const {
     const std::string& name = request.name;
     if (name == "getHidDescriptor") return descriptor;
     if (request.accessory && !knows(*request.accessory)) return {};

@@ -25,7 +25,7 @@ class World {
 public:
     // In the order in which they were attached; each once.
     std::vector<uint32_t> ids;
-    text::Bytes descriptor;
+    tool::Bytes descriptor;
     std::string version;
 
     World();
@@ -38,7 +38,7 @@ public:
 
 private:
     int32_t normalResult(const Request& request) const;
-    text::Bytes normalBytes(const Request& request, accessory::ServiceItem& item) const;
+    tool::Bytes normalBytes(const Request& request, accessory::ServiceItem& item) const;
     Answer idsAnswer() const;
 };
 

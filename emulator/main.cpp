@@ -39,7 +39,7 @@ int run(const Options& options) {
     if (!options.script.empty() && !readScript(options.script, script)) return kBadInput;
 
     const Printer printer(options.json, options.quiet);
-    Waker waker;
+    tool::Waker waker;
     Service service(printer, waker, options.directory);
     service.change([&](World& world) { world.version = options.version; });
     // The log says why.

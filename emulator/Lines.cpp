@@ -1,0 +1,24 @@
+#include "emulator/Lines.h"
+
+#include <cstdio>
+
+namespace tool {
+
+void writeLine(std::string line) {
+    line += '\n';
+    fwrite(line.data(), 1, line.size(), stdout);
+    fflush(stdout);
+}
+
+std::string dump(const Json& value) {
+    return value.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+std::string pairs(const Json& values) {
+    std::string line;
+    for (const auto& [name, value] : values.items())
+        line += ' ' + name + '=' + dump(value);
+    return line;
+}
+
+}  // namespace tool

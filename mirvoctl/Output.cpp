@@ -1,0 +1,51 @@
+#include "mirvoctl/Output.h"
+
+#include <cctype>
+
+#include "emulator/Text.h"
+
+namespace mirvoctl {
+
+void Output::result(const std::string& operation, int status, const Json& data) const {
+    if (json) {
+        Json line = {{"operation", operation}, {"status", status}};
+        line.update(data);
+        tool::writeLine(tool::dump(line));
+    } else if (!quiet || !data.empty()) {
+        const std::string shown = status == 0 ? "ok" : "status " + std::to_string(status);
+        tool::writeLine(operation + ": " + shown + tool::pairs(data));
+    }
+    if (status == 0) return;
+    std::string sentence = operation + " failed with status " + std::to_string(status);
+    // The library's own failures and this code of the service look the same.
+    sentence += status == 1 ? ": look for a line of the library above, which tells why it could not"
+                              " complete the request; without one the service refused it"
+                            : ": the service refused it";
+    throw Failure(kRefused, sentence);
+}
+
+void Output::sent(const std::string& operation) const {
+    if (json) {
+        tool::writeLine(tool::dump({{"operation", operation}}));
+    } else if (!quiet) {
+        tool::writeLine(operation + ": sent");
+    }
+}
+
+void Output::event(const std::string& name, const Json& values) const {
+    if (!json) return tool::writeLine(name + tool::pairs(values));
+    Json line = {{"event", name}};
+    line.update(values);
+    tool::writeLine(tool::dump(line));
+}
+
+Json bytesAs(const char* name, const void* data, size_t length) {
+    std::string text;
+    for (size_t i = 0; i < length; ++i) {
+        const unsigned char byte = static_cast<const unsigned char*>(data)[i];
+        text += byte < 0x80 && std::isprint(byte) != 0 ? static_cast<char>(byte) : '.';
+    }
+    return {{name, tool::toHex(data, length)}, {"text", text}};
+}
+
+}  // namespace mirvoctl
