@@ -4,6 +4,7 @@
 
 #include <cerrno>
 
+#include "framework/Directory.h"
 #include "framework/Log.h"
 #include "framework/NotifyPool.h"
 
@@ -88,14 +89,15 @@ Client::Connection Client::borrow(const Deadline& deadline) {
             return connection;
         }
     }
-    return open(deadline);
+    UniqueFd fd = connect(deadline);
+    return fd ? std::make_unique<RequestConnection>(std::move(fd), mTimeout) : nullptr;
 }
 
-Client::Connection Client::open(const Deadline& deadline) {
+UniqueFd Client::connect(const Deadline& deadline) {
     bool lost = false;
     UniqueFd fd = mConnector->connect(deadline, lost);
     if (lost) *mLost = true;
-    return fd ? std::make_unique<RequestConnection>(std::move(fd), mTimeout) : nullptr;
+    return fd && checkPeer(fd.get()) ? std::move(fd) : UniqueFd();
 }
 
 void Client::giveBack(Connection connection) {
@@ -145,8 +147,7 @@ int32_t Client::openChannel(const sp<ServiceNotifyListener>& listener) {
 
 bool Client::handshake(NotifyChannel& channel) {
     const Deadline deadline(mTimeout);
-    bool lost = *mLost;
-    UniqueFd fd = lost ? UniqueFd() : mConnector->connect(deadline, lost);
+    UniqueFd fd = *mLost ? UniqueFd() : connect(deadline);
     const bool connected = static_cast<bool>(fd);
     channel.setSocket(connected ? std::move(fd) : endedSocket());
     if (connected && agreeToListen(channel.fd(), mTimeout, deadline)) return true;

@@ -55,7 +55,7 @@ private:
     using Connection = std::unique_ptr<RequestConnection>;
 
     Connection borrow(const Deadline& deadline);
-    Connection open(const Deadline& deadline);
+    UniqueFd connect(const Deadline& deadline);
     void giveBack(Connection connection);
 
     sp<NotifyChannel> channel() const;

@@ -47,10 +47,9 @@ std::string peerName(int fd) {
 UniqueFd ServiceAddress::bind() {
     UniqueFd fd = connectTo(mPath, 0);
     if (!fd) {
-        logError("no service at %s: %s", mPath.c_str(), errorText(errno).c_str());
+        logError("cannot bind to %s: %s", mPath.c_str(), errorText(errno).c_str());
         return {};
     }
-    if (!checkPeer(fd.get())) return {};
     mInstance = peerName(fd.get());
     return fd;
 }
@@ -65,7 +64,6 @@ UniqueFd ServiceAddress::connect(const Deadline& deadline, bool& lost) {
         logError("cannot connect to %s: %s", mPath.c_str(), errorText(errno).c_str());
         return {};
     }
-    if (!checkPeer(fd.get())) return {};
     if (peerName(fd.get()) == mInstance) return fd;
     lost = true;
     logError("the service at %s is not the one that this client is bound to", mPath.c_str());

@@ -16,6 +16,7 @@ sp<ServiceClient> makeClient(const sp<ServiceInfo>& info, std::unique_ptr<Connec
         logError("a service without a complete protocol: %s", info->servicename());
         return nullptr;
     }
+    if (first && !checkPeer(first.get())) return nullptr;
     return new Client(protocol, std::move(connector), std::move(first), requestTimeout());
 }
 

@@ -1,21 +1,34 @@
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
+#include <csignal>
 #include <numeric>
+#include <thread>
 
 #include "protocol/ProcessState.h"
 #include "tests/framework/TestService.h"
+#include "tests/support/Signal.h"
 
-// A client of this process against a service in a process of its own.
+// Clients of this process against a service in a process of its own.
 
 namespace accessory {
 namespace {
+
+using Numbers = std::vector<int32_t>;
+using testing_support::Signal;
+
+Numbers upTo(size_t count) {
+    Numbers numbers(count);
+    std::iota(numbers.begin(), numbers.end(), 0);
+    return numbers;
+}
 
 class ServiceTest : public testing::Test {
 protected:
     ServiceTest() { android::ProcessState::self()->startThreadPool(); }
 
     TestDirectory mDirectory;
-    ServiceProcess mService{mDirectory};
+    Process mService{"--serve", mDirectory};
 };
 
 TEST_F(ServiceTest, answersRequests) {
@@ -33,27 +46,250 @@ TEST_F(ServiceTest, answersRequests) {
         {kEcho + 4, 65'516 - 7, kEcho + 4},  // needs a second one
         {kEcho + 5, 4u << 20, kEcho + 5},
         {kEcho + 6, (16u << 20) - 8, kEcho + 6},  // as large as can be
-        {kEcho + 7, (16u << 20) - 7, -1},         // not sent at all
-        {kHugeReply, 0, -1},
-        {kUnknownReply, 0, -1},
+        {kEcho + 7, (16u << 20) - 7, kNone},      // not sent at all
+        {kHugeReply, 0, kNone},
+        {kUnknownReply, 0, kNone},
         {kEcho + 8, 1, kEcho + 8},
     };
     for (const auto& request : requests) {
         EXPECT_EQ(ask(client, request.number, request.size), request.answer);
     }
-    EXPECT_EQ(ask(client, kEcho, 0, kUnknownType), -1);
-    EXPECT_EQ(ask(client, kEcho), kEcho);
+    // Nobody waits for the time to be up where an answer is not to be expected.
+    const int64_t start = milliseconds();
+    EXPECT_EQ(ask(client, kEcho, 0, kUnknownType), kNone);
+    EXPECT_LT(milliseconds() - start, 4000);
+    EXPECT_EQ(ask(client, kCountRequests), 8);
+    sp<ServiceItem> none;
+    EXPECT_TRUE(client->request(none) == nullptr);
+}
+
+TEST_F(ServiceTest, servesTwoThreadsOfOneClientAtOnce) {
+    const sp<ServiceClient> client = bind();
+    std::thread other([&] { EXPECT_EQ(ask(client, kMeet), kMeet); });
+    EXPECT_EQ(ask(client, kMeet), kMeet);
+    other.join();
 }
 
 TEST_F(ServiceTest, deliversEveryNotificationInOrder) {
     constexpr size_t kCount = 100'000;
     const sp<ServiceClient> client = bind();
     const sp<Recorder> recorder = new Recorder;
+    const sp<Recorder> another = new Recorder;
     ASSERT_EQ(listen(client, recorder), 0);
+    ASSERT_EQ(listen(client, another), 0);
+    ASSERT_EQ(listen(client, another), 0);  // once is enough
     ASSERT_EQ(ask(client, kNotifyMany, kCount), kNotifyMany);
-    std::vector<int32_t> expected(kCount);
-    std::iota(expected.begin(), expected.end(), 0);
-    EXPECT_EQ(recorder->await(kCount), expected);
+    EXPECT_EQ(recorder->await(kCount), upTo(kCount));
+    EXPECT_EQ(another->await(kCount), upTo(kCount));
+    // Large ones between small ones, and one that nobody can make anything of.
+    ASSERT_EQ(ask(client, kNotifyLarge, 4u << 20), kNotifyLarge);
+    ASSERT_EQ(ask(client, kNotifyUnknown), kNotifyUnknown);
+    ASSERT_EQ(ask(client, kNotifyMany, 2), kNotifyMany);
+    Numbers expected = upTo(kCount);
+    expected.insert(expected.end(), {kNotifyLarge, 0, 1});
+    EXPECT_EQ(recorder->await(kCount + 3), expected);
+}
+
+TEST_F(ServiceTest, failsAtOnceAfterTheServiceWasKilled) {
+    const sp<ServiceClient> client = bind();
+    const sp<Recorder> recorder = new Recorder;
+    ASSERT_EQ(listen(client, recorder), 0);
+    ASSERT_EQ(ask(client, kNotifyMany, 1), kNotifyMany);
+    ASSERT_EQ(recorder->await(1), upTo(1));
+    mService.kill();
+    EXPECT_EQ(recorder->await(2), (Numbers{0, Recorder::kLost}));
+    const int64_t start = milliseconds();
+    for (int i = 0; i < 20; ++i) {
+        EXPECT_EQ(ask(client, kEcho), kNone);
+    }
+    // Who comes later is told as well, and nobody twice.
+    const sp<Recorder> late = new Recorder;
+    EXPECT_NE(listen(client, late), 0);
+    EXPECT_EQ(late->await(1), Numbers{Recorder::kLost});
+    EXPECT_LT(milliseconds() - start, 4000);
+    EXPECT_EQ(recorder->await(2).size(), 2u);
+    EXPECT_TRUE(bind() == nullptr);
+}
+
+TEST_F(ServiceTest, neverReachesASuccessor) {
+    const sp<ServiceClient> used = bind();
+    const sp<ServiceClient> unused = bind();
+    ASSERT_EQ(ask(used, kEcho), kEcho);
+    mService.kill();
+    Process successor("--serve", mDirectory);
+    for (const auto& client : {used, unused}) {
+        for (int i = 0; i < 3; ++i) {
+            EXPECT_EQ(ask(client, kEcho), kNone);
+        }
+        const sp<Recorder> recorder = new Recorder;
+        EXPECT_NE(listen(client, recorder), 0);
+        EXPECT_EQ(recorder->await(1), Numbers{Recorder::kLost});
+    }
+    EXPECT_EQ(ask(bind(), kCountRequests), 0);
+}
+
+TEST_F(ServiceTest, survivesAHungService) {
+    setTimeout("300");
+    const sp<ServiceClient> client = bind();
+    mService.signal(SIGSTOP);
+    // To a request, to one that does not even fit into the socket, and to a service that is silent.
+    const struct {
+        int32_t number;
+        size_t size;
+    } requests[] = {{kEcho, 0}, {kEcho, 4u << 20}, {kSilence, 0}};
+    for (const auto& request : requests) {
+        if (request.number == kSilence) mService.signal(SIGCONT);
+        const int64_t start = milliseconds();
+        EXPECT_EQ(ask(client, request.number, request.size), kNone);
+        EXPECT_GE(milliseconds() - start, 250);
+        EXPECT_LT(milliseconds() - start, 3000);
+    }
+    setTimeout("60000");
+    EXPECT_EQ(ask(bind(), kEcho + 1), kEcho + 1);
+    EXPECT_EQ(ask(client, kEcho + 2), kEcho + 2);
+}
+
+TEST_F(ServiceTest, doesNotWaitTwiceForAServiceThatHangs) {
+    setTimeout("300");
+    mService.signal(SIGSTOP);
+    const sp<ServiceClient> client = bind();
+    ASSERT_TRUE(client != nullptr);
+    const sp<Recorder> recorder = new Recorder;
+    int64_t start = milliseconds();
+    EXPECT_NE(listen(client, recorder), 0);
+    EXPECT_GE(milliseconds() - start, 250);
+    mService.signal(SIGCONT);
+    setTimeout("60000");
+    EXPECT_EQ(ask(bind(), kEcho), kEcho);
+    start = milliseconds();
+    EXPECT_EQ(ask(client, kEcho), kNone);
+    EXPECT_LT(milliseconds() - start, 250);
+    EXPECT_EQ(recorder->await(1), Numbers{Recorder::kLost});
+}
+
+TEST_F(ServiceTest, deliversToOthersWhileCallbacksBlock) {
+    Signal done;
+    std::vector<sp<ServiceClient>> clients;
+    std::vector<sp<Recorder>> blocked;
+    for (int i = 0; i < 8; ++i) {
+        clients.push_back(bind());
+        blocked.push_back(new Recorder([&] { EXPECT_TRUE(done.wait()); }));
+        ASSERT_EQ(listen(clients.back(), blocked.back()), 0);
+    }
+    const sp<ServiceClient> client = bind();
+    const sp<Recorder> recorder = new Recorder;
+    ASSERT_EQ(listen(client, recorder), 0);
+    ASSERT_EQ(ask(client, kNotifyMany, 10), kNotifyMany);
+    EXPECT_EQ(recorder->await(10), upTo(10));
+    for (const auto& each : blocked) {
+        EXPECT_EQ(each->await(1), upTo(1));
+    }
+    const size_t threads = entries("/proc/self/task");
+    done.set();
+    for (const auto& each : blocked) {
+        EXPECT_EQ(each->await(10), upTo(10));
+    }
+    // Eight had to be there; two are kept to wait.
+    EXPECT_TRUE(eventually([&] { return entries("/proc/self/task") <= threads - 7; }));
+}
+
+TEST_F(ServiceTest, startsNoDeliveryAfterTheListenerHasGone) {
+    enum class How { kRemove, kRelease };
+    for (const How how : {How::kRemove, How::kRelease}) {
+        for (const bool inside : {true, false}) {
+            sp<ServiceClient> client = bind();
+            sp<Recorder> recorder;
+            Signal delivering;
+            Signal gone;
+            const auto go = [&] {
+                if (how == How::kRemove) {
+                    unlisten(client, recorder);
+                } else {
+                    client.clear();
+                }
+                gone.set();
+            };
+            recorder = new Recorder([&] {
+                delivering.set();
+                if (inside) go();
+                EXPECT_TRUE(gone.wait());
+            });
+            ASSERT_EQ(listen(client, recorder), 0);
+            const sp<ServiceClient> asking = bind();
+            ASSERT_EQ(ask(asking, kNotifyMany, 100), kNotifyMany);
+            ASSERT_TRUE(delivering.wait());
+            if (!inside) go();
+            EXPECT_TRUE(eventually([&] { return recorder->released(); }));
+            EXPECT_EQ(recorder->await(1), upTo(1));
+            if (how == How::kRelease) continue;
+            // The client goes on, and may listen again.
+            const sp<Recorder> next = new Recorder;
+            ASSERT_EQ(listen(client, next), 0);
+            ASSERT_EQ(ask(client, kNotifyMany, 3), kNotifyMany);
+            EXPECT_EQ(next->await(3), upTo(3));
+        }
+    }
+}
+
+TEST_F(ServiceTest, endsCleanlyWithoutReleasingAnything) {
+    Process leaving("--leave", mDirectory);
+    EXPECT_EQ(leaving.finish(), 7);
+    EXPECT_EQ(ask(bind(), kEcho), kEcho);
+}
+
+TEST_F(ServiceTest, leaksNothingOverAThousandBindings) {
+    const auto round = [] {
+        const sp<ServiceClient> client = bind();
+        const sp<Recorder> recorder = new Recorder;
+        ASSERT_EQ(listen(client, recorder), 0);
+        ASSERT_EQ(ask(client, kNotifyMany, 1), kNotifyMany);
+        ASSERT_EQ(recorder->await(1), upTo(1));
+    };
+    for (int i = 0; i < 10; ++i) {
+        round();
+    }
+    const size_t descriptors = entries("/proc/self/fd");
+    const size_t remote = mService.count("fd");
+    for (int i = 0; i < 1000; ++i) {
+        round();
+    }
+    // What a pool thread holds goes a moment after the client.
+    EXPECT_TRUE(eventually([&] { return entries("/proc/self/fd") <= descriptors; }));
+    EXPECT_TRUE(eventually([] { return entries("/proc/self/task") <= 5; }));
+    EXPECT_TRUE(eventually([&] { return mService.count("fd") <= remote; }));
+    EXPECT_TRUE(eventually([&] { return mService.count("task") <= 4; }));
+}
+
+TEST_F(ServiceTest, copesWithoutFileDescriptors) {
+    setTimeout("300");
+    const sp<ServiceClient> client = bind();
+    ASSERT_EQ(ask(client, kEcho), kEcho);
+    rlimit limits{};
+    getrlimit(RLIMIT_NOFILE, &limits);
+    const rlimit none{0, limits.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &none);
+    const sp<ServiceClient> second = bind();
+    const int32_t answer = ask(client, kEcho);
+    const sp<Recorder> recorder = new Recorder;
+    const int32_t listening = listen(client, recorder);
+    setrlimit(RLIMIT_NOFILE, &limits);
+    EXPECT_TRUE(second == nullptr);
+    EXPECT_EQ(answer, kEcho);
+    EXPECT_NE(listening, 0);
+
+    const sp<ServiceClient> control = bind();
+    ASSERT_EQ(ask(control, kTakeDescriptors), kTakeDescriptors);
+    // The service waits for the next client with a descriptor that it already has.
+    EXPECT_EQ(ask(bind(), kEcho), kEcho);
+    const sp<ServiceClient> waiting = bind();
+    ASSERT_TRUE(waiting != nullptr);
+    const int64_t before = mService.processorMilliseconds();
+    EXPECT_EQ(ask(waiting, kEcho), kNone);
+    EXPECT_LT(mService.processorMilliseconds() - before, 150);
+    ASSERT_EQ(ask(control, kGiveDescriptors), kGiveDescriptors);
+    setTimeout("60000");
+    EXPECT_EQ(ask(bind(), kEcho), kEcho);
+    EXPECT_EQ(ask(waiting, kEcho), kEcho);
 }
 
 }  // namespace

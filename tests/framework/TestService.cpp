@@ -2,14 +2,20 @@
 
 #include <fcntl.h>
 #include <spawn.h>
-#include <sys/stat.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <atomic>
 #include <csignal>
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
+#include <iterator>
+#include <utility>
+
+#include "protocol/ProcessState.h"
 
 namespace accessory {
 
@@ -40,42 +46,101 @@ private:
     sp<ServiceReplyFactory> mReply{new TestFactory<ServiceReply, ServiceReplyFactory>};
 };
 
-void notify(ServiceHost& host, int32_t number, std::vector<uint8_t> bytes = {},
-            int32_t type = kTestType) {
+// The service of these tests.
+class TestService {
+public:
+    explicit TestService(const std::string& directory)
+        : mHost(new TestInfo,
+                [this](sp<ServiceItem>& item) { return handle(static_cast<TestItem&>(*item)); },
+                {directory, 32u << 20, {}}) {}
+
+    bool start() { return mHost.start(); }
+
+private:
+    sp<ServiceReply> handle(const TestItem& item);
+    void notify(int32_t number, const std::vector<uint8_t>& bytes = {}, int32_t type = kTestType);
+    void meet();
+
+    std::atomic<int32_t> mEchoes{0};
+    android::Mutex mMutex;
+    android::Condition mMet;
+    int mMeeting GUARDED_BY(mMutex) = 0;
+    // The first to go, since its threads use the others.
+    ServiceHost mHost;
+};
+
+void TestService::notify(int32_t number, const std::vector<uint8_t>& bytes, int32_t type) {
     const sp<TestNotify> message = new TestNotify(type);
     message->number = number;
-    message->bytes = std::move(bytes);
-    host.notify(message);
+    message->bytes = bytes;
+    mHost.notify(message);
 }
 
-sp<ServiceReply> handle(ServiceHost& host, const TestItem& item) {
+void TestService::meet() {
+    AutoMutex lock(mMutex);
+    ++mMeeting;
+    mMet.broadcast();
+    while (mMeeting < 2 && mMet.waitRelative(mMutex, kPatience) == 0) {
+    }
+}
+
+void limitDescriptors(rlim_t limit) {
+    rlimit limits{};
+    getrlimit(RLIMIT_NOFILE, &limits);
+    limits.rlim_cur = limit;
+    setrlimit(RLIMIT_NOFILE, &limits);
+}
+
+sp<ServiceReply> TestService::handle(const TestItem& item) {
     const sp<TestReply> reply =
         new TestReply(item.number == kUnknownReply ? kUnknownType : kTestType);
     reply->number = item.number;
     switch (item.number) {
         case kSilence:
             return nullptr;
+        case kUnknownReply:
+            break;
+        case kMeet:
+            meet();
+            break;
         case kHugeReply:
             reply->bytes.resize(17u << 20);
-            return reply;
-        case kNotifyOnce:
-            notify(host, 1);
-            return reply;
+            break;
         case kNotifyMany:
             for (size_t i = 0; i < item.bytes.size(); ++i) {
-                notify(host, static_cast<int32_t>(i));
+                notify(static_cast<int32_t>(i));
             }
-            return reply;
+            break;
         case kNotifyLarge:
-            notify(host, 0, item.bytes);
-            return reply;
+            notify(item.number, item.bytes);
+            break;
         case kNotifyUnknown:
-            notify(host, 0, {}, kUnknownType);
-            notify(host, 1);
-            return reply;
+            notify(0, {}, kUnknownType);
+            break;
+        case kCountRequests:
+            reply->number = mEchoes;
+            break;
+        case kTakeDescriptors:
+            limitDescriptors(0);
+            break;
+        case kGiveDescriptors:
+            limitDescriptors(256);
+            break;
         default:
+            ++mEchoes;
             reply->bytes = item.bytes;
-            return reply;
+    }
+    return reply;
+}
+
+// Tells the process that started this one.
+void sayReady() {
+    if (write(STDOUT_FILENO, "!", 1) != 1) std::abort();
+}
+
+void awaitEndOfInput() {
+    char byte;
+    while (read(STDIN_FILENO, &byte, 1) > 0) {
     }
 }
 
@@ -91,7 +156,8 @@ void TestMessage<Base>::serialization(sp<SerializationContent>& content) {
 template <typename Base>
 void TestMessage<Base>::deserialization(sp<DeserializationContent>& content) {
     number = content->readInt32();
-    bytes.resize(static_cast<size_t>(content->readInt32()));
+    // What comes may be anything but a length.
+    bytes.resize(static_cast<size_t>(std::clamp(content->readInt32(), 0, 17 << 20)));
     content->readBuffer(bytes.data(), static_cast<int64_t>(bytes.size()));
 }
 
@@ -104,34 +170,38 @@ sp<ServiceProtocol> TestInfo::protocol() {
 }
 
 int serve(const std::string& directory) {
-    ServiceHost* self = nullptr;
-    ServiceHost::Options options;
-    options.directory = directory;
-    ServiceHost host(
-        new TestInfo,
-        [&](sp<ServiceItem>& item) { return handle(*self, static_cast<TestItem&>(*item)); },
-        options);
-    self = &host;
-    if (!host.start()) return 1;
-    // Says that it serves, by a byte that the starter waits for.
-    if (write(STDOUT_FILENO, "!", 1) != 1) return 1;
-    char byte;
-    while (read(STDIN_FILENO, &byte, 1) > 0) {
-    }
+    TestService service(directory);
+    if (!service.start()) return 1;
+    sayReady();
+    awaitEndOfInput();
     return 0;
+}
+
+int leave(const std::string&) {
+    android::ProcessState::self()->startThreadPool();
+    // Neither client nor listener goes before the process does, and deliveries go on meanwhile.
+    static sp<ServiceClient> client = bind();
+    static sp<Recorder> recorder = new Recorder;
+    listen(client, recorder);
+    if (ask(client, kNotifyMany, 100'000) == kNone) return 1;
+    recorder->await(1);
+    sayReady();
+    awaitEndOfInput();
+    return 7;
 }
 
 TestDirectory::TestDirectory() {
     char name[] = "/tmp/framework-test-XXXXXX";
     mPath = mkdtemp(name);
     setenv("SERVICE_FRAMEWORK_DIR", mPath.c_str(), 1);
+    unsetenv("SERVICE_FRAMEWORK_TIMEOUT_MS");
 }
 
 TestDirectory::~TestDirectory() {
     std::filesystem::remove_all(mPath);
 }
 
-ServiceProcess::ServiceProcess(const TestDirectory& directory) {
+Process::Process(const char* role, const TestDirectory& directory) {
     int input[2];
     int output[2];
     if (pipe2(input, O_CLOEXEC) != 0 || pipe2(output, O_CLOEXEC) != 0) std::abort();
@@ -143,7 +213,7 @@ ServiceProcess::ServiceProcess(const TestDirectory& directory) {
     std::vector<std::string> words{TEST_LAUNCHER};
     if (words[0].empty()) words.clear();
     words.insert(words.end(),
-                 {std::filesystem::read_symlink("/proc/self/exe"), "--serve", directory.path()});
+                 {std::filesystem::read_symlink("/proc/self/exe"), role, directory.path()});
     std::vector<char*> arguments;
     arguments.reserve(words.size() + 1);
     for (std::string& word : words) {
@@ -162,39 +232,61 @@ ServiceProcess::ServiceProcess(const TestDirectory& directory) {
     close(output[0]);
 }
 
-ServiceProcess::~ServiceProcess() {
-    close(mInput);
+Process::~Process() {
     if (mPid > 0) kill();
 }
 
-void ServiceProcess::signal(int number) {
+void Process::signal(int number) {
     ::kill(mPid, number);
 }
 
-void ServiceProcess::kill() {
+void Process::kill() {
     signal(SIGKILL);
-    waitpid(mPid, nullptr, 0);
-    mPid = -1;
+    wait();
+}
+
+int Process::finish() {
+    close(std::exchange(mInput, -1));
+    return wait();
+}
+
+int Process::wait() {
+    int status = 0;
+    waitpid(std::exchange(mPid, -1), &status, 0);
+    if (mInput >= 0) close(std::exchange(mInput, -1));
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
+size_t Process::count(const char* folder) const {
+    return entries("/proc/" + std::to_string(mPid) + "/" + folder);
+}
+
+int64_t Process::processorMilliseconds() const {
+    clockid_t clock;
+    timespec time{};
+    if (clock_getcpuclockid(mPid, &clock) != 0 || clock_gettime(clock, &time) != 0) std::abort();
+    return int64_t{time.tv_sec} * 1000 + time.tv_nsec / 1'000'000;
 }
 
 void Recorder::onNotify(sp<ServiceNotify>& notify) {
-    int32_t number = kLost;
-    size_t size = 0;
+    int32_t number = kDamaged;
     if (notify->type() == ServiceStatusNotify::kType) {
         const auto& status = static_cast<ServiceStatusNotify&>(*notify);
-        if (status.status != ServiceStatusNotify::kServiceLost) number = -3;
+        if (status.status == ServiceStatusNotify::kServiceLost) number = kLost;
     } else {
         const auto& message = static_cast<TestNotify&>(*notify);
-        number = message.number;
-        size = message.bytes.size();
+        const auto& bytes = message.bytes;
+        const auto expected = static_cast<uint8_t>(message.number);
+        const bool intact =
+            std::all_of(bytes.begin(), bytes.end(), [&](uint8_t byte) { return byte == expected; });
+        if (intact) number = message.number;
     }
     {
         AutoMutex lock(mMutex);
         mNumbers.push_back(number);
-        mLargest = std::max(mLargest, size);
         mChanged.broadcast();
     }
-    if (mDuring) mDuring(number);
+    if (mDuring) mDuring();
 }
 
 std::vector<int32_t> Recorder::await(size_t count) {
@@ -204,9 +296,8 @@ std::vector<int32_t> Recorder::await(size_t count) {
     return mNumbers;
 }
 
-size_t Recorder::largest() {
-    AutoMutex lock(mMutex);
-    return mLargest;
+bool Recorder::released() {
+    return getStrongCount() == 1;
 }
 
 sp<ServiceClient> bind() {
@@ -220,10 +311,10 @@ int32_t ask(const sp<ServiceClient>& client, int32_t number, size_t size, int32_
     item->bytes.assign(size, static_cast<uint8_t>(number));
     sp<ServiceItem> request = item;
     const sp<ServiceReply> reply = client->request(request);
-    if (reply == nullptr) return -1;
+    if (reply == nullptr) return kNone;
     const auto& answer = static_cast<TestReply&>(*reply);
     const bool intact = answer.number < kEcho || answer.bytes == item->bytes;
-    return intact ? answer.number : -2;
+    return intact ? answer.number : Recorder::kDamaged;
 }
 
 int32_t listen(const sp<ServiceClient>& client, const sp<ServiceNotifyListener>& listener) {
@@ -250,6 +341,15 @@ int64_t milliseconds() {
     timespec time;
     clock_gettime(CLOCK_MONOTONIC, &time);
     return int64_t{time.tv_sec} * 1000 + time.tv_nsec / 1'000'000;
+}
+
+size_t entries(const std::string& folder) {
+    const std::filesystem::directory_iterator all(folder);
+    return static_cast<size_t>(std::distance(begin(all), end(all)));
+}
+
+void setTimeout(const char* text) {
+    setenv("SERVICE_FRAMEWORK_TIMEOUT_MS", text, 1);
 }
 
 }  // namespace accessory

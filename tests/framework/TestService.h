@@ -37,16 +37,19 @@ using TestItem = TestMessage<ServiceItem>;
 using TestReply = TestMessage<ServiceReply>;
 using TestNotify = TestMessage<ServiceNotify>;
 
-// What the service of this protocol does with an item's number.
+// What the service does with an item's number.
 enum Command : int32_t {
-    kEcho = 1000,  // and whatever is larger: a reply with the same content
     kSilence = 1,  // no reply
+    kMeet,         // replies when two such requests are being handled
     kUnknownReply,
     kHugeReply,
-    kNotifyOnce,
-    kNotifyMany,   // as many as the content is long, numbered from 0, in large parts
-    kNotifyLarge,  // one with the item's bytes
+    kNotifyMany,  // as many as the item has bytes, numbered from 0
+    kNotifyLarge,
     kNotifyUnknown,
+    kCountRequests,    // replies with the number of echoes so far
+    kTakeDescriptors,  // leaves the service no file descriptor
+    kGiveDescriptors,
+    kEcho = 1000,  // and whatever is larger: a reply with the same content
 };
 
 class TestInfo final : public ServiceInfo {
@@ -55,10 +58,12 @@ public:
     sp<ServiceProtocol> protocol() override;
 };
 
-// Serves until standard input ends. What `main` does when it was started as the service.
+// What `main` does in the processes that tests start: serves, or is a client that leaves without
+// releasing anything, until standard input ends.
 int serve(const std::string& directory);
+int leave(const std::string& directory);
 
-// A directory for sockets that this process and those started by it use until it goes.
+// A directory for sockets, which this process and those started by it use until it goes.
 class TestDirectory {
 public:
     TestDirectory();
@@ -69,17 +74,23 @@ private:
     std::string mPath;
 };
 
-// The service in a process of its own.
-class ServiceProcess {
+// This program once more, as a process of its own, which has said that it is ready.
+class Process {
 public:
-    explicit ServiceProcess(const TestDirectory& directory);
-    ~ServiceProcess();
-    pid_t pid() const { return mPid; }
+    Process(const char* role, const TestDirectory& directory);
+    ~Process();
+
     void signal(int number);
-    // Kills and waits for the end.
     void kill();
+    // Lets it end, and answers its exit status.
+    int finish();
+    // The entries of one of its folders in /proc.
+    size_t count(const char* folder) const;
+    int64_t processorMilliseconds() const;
 
 private:
+    int wait();
+
     pid_t mPid = -1;
     int mInput = -1;
 };
@@ -87,34 +98,37 @@ private:
 // Collects what a client is notified of. `during` runs inside each delivery.
 class Recorder final : public ServiceNotifyListener {
 public:
-    explicit Recorder(std::function<void(int32_t number)> during = {})
-        : mDuring(std::move(during)) {}
+    explicit Recorder(std::function<void()> during = {}) : mDuring(std::move(during)) {}
     void onNotify(sp<ServiceNotify>& notify) override;
 
-    // The numbers of the notifications, a loss of the service as kLost. Waits until there are so
-    // many.
+    // The numbers of the notifications. Waits until there are so many.
     std::vector<int32_t> await(size_t count);
-    size_t largest();
+    // Nobody but the test holds this listener any more, so that nothing can be delivered to it.
+    bool released();
 
-    static constexpr int32_t kLost = -2;
+    static constexpr int32_t kLost = -2;     // stands for a loss of the service
+    static constexpr int32_t kDamaged = -3;  // for a content that is not what was sent
 
 private:
-    const std::function<void(int32_t)> mDuring;
+    const std::function<void()> mDuring;
     android::Mutex mMutex;
     android::Condition mChanged;
     std::vector<int32_t> mNumbers GUARDED_BY(mMutex);
-    size_t mLargest GUARDED_BY(mMutex) = 0;
 };
 
 sp<ServiceClient> bind();
-// The reply's number, or -1 when there was none.
+constexpr int32_t kNone = -1;
+// The reply's number, or kNone.
 int32_t ask(const sp<ServiceClient>& client, int32_t number, size_t size = 0,
             int32_t type = kTestType);
 int32_t listen(const sp<ServiceClient>& client, const sp<ServiceNotifyListener>& listener);
 int32_t unlisten(const sp<ServiceClient>& client, const sp<ServiceNotifyListener>& listener);
 
-// Waits until `condition` holds, at most as long as a test may take.
+// Waits until `condition` holds. False when it does not within any reasonable time.
 bool eventually(const std::function<bool()>& condition);
 int64_t milliseconds();
+size_t entries(const std::string& folder);
+// The environment's request timeout for the clients that are bound from now on.
+void setTimeout(const char* text);
 
 }  // namespace accessory
