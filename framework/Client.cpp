@@ -138,11 +138,17 @@ int32_t Client::openChannel(const sp<ServiceNotifyListener>& listener) {
         AutoMutex lock(mMutex);
         mChannel = fresh;
     }
+    const bool agreed = handshake(*fresh);
+    // Even one that was not agreed upon is watched, since that is how its listener is told.
+    const bool watched = fresh->fd() >= 0 && NotifyPool::instance().add(fresh);
+    if (fresh->closed()) {
+        NotifyPool::instance().remove(fresh);
+        return 0;
+    }
+    if (agreed && watched) return 0;
     // One that cannot listen must not wait in vain again: its requests fail from now on.
-    if (!handshake(*fresh) && !fresh->closed()) *mLost = true;
-    if (fresh->fd() >= 0 && !NotifyPool::instance().add(fresh)) *mLost = true;
-    if (fresh->closed()) NotifyPool::instance().remove(fresh);
-    return *mLost ? EPIPE : 0;
+    *mLost = true;
+    return EPIPE;
 }
 
 bool Client::handshake(NotifyChannel& channel) {

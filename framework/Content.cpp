@@ -57,30 +57,32 @@ int32_t WriteContent::writeCString(const char* text) {
     return text == nullptr ? EINVAL : append(text, std::strlen(text) + 1);
 }
 
-template <typename Integer>
-inline Integer ReadContent::readInteger() {
-    Integer value = 0;
-    readBuffer(&value, sizeof(value));
-    return value;
+// False when that is past the end.
+inline bool ReadContent::take(void* dest, size_t length) {
+    if (length > static_cast<size_t>(mEnd - mNext)) {
+        mNext = mEnd;
+        return false;
+    }
+    std::memcpy(dest, mNext, length);
+    mNext += length;
+    return true;
 }
 
 int32_t ReadContent::readBuffer(void* dest, int64_t length) {
     if (length < 0 || (dest == nullptr && length > 0)) return EINVAL;
-    if (length > mEnd - mNext) {
-        mNext = mEnd;
-        return ENODATA;
-    }
-    if (length > 0) std::memcpy(dest, mNext, static_cast<size_t>(length));
-    mNext += length;
-    return 0;
+    return length == 0 || take(dest, static_cast<size_t>(length)) ? 0 : ENODATA;
 }
 
 int32_t ReadContent::readInt32() {
-    return readInteger<int32_t>();
+    int32_t value = 0;
+    take(&value, sizeof(value));
+    return value;
 }
 
 int64_t ReadContent::readInt64() {
-    return readInteger<int64_t>();
+    int64_t value = 0;
+    take(&value, sizeof(value));
+    return value;
 }
 
 int32_t ReadContent::reserved1() {

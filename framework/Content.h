@@ -68,8 +68,7 @@ public:
     }
 
 private:
-    template <typename Integer>
-    Integer readInteger();
+    bool take(void* dest, size_t length);
 
     const uint8_t* mNext = nullptr;
     const uint8_t* mEnd = nullptr;
