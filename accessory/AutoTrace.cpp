@@ -4,9 +4,8 @@
 
 namespace accessory {
 
-AutoTrace::AutoTrace(const char* tag, const char* function, bool enabled) : mEnabled(enabled) {
-    mTag.setTo(tag);
-    mFunction.setTo(function);
+AutoTrace::AutoTrace(const char* tag, const char* function, bool enabled)
+    : mTag(tag), mFunction(function), mEnabled(enabled) {
     if (mEnabled) {
         __android_log_print(ANDROID_LOG_DEBUG, tag, "[%s][%s] [--IN--]", tag, function);
     }

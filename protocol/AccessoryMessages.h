@@ -36,7 +36,7 @@ public:
     int32_t command = 0;
     int32_t intValue = -1;
     int64_t longValue = -1;
-    android::String8 stringValue{"."};
+    android::String8 stringValue{noText()};
     bool boolValue = false;
 
     template <typename Archive>
@@ -167,7 +167,7 @@ public:
     int32_t intValue = -1;
     int32_t intValue2 = -1;
     int64_t longValue = -1;
-    android::String8 stringValue{"."};
+    android::String8 stringValue{noText()};
     bool boolValue = false;
 
     template <typename Archive>

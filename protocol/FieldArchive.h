@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <new>
 
 #include "protocol/ServiceFramework.h"
@@ -18,6 +19,13 @@ namespace accessory {
 // No block that a message reads, and no set of arrays, is larger than this. The size comes from the
 // other side and is not to be trusted with the memory of the head unit.
 constexpr int64_t kMaxBlockBytes = 16 << 20;
+
+// The text of a message that was given none. All of them share one buffer, and none is made or
+// freed with a message; it is never destroyed, since messages may outlive the static objects.
+inline const android::String8& noText() {
+    static const auto* text = new android::String8(".");
+    return *text;
+}
 
 // A zeroed array, so that a short content never shows stray memory. Null, with one line in the log,
 // when it would be too large or cannot be had.
@@ -129,7 +137,8 @@ public:
             __android_log_print(ANDROID_LOG_WARN, nullptr, "readCString ret null.");
             return;
         }
-        value.setTo(received);
+        // Most texts are the one that the message was made with, and cost no memory then.
+        if (strcmp(value.string(), received) != 0) value.setTo(received);
     }
 
     void block(uint8_t*& data, int32_t& size, bool owned) {

@@ -38,7 +38,7 @@ public:
     int32_t command = 0;
     int32_t intValue = -1;
     int64_t longValue = -1;
-    android::String8 stringValue{"."};
+    android::String8 stringValue{noText()};
     bool boolValue = false;
 
     template <typename Archive>
@@ -80,7 +80,7 @@ public:
     int32_t result = -1;
     int32_t intValue = -1;
     int64_t longValue = -1;
-    android::String8 stringValue{"."};
+    android::String8 stringValue{noText()};
 
     template <typename Archive>
     void fields(Archive& archive) {
