@@ -1,0 +1,59 @@
+#include <benchmark/benchmark.h>
+
+#include "framework/Content.h"
+#include "protocol/ManagerMessages.h"
+
+// What it costs to write the five-field manager command and to read it again.
+
+namespace {
+
+using accessory::DeserializationContent;
+using accessory::MVSItemManagerCommon;
+using accessory::SerializationContent;
+using accessory::framework::ReadContent;
+using accessory::framework::WriteContent;
+using android::sp;
+
+// The contents that a connection keeps.
+struct Contents {
+    sp<WriteContent> bytes = new WriteContent;
+    sp<ReadContent> view = new ReadContent;
+    sp<SerializationContent> out = bytes;
+    sp<DeserializationContent> in = view;
+
+    void copy(MVSItemManagerCommon& from, MVSItemManagerCommon& to) {
+        bytes->clear();
+        from.serialization(out);
+        view->reset(bytes->content(), bytes->size());
+        to.deserialization(in);
+        benchmark::ClobberMemory();
+    }
+};
+
+void reused(benchmark::State& state) {
+    Contents contents;
+    const sp<MVSItemManagerCommon> from = new MVSItemManagerCommon(1);
+    const sp<MVSItemManagerCommon> to = new MVSItemManagerCommon;
+    for (auto _ : state)
+        contents.copy(*from, *to);
+    if (to->command != 1) state.SkipWithError("the command did not arrive");
+}
+BENCHMARK(reused);
+
+// The objects are made for every exchange, as a request does; the contents are the connection's.
+void fresh(benchmark::State& state) {
+    Contents contents;
+    int32_t arrived = 0;
+    for (auto _ : state) {
+        const sp<MVSItemManagerCommon> from = new MVSItemManagerCommon(1);
+        const sp<MVSItemManagerCommon> to = new MVSItemManagerCommon;
+        contents.copy(*from, *to);
+        arrived = to->command;
+    }
+    if (arrived != 1) state.SkipWithError("the command did not arrive");
+}
+BENCHMARK(fresh);
+
+}  // namespace
+
+BENCHMARK_MAIN();

@@ -1,0 +1,30 @@
+# Draws the curves of one run; each line of a file in the folder `data` is: place on the x axis,
+# nanoseconds of the floor, nanoseconds of the subject, ratio.
+
+set terminal svg size 1050,380 font 'sans-serif,13' background 'white'
+set output 'docs/performance.svg'
+set multiplot layout 1,3
+set grid ytics lc rgb '#dddddd'
+set key top left
+set border 3
+set tics nomirror
+set ylabel 'µs per call'
+set style line 1 lc rgb '#888888' lw 2 pt 7 ps 0.5
+set style line 2 lc rgb '#0060c0' lw 2 pt 7 ps 0.5
+
+set logscale x 2
+set yrange [0:*]
+set xlabel 'threads that use one client at once'
+plot data.'/threads' using 1:($2/1000) with linespoints ls 1 title 'floor', \
+     '' using 1:($3/1000) with linespoints ls 2 title 'request'
+
+set xlabel 'instances used in turn'
+plot data.'/instances' using 1:($2/1000) with linespoints ls 1 title 'floor', \
+     '' using 1:($3/1000) with linespoints ls 2 title 'sendKeyEvent'
+
+set logscale xy
+set yrange [*:*]
+set format x '%.0s %cB'
+set xlabel 'size of request and of reply'
+plot data.'/bytes' using 1:($2/1000) with linespoints ls 1 title 'floor', \
+     '' using 1:($3/1000) with linespoints ls 2 title 'request'
