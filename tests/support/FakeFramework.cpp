@@ -176,6 +176,11 @@ std::vector<std::string> FakeFramework::requests() {
     return result;
 }
 
+size_t FakeFramework::allClients() {
+    AutoMutex lock(mState->mLock);
+    return mState->mClients.size();
+}
+
 size_t FakeFramework::liveClients() {
     AutoMutex lock(mState->mLock);
     size_t live = 0;

@@ -63,6 +63,8 @@ public:
     void record(const std::string& event);
     // Only the requests since the events were last taken, without the client; nothing is forgotten.
     std::vector<std::string> requests();
+    // How many clients there have been; the next one has this number.
+    size_t allClients();
     // How many clients there are that have not been released.
     size_t liveClients();
 

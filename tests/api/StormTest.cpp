@@ -1,0 +1,146 @@
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <random>
+#include <shared_mutex>
+#include <thread>
+#include <utility>
+
+#include "tests/api/Facade.h"
+#include "tests/support/Task.h"
+
+// Everything at once, for the sanitizers to look at.
+
+namespace zrmirvo {
+namespace {
+
+using testing_support::Task;
+
+constexpr int kManagers = 200;
+constexpr int kRoundsEach = 4;
+constexpr int kApplications = 2;
+
+// Keeps the application's only duty: that nobody begins an operation of a manager that has been
+// released. Whoever uses the manager holds the lock shared; whoever releases it holds it alone.
+// A callback only tries to take it, since it must not wait for a thread that may wait for it.
+class StormTest : public testing::TestWithParam<bool> {
+protected:
+    StormTest() { mFramework.onRequest(healthyService); }
+
+    // Whether callbacks release managers too. What they leave behind may still be running, so the
+    // callbacks of that storm live until its end.
+    bool releasesInside() const { return GetParam(); }
+
+    void replaceManager() {
+        ZRMirvoManager* const old = std::exchange(mManager, nullptr);
+        if (old != nullptr) ZRMirvoManager::ReleaseInstance(old);
+        mManager = ZRMirvoManager::GetInstance("3.6");
+    }
+
+    // What a callback does.
+    void inside(const std::string&) {
+        const int number = ++mCalls;
+        thread_local std::mt19937 random(static_cast<unsigned int>(number));
+        if (random() % 8 == 0) {
+            const std::unique_lock alone(mLock, std::try_to_lock);
+            if (alone && releasesInside()) replaceManager();
+            return;
+        }
+        const std::shared_lock use(mLock, std::try_to_lock);
+        if (!use || mManager == nullptr) return;
+        ZRMirvo* const instance = mManager->GetMirvoInstance(kAccessory);
+        if (instance == nullptr) return;
+        instance->sendCalibrateEvent();
+        if (random() % 2 == 0) mManager->ReleaseMirvoInstance(instance);
+    }
+
+    void application(unsigned int seed) {
+        std::mt19937 random(seed);
+        while (mRounds++ < kManagers * kRoundsEach) {
+            // The lock alone would let readers overtake the releaser for ever.
+            while (mRounds > mAllowed + kApplications)
+                std::this_thread::yield();
+            const Call call = [this](const std::string& event) { inside(event); };
+            auto managers = std::make_unique<ManagerCallback>(call);
+            auto devices = std::make_unique<DeviceCallback>(call);
+            {
+                const std::shared_lock use(mLock);
+                mManager->RegisterCallback(managers.get());
+                ZRMirvo* const instance = mManager->GetMirvoInstance(kAccessory);
+                if (instance != nullptr) {
+                    instance->RegisterCallback(devices.get());
+                    kOperations[random() % kOperations.size()].call(*mManager, *instance);
+                    // Gives the deliveries a chance.
+                    const int calls = mCalls;
+                    for (int i = 0; i < 1000 && mCalls == calls; ++i)
+                        std::this_thread::yield();
+                    if (random() % 2 == 0) instance->UnregisterCallback(devices.get());
+                    mManager->ReleaseMirvoInstance(instance);
+                }
+                mManager->UnregisterCallback(managers.get());
+            }
+            if (!releasesInside()) continue;
+            const std::lock_guard keep(mKept);
+            mManagerCallbacks.push_back(std::move(managers));
+            mDeviceCallbacks.push_back(std::move(devices));
+        }
+    }
+
+    void releaser() {
+        while (mAllowed < kManagers * kRoundsEach) {
+            while (mRounds < mAllowed)
+                std::this_thread::yield();
+            const std::unique_lock alone(mLock);
+            replaceManager();
+            mLog.take();
+            mFramework.takeEvents();
+            mAllowed += kRoundsEach;
+        }
+    }
+
+    void deliverer(unsigned int seed) {
+        std::mt19937 random(seed);
+        while (!mOver) {
+            const size_t bound = mFramework.allClients();
+            const size_t client = bound - std::min<size_t>(bound, 1 + random() % 10);
+            const char* const events[] = {kAttached, kStateChange, kTransportFatal};
+            const bool lost = random() % 64 == 0;
+            mFramework.notify(client, lost ? kServiceLost : events[random() % std::size(events)]);
+        }
+    }
+
+    testing_support::FakeFramework mFramework;
+    testing_support::LogCapture mLog;
+    std::shared_mutex mLock;
+    ZRMirvoManager* mManager = nullptr;
+    std::atomic<bool> mOver{false};
+    std::atomic<int> mCalls{0};
+    // Begun by the applications, and to be begun before the next manager.
+    std::atomic<int> mRounds{0};
+    std::atomic<int> mAllowed{0};
+    std::mutex mKept;
+    std::vector<std::unique_ptr<ManagerCallback>> mManagerCallbacks;
+    std::vector<std::unique_ptr<DeviceCallback>> mDeviceCallbacks;
+};
+
+TEST_P(StormTest, isWeathered) {
+    mManager = ZRMirvoManager::GetInstance("3.6");
+    {
+        Task first([&] { deliverer(1); });
+        Task second([&] { deliverer(2); });
+        Task third([&] { deliverer(3); });
+        {
+            Task applications[] = {Task([&] { application(4); }), Task([&] { application(5); }),
+                                   Task([&] { releaser(); })};
+        }
+        mOver = true;
+    }
+    ZRMirvoManager::ReleaseInstance(mManager);
+    EXPECT_EQ(mFramework.liveClients(), 0u);
+    EXPECT_GT(mCalls, kManagers / 10);
+}
+
+INSTANTIATE_TEST_SUITE_P(Callbacks, StormTest, testing::Bool());
+
+}  // namespace
+}  // namespace zrmirvo
