@@ -1,33 +1,16 @@
 #include <gtest/gtest.h>
 
-#include <cstring>
-
 #include "accessory/MirvoManager.h"
 #include "protocol/AccessoryMessages.h"
 #include "protocol/ServiceFramework.h"
+#include "tests/support/SlotOf.h"
 
 // The framework, and whoever implements a notifier, was built against these places.
 
 namespace accessory {
 namespace {
 
-// The place of a virtual operation in its class's table. A pointer to a member is two words: the
-// operation's offset in the table and an adjustment; one bit, in the one or the other word as the
-// architecture has it, says that it is virtual.
-template <typename Operation>
-size_t slotOf(Operation operation) {
-    size_t words[2];
-    static_assert(sizeof(words) == sizeof(operation));
-    memcpy(words, &operation, sizeof(words));
-#ifdef __aarch64__
-    EXPECT_EQ(words[1], 1u);
-    return words[0] / sizeof(void*);
-#else
-    EXPECT_EQ(words[1], 0u);
-    EXPECT_EQ(words[0] % sizeof(void*), 1u);
-    return words[0] / sizeof(void*);
-#endif
-}
+using testing_support::slotOf;
 
 // Shows by its place how many slots there are before it, destructors included.
 struct AfterMirvo : Mirvo {

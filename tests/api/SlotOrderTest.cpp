@@ -1,37 +1,20 @@
 #include <gtest/gtest.h>
 #include <zrmirvo/ZRMirvoManager.h>
 
-#include <cstring>
 #include <numeric>
 #include <vector>
 
+#include "tests/support/SlotOf.h"
+
 // The places of the virtual operations, which applications are built against, as lists typed in by
-// hand. Where a pointer to a member holds the place differs between the two processors.
+// hand.
 
 namespace zrmirvo {
 namespace {
 
-template <typename Member>
-size_t slotOf(Member member) {
-    struct {
-        uintptr_t function;
-        uintptr_t adjustment;
-    } parts;
-    static_assert(sizeof(parts) == sizeof(member));
-    memcpy(&parts, &member, sizeof(parts));
-#ifdef __aarch64__
-    EXPECT_EQ(parts.adjustment, 1u) << "not virtual";
-    return parts.function / sizeof(void*);
-#else
-    EXPECT_EQ(parts.function % 2, 1u) << "not virtual";
-    EXPECT_EQ(parts.adjustment, 0u);
-    return parts.function / sizeof(void*);
-#endif
-}
-
 template <typename... Members>
 std::vector<size_t> slotsOf(Members... members) {
-    return {slotOf(members)...};
+    return {testing_support::slotOf(members)...};
 }
 
 std::vector<size_t> numbered(size_t first, size_t count) {
