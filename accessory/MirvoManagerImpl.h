@@ -41,10 +41,10 @@ private:
     sp<MirvoManagerNotifier> notifier();
     sp<ServiceClient> takeClient();
 
-    android::Mutex mLock;
     sp<ServiceClient> mServiceClient GUARDED_BY(mLock);
     sp<MirvoManagerNotifier> mNotifier GUARDED_BY(mLock);
     sp<MVManagerNotifyListener> mListener;
+    android::Mutex mLock;
 };
 
 }  // namespace accessory

@@ -305,8 +305,11 @@ TEST_F(ManagerClientTest, ReportsTheLossOfTheServiceBeforeItLetsGo) {
     EXPECT_EQ(log.takeUntraced(), Lines{"W/MirvoManager[c]: [MirvoManagerImpl] listener is null"});
     EXPECT_EQ(manager->startup(), 0);  // Nobody was told, so it is still bound.
 
-    manager->setNotifier(notifier());
-    EXPECT_EQ(eventsOf("-1: 2"), (Lines{"notifier error(1)", "0 unlisten", "0 release"}));
+    const sp<RecordingNotifier> told = new RecordingNotifier(framework, "notifier");
+    told->during = [&] { EXPECT_EQ(manager->shutdown(), 0); };
+    manager->setNotifier(told);
+    EXPECT_EQ(eventsOf("-1: 2"), (Lines{"notifier error(1)", R"(0 request 131: 2, -1, -1L, ".", 0)",
+                                        "0 unlisten", "0 release"}));
     log.take();
     EXPECT_EQ(manager->startup(), 1);
     EXPECT_EQ(log.takeUntraced(), Lines{"E/MirvoManager[c]: mServiceClient is null return\n"});
