@@ -56,4 +56,5 @@ configure_file(cmake/zrmirvo-proxies.pc.in zrmirvo-proxies.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/zrmirvo.pc ${PROJECT_BINARY_DIR}/zrmirvo-proxies.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
-install(FILES docs/man/mirvo-emulator.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+install(FILES docs/man/mirvo-emulator.1 docs/man/mirvoctl.1
+  DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
