@@ -146,12 +146,6 @@ TEST_F(ManagerClientTest, Operations) {
     checkOperations(operations, kTag, *bound, *makeUnbound());
 }
 
-TEST_F(ManagerClientTest, PassesNegativeResultsOn) {
-    const sp<MirvoManager> manager = new MirvoManager;
-    framework.answer(reply(129, -1));
-    EXPECT_EQ(manager->startup(), -1);
-}
-
 TEST_F(ManagerClientTest, SendsNothingBeyondAnUnterminatedText) {
     const sp<MirvoManager> manager = new MirvoManager;
     MVBluetoothConfig config = bluetooth();
