@@ -29,10 +29,9 @@ sd_bus* open(int fd) {
 
 void serve(int fd) {
     sd_bus* bus = open(fd);
-    require(sd_bus_set_server(bus, 1,
-                              SD_ID128_MAKE(b0, 24, 0b, 1a, 5e, 7d, 4c, 11, 9a, 3f, 6e, 20, d1, 77,
-                                            4b, c5)) >= 0 &&
-                sd_bus_set_trusted(bus, 1) >= 0 &&
+    sd_id128_t id;
+    require(sd_id128_from_string("b0240b1a5e7d4c119a3f6e20d1774bc5", &id) >= 0 &&
+                sd_bus_set_server(bus, 1, id) >= 0 && sd_bus_set_trusted(bus, 1) >= 0 &&
                 sd_bus_add_object(bus, nullptr, "/bench", answer, nullptr) >= 0 &&
                 sd_bus_start(bus) >= 0,
             "sd_bus_start");
