@@ -31,10 +31,8 @@ bool agreeToListen(int fd, int timeout, const Deadline& deadline) {
     socket.begin(deadline);
     FrameHeader header;
     header.kind = FrameKind::kListen;
-    // Not a local object: one that no sp<> has held makes RefBase unwind and name the whole stack.
-    const sp<WriteContent> nothing = new WriteContent;
     Message answer;
-    if (socket.send(header, *nothing) == IoStatus::kOk && socket.receive(answer) == IoStatus::kOk &&
+    if (socket.send(header) == IoStatus::kOk && socket.receive(answer) == IoStatus::kOk &&
         answer.header.kind == FrameKind::kListening) {
         return true;
     }

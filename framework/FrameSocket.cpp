@@ -88,17 +88,22 @@ IoStatus FrameSocket::send(FrameHeader header, WriteContent& content) {
     header.length = static_cast<uint32_t>(content.size());
     if (content.size() > kMaxPart) return sendParts(header, content);
     std::memcpy(content.frame(), &header, kHeaderSize);
-    const size_t size = kHeaderSize + content.size();
+    return sendWhole(content.frame(), kHeaderSize + content.size());
+}
+
+IoStatus FrameSocket::send(const FrameHeader& header) {
+    return sendWhole(&header, kHeaderSize);
+}
+
+inline IoStatus FrameSocket::sendWhole(const void* data, size_t size) {
     if (mWholeTime) {
         // There is nearly always room. Not having waited here means that the receiving may wait as
         // long as its timer is set to anyway.
-        if (sendBytes(mFd, content.frame(), size, MSG_NOSIGNAL | MSG_DONTWAIT) >= 0) {
-            return IoStatus::kOk;
-        }
+        if (sendBytes(mFd, data, size, MSG_NOSIGNAL | MSG_DONTWAIT) >= 0) return IoStatus::kOk;
         mWholeTime = false;
     }
     const ssize_t sent =
-        timed(mSendTimer, [&] { return sendBytes(mFd, content.frame(), size, MSG_NOSIGNAL); });
+        timed(mSendTimer, [&] { return sendBytes(mFd, data, size, MSG_NOSIGNAL); });
     return sent < 0 ? statusOf(errno) : IoStatus::kOk;
 }
 

@@ -37,6 +37,8 @@ public:
 
     // Fills in the header's length.
     IoStatus send(FrameHeader header, WriteContent& content);
+    // A message without content.
+    IoStatus send(const FrameHeader& header);
     IoStatus receive(Message& message);
 
 private:
@@ -46,6 +48,7 @@ private:
         int milliseconds;
     };
 
+    IoStatus sendWhole(const void* data, size_t size);
     IoStatus sendParts(FrameHeader header, WriteContent& content);
     IoStatus receiveParts(Message& message);
     bool set(Timer& timer, int milliseconds);

@@ -66,12 +66,10 @@ bool ServiceHost::Impl::sendReply(Connection& connection, uint32_t sequence,
 }
 
 bool ServiceHost::Impl::sendNone(Connection& connection, uint32_t sequence) {
-    auto& out = static_cast<WriteContent&>(*connection.out);
-    out.clear();
     FrameHeader header;
     header.kind = FrameKind::kNoReply;
     header.sequence = sequence;
-    return connection.frames.send(header, out) == IoStatus::kOk;
+    return connection.frames.send(header) == IoStatus::kOk;
 }
 
 }  // namespace accessory

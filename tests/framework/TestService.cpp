@@ -287,6 +287,8 @@ void Recorder::onNotify(sp<ServiceNotify>& notify) {
         mChanged.broadcast();
     }
     if (mDuring) mDuring();
+    AutoMutex lock(mMutex);
+    ++mFinished;
 }
 
 std::vector<int32_t> Recorder::await(size_t count) {
@@ -297,7 +299,8 @@ std::vector<int32_t> Recorder::await(size_t count) {
 }
 
 bool Recorder::released() {
-    return getStrongCount() == 1;
+    AutoMutex lock(mMutex);
+    return mFinished == mNumbers.size() && getStrongCount() == 1;
 }
 
 sp<ServiceClient> bind() {

@@ -114,6 +114,7 @@ private:
     android::Mutex mMutex;
     android::Condition mChanged;
     std::vector<int32_t> mNumbers GUARDED_BY(mMutex);
+    size_t mFinished GUARDED_BY(mMutex) = 0;
 };
 
 sp<ServiceClient> bind();
