@@ -102,6 +102,13 @@ std::shared_ptr<const NotifyChannel::Entries> NotifyChannel::entries() const {
 }
 
 bool NotifyChannel::process(uint8_t* buffer) {
+    static_cast<void>(mHandedOn.load(std::memory_order_acquire));
+    const bool more = receive(buffer);
+    mHandedOn.store(true, std::memory_order_release);
+    return more;
+}
+
+bool NotifyChannel::receive(uint8_t* buffer) {
     while (!mAbandoned && !mClosed) {
         const ssize_t size = recv(mFd.get(), buffer, kMaxDatagram, MSG_DONTWAIT | MSG_TRUNC);
         if (size < 0) {

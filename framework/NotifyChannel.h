@@ -60,6 +60,7 @@ private:
     // Replaced, never changed, so that a delivery can walk it without a lock.
     using Entries = std::vector<std::shared_ptr<Entry>>;
 
+    bool receive(uint8_t* buffer);
     bool processDatagram(const uint8_t* data, size_t size);
     bool processFrame(const FrameHeader& header, const uint8_t* part);
     void deliver(int32_t type, const uint8_t* content, size_t size);
@@ -71,6 +72,9 @@ private:
     const sp<ServiceNotifyFactory> mFactory;
     const std::shared_ptr<std::atomic<bool>> mLost;
     UniqueFd mFd;
+    // What follows belongs to the thread that processes. One hands it on to the next through the
+    // kernel, of which the memory model knows nothing; this is for the model.
+    std::atomic<bool> mHandedOn{false};
     Assembly mAssembly;
     sp<DeserializationContent> mContent;
 

@@ -238,6 +238,8 @@ Process::~Process() {
 
 void Process::signal(int number) {
     ::kill(mPid, number);
+    // A process goes on for a moment after it was told to stop.
+    if (number == SIGSTOP) waitpid(mPid, nullptr, WUNTRACED);
 }
 
 void Process::kill() {
