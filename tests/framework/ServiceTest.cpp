@@ -168,12 +168,13 @@ TEST_F(ServiceTest, doesNotWaitTwiceForAServiceThatHangs) {
 }
 
 TEST_F(ServiceTest, deliversToOthersWhileCallbacksBlock) {
-    Signal done;
+    // Shared, because the last deliveries may outlive the test.
+    const auto done = std::make_shared<Signal>();
     std::vector<sp<ServiceClient>> clients;
     std::vector<sp<Recorder>> blocked;
     for (int i = 0; i < 8; ++i) {
         clients.push_back(bind());
-        blocked.push_back(new Recorder([&] { EXPECT_TRUE(done.wait()); }));
+        blocked.push_back(new Recorder([done] { EXPECT_TRUE(done->wait()); }));
         ASSERT_EQ(listen(clients.back(), blocked.back()), 0);
     }
     const sp<ServiceClient> client = bind();
@@ -185,7 +186,7 @@ TEST_F(ServiceTest, deliversToOthersWhileCallbacksBlock) {
         EXPECT_EQ(each->await(1), upTo(1));
     }
     const size_t threads = entries("/proc/self/task");
-    done.set();
+    done->set();
     for (const auto& each : blocked) {
         EXPECT_EQ(each->await(10), upTo(10));
     }

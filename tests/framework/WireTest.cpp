@@ -222,12 +222,13 @@ TEST_F(WireTest, deliversWhatHadComeBeforeTheServiceDied) {
     for (int i = 0; i < 50; ++i) {
         sendTo(listening.peer, frame(FrameKind::kNotify, 0, 8));
     }
-    Signal dead;
-    const sp<Recorder> recorder = new Recorder([&] { EXPECT_TRUE(dead.wait()); });
+    // Shared, because the last delivery may outlive the test.
+    const auto dead = std::make_shared<Signal>();
+    const sp<Recorder> recorder = new Recorder([dead] { EXPECT_TRUE(dead->wait()); });
     const auto client = clientOf(std::move(makePair().own), std::move(listening.own));
     ASSERT_EQ(listen(client, recorder), 0);
     listening.peer.reset();
-    dead.set();
+    dead->set();
     std::vector<int32_t> expected(50, 0);
     expected.push_back(Recorder::kLost);
     EXPECT_EQ(recorder->await(51), expected);
