@@ -24,7 +24,9 @@ struct Contents {
     void copy(MVSItemManagerCommon& from, MVSItemManagerCommon& to) {
         bytes->clear();
         from.serialization(out);
-        view->reset(bytes->content(), bytes->size());
+        iovec pieces[WriteContent::kMaxPieces];
+        bytes->pieces(0, bytes->size(), pieces);
+        view->reset(static_cast<const uint8_t*>(pieces[0].iov_base), pieces[0].iov_len);
         to.deserialization(in);
         benchmark::ClobberMemory();
     }

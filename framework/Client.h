@@ -27,7 +27,8 @@ public:
 
 private:
     sp<ServiceReply> receiveReply(int32_t itemType, ServiceReplyFactory& factory);
-    sp<ServiceReply> makeReply(const Message& message, ServiceReplyFactory& factory);
+    sp<ServiceReply> makeReply(const Message& message, int32_t itemType,
+                               ServiceReplyFactory& factory);
     void fail(const char* doing, int32_t itemType, IoStatus status);
 
     const UniqueFd mFd;

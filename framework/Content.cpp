@@ -12,11 +12,12 @@ std::unique_ptr<uint8_t, WriteContent::Free> WriteContent::allocate(size_t capac
 }
 
 bool WriteContent::reserve(size_t more) {
-    if (more > kMaxContent - mSize) {
+    const size_t limit = kMaxContent - mBlock.iov_len;
+    if (more > limit - mSize) {
         mTooLong = true;
         return false;
     }
-    const size_t capacity = std::max(mSize + more, std::min(mCapacity * 2, kMaxContent));
+    const size_t capacity = std::max(mSize + more, std::min(mCapacity * 2, limit));
     void* memory = std::realloc(mFrame.get(), kHeaderSize + capacity);
     if (memory == nullptr) throw std::bad_alloc();
     static_cast<void>(mFrame.release());
@@ -34,7 +35,32 @@ inline int32_t WriteContent::append(const void* data, size_t length) {
 
 int32_t WriteContent::writeBuffer(const void* data, int64_t length) {
     if (length < 0 || (data == nullptr && length > 0)) return EINVAL;
-    return length == 0 ? 0 : append(data, static_cast<size_t>(length));
+    const auto size = static_cast<size_t>(length);
+    if (size < kBorrowed || !inOnePiece()) return size == 0 ? 0 : append(data, size);
+    if (size > kMaxContent - mSize) {
+        mTooLong = true;
+        return EMSGSIZE;
+    }
+    mBlock = {const_cast<void*>(data), size};
+    mBlockPlace = mSize;
+    // What is written behind it has to ask for room when the limit is near.
+    mCapacity = std::min(mCapacity, kMaxContent - size);
+    return 0;
+}
+
+size_t WriteContent::pieces(size_t offset, size_t length, iovec* out) const {
+    uint8_t* own = mFrame.get() + kHeaderSize;
+    const size_t before = inOnePiece() ? mSize : mBlockPlace;
+    const iovec all[kMaxPieces] = {{own, before}, mBlock, {own + before, mSize - before}};
+    size_t count = 0;
+    for (const iovec& piece : all) {
+        const size_t skipped = std::min(offset, piece.iov_len);
+        const size_t taken = std::min(length, piece.iov_len - skipped);
+        if (taken > 0) out[count++] = {static_cast<uint8_t*>(piece.iov_base) + skipped, taken};
+        offset -= skipped;
+        length -= taken;
+    }
+    return count;
 }
 
 int32_t WriteContent::writeInt32(int32_t value) {
@@ -59,12 +85,41 @@ int32_t WriteContent::writeCString(const char* text) {
 
 // False when that is past the end.
 inline bool ReadContent::take(void* dest, size_t length) {
-    if (length > static_cast<size_t>(mEnd - mNext)) {
-        mNext = mEnd;
-        return false;
-    }
+    if (length > left()) return takeAcross(static_cast<uint8_t*>(dest), length);
     std::memcpy(dest, mNext, length);
     mNext += length;
+    return true;
+}
+
+// What follows counts as past the end.
+bool ReadContent::end() {
+    mNext = mEnd;
+    mRest = nullptr;
+    return false;
+}
+
+bool ReadContent::bufferNext() {
+    const size_t size = mRest == nullptr ? 0 : mRest->nextPart();
+    mNext = size == 0 ? nullptr : mRest->bufferPart();
+    mEnd = mNext == nullptr ? nullptr : mNext + size;
+    return mNext != nullptr || end();
+}
+
+bool ReadContent::takeAcross(uint8_t* dest, size_t length) {
+    if (mRest == nullptr || length > left() + mRest->missing()) return end();
+    while (length > 0) {
+        if (left() == 0 && length < mRest->nextPart() && !bufferNext()) return false;
+        size_t taken = std::min(length, left());
+        if (taken > 0) {
+            std::memcpy(dest, mNext, taken);
+            mNext += taken;
+        } else {
+            taken = mRest->nextPart();
+            if (!mRest->receivePart(dest)) return end();
+        }
+        dest += taken;
+        length -= taken;
+    }
     return true;
 }
 
@@ -75,14 +130,12 @@ int32_t ReadContent::readBuffer(void* dest, int64_t length) {
 
 int32_t ReadContent::readInt32() {
     int32_t value = 0;
-    take(&value, sizeof(value));
-    return value;
+    return take(&value, sizeof(value)) ? value : 0;
 }
 
 int64_t ReadContent::readInt64() {
     int64_t value = 0;
-    take(&value, sizeof(value));
-    return value;
+    return take(&value, sizeof(value)) ? value : 0;
 }
 
 int32_t ReadContent::reserved1() {
@@ -93,13 +146,21 @@ int32_t ReadContent::reserved2() {
     return ENOSYS;
 }
 
-const char* ReadContent::readCString() {
-    const auto left = static_cast<size_t>(mEnd - mNext);
-    const void* zero = left == 0 ? nullptr : std::memchr(mNext, 0, left);
-    if (zero == nullptr) {
-        mNext = mEnd;
-        return nullptr;
+const char* ReadContent::textAcross() {
+    mText.assign(mNext, mEnd);
+    while (bufferNext()) {
+        const void* zero = std::memchr(mNext, 0, left());
+        const uint8_t* next = zero == nullptr ? mEnd : static_cast<const uint8_t*>(zero) + 1;
+        mText.insert(mText.end(), mNext, next);
+        mNext = next;
+        if (zero != nullptr) return mText.data();
     }
+    return nullptr;
+}
+
+const char* ReadContent::readCString() {
+    const void* zero = left() == 0 ? nullptr : std::memchr(mNext, 0, left());
+    if (zero == nullptr) return textAcross();
     const uint8_t* text = mNext;
     mNext = static_cast<const uint8_t*>(zero) + 1;
     return reinterpret_cast<const char*>(text);

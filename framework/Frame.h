@@ -73,8 +73,6 @@ public:
         return mContent.data() + header.offset;
     }
 
-    // Where the next part is expected, for those who receive it in place.
-    uint8_t* next() { return mContent.data() + mReceived; }
     size_t missing() const { return mHeader.length - mReceived; }
     bool empty() const { return mReceived == 0; }
     // The content of a complete message; it stays until the next one begins.

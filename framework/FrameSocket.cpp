@@ -86,7 +86,7 @@ inline ssize_t FrameSocket::timed(Timer& timer, Call call) {
 
 IoStatus FrameSocket::send(FrameHeader header, WriteContent& content) {
     header.length = static_cast<uint32_t>(content.size());
-    if (content.size() > kMaxPart) return sendParts(header, content);
+    if (content.size() > kMaxPart || !content.inOnePiece()) return sendParts(header, content);
     std::memcpy(content.frame(), &header, kHeaderSize);
     return sendWhole(content.frame(), kHeaderSize + content.size());
 }
@@ -111,11 +111,10 @@ IoStatus FrameSocket::sendParts(FrameHeader header, WriteContent& content) {
     mWholeTime = false;
     while (header.offset < header.length) {
         const size_t length = partLength(header);
-        iovec parts[] = {part(&header, kHeaderSize),
-                         part(content.content() + header.offset, length)};
+        iovec parts[1 + WriteContent::kMaxPieces] = {part(&header, kHeaderSize)};
         msghdr datagram{};
         datagram.msg_iov = parts;
-        datagram.msg_iovlen = 2;
+        datagram.msg_iovlen = 1 + content.pieces(header.offset, length, parts + 1);
         if (timed(mSendTimer, [&] { return sendmsg(mFd, &datagram, MSG_NOSIGNAL); }) < 0) {
             return statusOf(errno);
         }
@@ -125,6 +124,7 @@ IoStatus FrameSocket::sendParts(FrameHeader header, WriteContent& content) {
 }
 
 IoStatus FrameSocket::receive(Message& message) {
+    if (finish() != IoStatus::kOk) return mRest;
     const ssize_t size = timed(
         mReceiveTimer, [&] { return receiveBytes(mFd, mDatagram.get(), kMaxDatagram, MSG_TRUNC); });
     if (size <= 0) return size == 0 ? IoStatus::kClosed : statusOf(errno);
@@ -137,28 +137,39 @@ IoStatus FrameSocket::receive(Message& message) {
         return IoStatus::kMalformed;
     }
     message.content = mDatagram.get() + kHeaderSize;
-    return header.length <= kMaxPart ? IoStatus::kOk : receiveParts(message);
+    message.size = length - kHeaderSize;
+    mNext = header;
+    mNext.offset = static_cast<uint32_t>(message.size);
+    return IoStatus::kOk;
 }
 
-IoStatus FrameSocket::receiveParts(Message& message) {
-    std::memcpy(mAssembly.place(message.header), message.content, kMaxPart);
-    while (mAssembly.missing() > 0) {
-        FrameHeader header;
-        iovec parts[] = {part(&header, kHeaderSize),
-                         part(mAssembly.next(), std::min(mAssembly.missing(), kMaxPart))};
-        msghdr datagram{};
-        datagram.msg_iov = parts;
-        datagram.msg_iovlen = 2;
-        const ssize_t size =
-            timed(mReceiveTimer, [&] { return recvmsg(mFd, &datagram, MSG_TRUNC); });
-        if (size <= 0) return size == 0 ? IoStatus::kClosed : statusOf(errno);
-        if (static_cast<size_t>(size) != kHeaderSize + parts[1].iov_len ||
-            !mAssembly.place(header)) {
-            return IoStatus::kMalformed;
-        }
+bool FrameSocket::receivePart(uint8_t* dest) {
+    const size_t length = nextPart();
+    FrameHeader header;
+    iovec parts[] = {part(&header, kHeaderSize), part(dest, length)};
+    msghdr datagram{};
+    datagram.msg_iov = parts;
+    datagram.msg_iovlen = 2;
+    const ssize_t size = timed(mReceiveTimer, [&] { return recvmsg(mFd, &datagram, MSG_TRUNC); });
+    if (size <= 0) {
+        mRest = size == 0 ? IoStatus::kClosed : statusOf(errno);
+    } else if (static_cast<size_t>(size) != kHeaderSize + length ||
+               std::memcmp(&header, &mNext, kHeaderSize) != 0) {
+        mRest = IoStatus::kMalformed;
     }
-    message.content = mAssembly.take();
-    return IoStatus::kOk;
+    mNext.offset =
+        mRest == IoStatus::kOk ? mNext.offset + static_cast<uint32_t>(length) : mNext.length;
+    return mRest == IoStatus::kOk;
+}
+
+const uint8_t* FrameSocket::bufferPart() {
+    return receivePart(mDatagram.get()) ? mDatagram.get() : nullptr;
+}
+
+IoStatus FrameSocket::finish() {
+    while (missing() > 0)
+        bufferPart();
+    return mRest;
 }
 
 }  // namespace accessory::framework

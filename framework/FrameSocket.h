@@ -18,15 +18,17 @@ enum class IoStatus {
     kFailed,     // anything else; errno says what
 };
 
-// A message that came in. The content belongs to the socket and stays until the next receive().
+// A message that came in, with the part of its content that came first. It belongs to the socket
+// and stays until more is received.
 struct Message {
     FrameHeader header;
     const uint8_t* content = nullptr;
+    size_t size = 0;
 };
 
 // Sends and receives whole messages over a connected sequenced-packet socket, one thread at a time.
 // The client's sockets have a deadline, the host's wait as long as it takes.
-class FrameSocket {
+class FrameSocket final : public ContentRest {
 public:
     // `fd` stays its owner's. A timeout of 0 is none.
     explicit FrameSocket(int fd, int timeout = 0) : mFd(fd), mTimeout(timeout) {}
@@ -39,7 +41,15 @@ public:
     IoStatus send(FrameHeader header, WriteContent& content);
     // A message without content.
     IoStatus send(const FrameHeader& header);
+    // Leaves what does not fit into the first datagram of a message to whoever reads its content.
     IoStatus receive(Message& message);
+    // Receives what nobody has read of the message. Tells whether all parts of it came.
+    IoStatus finish();
+
+    size_t missing() const override { return mNext.length - mNext.offset; }
+    size_t nextPart() const override { return partLength(mNext); }
+    bool receivePart(uint8_t* dest) override;
+    const uint8_t* bufferPart() override;
 
 private:
     // A socket option that limits how long a call waits, and what it is set to.
@@ -50,7 +60,6 @@ private:
 
     IoStatus sendWhole(const void* data, size_t size);
     IoStatus sendParts(FrameHeader header, WriteContent& content);
-    IoStatus receiveParts(Message& message);
     bool set(Timer& timer, int milliseconds);
     bool arm(Timer& timer);
     template <typename Call>
@@ -66,7 +75,9 @@ private:
     Timer mReceiveTimer{SO_RCVTIMEO, 0};
     // Not initialised, so that pages which no message reached take no memory.
     std::unique_ptr<uint8_t[]> mDatagram{new uint8_t[kMaxDatagram]};
-    Assembly mAssembly;
+    // The header of the next part of a message, and what came of those before.
+    FrameHeader mNext;
+    IoStatus mRest = IoStatus::kOk;
 };
 
 }  // namespace accessory::framework

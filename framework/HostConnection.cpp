@@ -20,7 +20,8 @@ void ServiceHost::Impl::serve(Connection& connection) {
             if (!answer(connection, message)) return;
             continue;
         }
-        if (status == IoStatus::kOk && message.header.kind == FrameKind::kListen) {
+        if (status == IoStatus::kOk && message.header.kind == FrameKind::kListen &&
+            connection.frames.missing() == 0) {
             mSender.add(std::move(connection.fd), connection.pid);
             return;
         }
@@ -42,8 +43,11 @@ bool ServiceHost::Impl::answer(Connection& connection, const Message& message) {
         logError("process %d sends a request of unknown type %d", connection.pid, header.type);
         return sendNone(connection, header.sequence);
     }
-    static_cast<ReadContent&>(*connection.in).reset(message.content, header.length);
+    static_cast<ReadContent&>(*connection.in)
+        .reset(message.content, message.size, &connection.frames);
     item->deserialization(connection.in);
+    // What is wrong with the rest, the next receive() tells.
+    if (connection.frames.finish() != IoStatus::kOk) return true;
     const sp<ServiceReply> reply = mHandler(item);
     return reply == nullptr || sendReply(connection, header.sequence, reply);
 }

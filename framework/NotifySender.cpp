@@ -89,7 +89,7 @@ void NotifySender::notify(ServiceNotify& notify) {
         AutoMutex lock(mMutex);
         for (const auto& listener : mListeners) {
             if (listener->cutOff || listener->dead) continue;
-            enqueue(*listener, header, content.content());
+            enqueue(*listener, header, &content);
             if (listener->queued <= mQueueLimit) continue;
             listener->cutOff = true;
             if (std::find(overflowed.begin(), overflowed.end(), listener->pid) ==
@@ -105,15 +105,17 @@ void NotifySender::notify(ServiceNotify& notify) {
     }
 }
 
-void NotifySender::enqueue(Listener& listener, FrameHeader header, const uint8_t* content) {
+void NotifySender::enqueue(Listener& listener, FrameHeader header, const WriteContent* content) {
     do {
         const size_t length = partLength(header);
         Datagram& datagram = lastWithRoom(listener, kHeaderSize + length);
         const auto* bytes = reinterpret_cast<const uint8_t*>(&header);
         datagram.insert(datagram.end(), bytes, bytes + kHeaderSize);
-        if (length > 0) {
-            const uint8_t* from = content + header.offset;
-            datagram.insert(datagram.end(), from, from + length);
+        iovec pieces[WriteContent::kMaxPieces];
+        const size_t count = length == 0 ? 0 : content->pieces(header.offset, length, pieces);
+        for (size_t i = 0; i < count; ++i) {
+            const auto* from = static_cast<const uint8_t*>(pieces[i].iov_base);
+            datagram.insert(datagram.end(), from, from + pieces[i].iov_len);
         }
         listener.queued += kHeaderSize + length;
         header.offset += static_cast<uint32_t>(length);

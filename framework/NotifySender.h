@@ -60,7 +60,8 @@ private:
     };
 
     bool prepare() REQUIRES(mMutex);
-    void enqueue(Listener& listener, FrameHeader header, const uint8_t* content) REQUIRES(mMutex);
+    void enqueue(Listener& listener, FrameHeader header, const WriteContent* content)
+        REQUIRES(mMutex);
     Datagram& lastWithRoom(Listener& listener, size_t size) REQUIRES(mMutex);
     void wake() REQUIRES(mMutex);
     bool watch(Listener& listener, int operation, uint32_t events);

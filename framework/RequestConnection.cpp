@@ -62,21 +62,24 @@ sp<ServiceReply> RequestConnection::receiveReply(int32_t itemType, ServiceReplyF
         fail("get a reply to", itemType, status);
         return nullptr;
     }
-    if (message.header.kind == FrameKind::kReply) return makeReply(message, factory);
+    if (message.header.kind == FrameKind::kReply) return makeReply(message, itemType, factory);
     logError("the service has no reply to request %d", itemType);
     return nullptr;
 }
 
-sp<ServiceReply> RequestConnection::makeReply(const Message& message,
+sp<ServiceReply> RequestConnection::makeReply(const Message& message, int32_t itemType,
                                               ServiceReplyFactory& factory) {
     sp<ServiceReply> reply = factory.create(message.header.type);
     if (reply == nullptr) {
         logError("a reply of unknown type %d is dropped", message.header.type);
         return nullptr;
     }
-    static_cast<ReadContent&>(*mIn).reset(message.content, message.header.length);
+    static_cast<ReadContent&>(*mIn).reset(message.content, message.size, &mSocket);
     reply->deserialization(mIn);
-    return reply;
+    const IoStatus status = mSocket.finish();
+    if (status == IoStatus::kOk) return reply;
+    fail("get a reply to", itemType, status);
+    return nullptr;
 }
 
 void RequestConnection::fail(const char* doing, int32_t itemType, IoStatus status) {

@@ -2,13 +2,23 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <utility>
+#include <vector>
 
 namespace accessory::framework {
 namespace {
 
 std::vector<uint8_t> bytesOf(const WriteContent& content) {
-    return {content.content(), content.content() + content.size()};
+    iovec pieces[WriteContent::kMaxPieces];
+    const size_t count = content.pieces(0, content.size(), pieces);
+    std::vector<uint8_t> bytes;
+    for (size_t i = 0; i < count; ++i) {
+        const auto* from = static_cast<const uint8_t*>(pieces[i].iov_base);
+        bytes.insert(bytes.end(), from, from + pieces[i].iov_len);
+    }
+    return bytes;
 }
 
 TEST(Content, writesTheBytesOfTheWireForm) {
@@ -31,6 +41,73 @@ TEST(Content, writesTheBytesOfTheWireForm) {
     EXPECT_EQ(bytesOf(*content), expected);
     content->clear();
     EXPECT_EQ(content->size(), 0u);
+}
+
+// A long block stays where it is, wherever in the content that is.
+TEST(Content, givesItsPieces) {
+    const std::vector<uint8_t> block(kBorrowed, 7);
+    const sp<WriteContent> content = new WriteContent;
+    content->writeInt32(0x04030201);
+    content->writeBuffer(block.data(), static_cast<int64_t>(block.size()));
+    content->writeBuffer(block.data(), static_cast<int64_t>(block.size()));
+    content->writeCString("z");
+    std::vector<uint8_t> expected = {1, 2, 3, 4};
+    expected.insert(expected.end(), 2 * kBorrowed, 7);
+    expected.insert(expected.end(), {'z', 0});
+    EXPECT_EQ(bytesOf(*content), expected);
+    iovec pieces[WriteContent::kMaxPieces];
+    ASSERT_EQ(content->pieces(2, kBorrowed + 3, pieces), 3u);
+    EXPECT_EQ(pieces[0].iov_len, 2u);
+    EXPECT_EQ(pieces[1].iov_base, block.data());
+    EXPECT_EQ(pieces[2].iov_len, 1u);
+    ASSERT_EQ(content->pieces(5, 1, pieces), 1u);
+    EXPECT_EQ(pieces[0].iov_base, block.data() + 1);
+}
+
+// Parts that come one after the other.
+class Parts final : public ContentRest {
+public:
+    explicit Parts(std::vector<std::vector<uint8_t>> parts) : mParts(std::move(parts)) {}
+    size_t missing() const override {
+        size_t bytes = 0;
+        for (size_t i = mNext; i < mParts.size(); ++i)
+            bytes += mParts[i].size();
+        return bytes;
+    }
+    size_t nextPart() const override { return mNext < mParts.size() ? mParts[mNext].size() : 0; }
+    bool receivePart(uint8_t* dest) override {
+        if (mBroken) return false;
+        std::copy(mParts[mNext].begin(), mParts[mNext].end(), dest);
+        ++mNext;
+        return true;
+    }
+    const uint8_t* bufferPart() override { return mBroken ? nullptr : mParts[mNext++].data(); }
+
+    bool mBroken = false;
+
+private:
+    std::vector<std::vector<uint8_t>> mParts;
+    size_t mNext = 0;
+};
+
+TEST(Content, readsOverItsParts) {
+    const uint8_t first[] = {9, 0, 0};
+    Parts rest({{0, 'a', 'b'}, {'c', 'd'}, {0, 1, 2}, {3, 4}, {5, 6, 0}});
+    const sp<ReadContent> reader = new ReadContent;
+    reader->reset(first, sizeof(first), &rest);
+    EXPECT_EQ(reader->readInt32(), 9);
+    EXPECT_STREQ(reader->readCString(), "abcd");
+    uint8_t block[5];
+    EXPECT_EQ(reader->readBuffer(block, sizeof(block)), 0);
+    EXPECT_EQ(std::vector<uint8_t>(block, block + 5), (std::vector<uint8_t>{1, 2, 3, 4, 5}));
+    EXPECT_NE(reader->readBuffer(block, 3), 0);
+    EXPECT_EQ(reader->readCString(), nullptr);
+
+    Parts broken({{1, 1, 1, 1}});
+    broken.mBroken = true;
+    reader->reset(first, sizeof(first), &broken);
+    EXPECT_EQ(reader->readInt32(), 0);
+    EXPECT_EQ(reader->readCString(), nullptr);
 }
 
 TEST(Content, endsAtTheLimit) {

@@ -25,7 +25,14 @@ std::vector<uint8_t> rewrite(SerializationBase& message, const std::vector<uint8
     sp<WriteContent> writer = new WriteContent;
     sp<SerializationContent> to = writer;
     message.serialization(to);
-    return {writer->content(), writer->content() + writer->size()};
+    iovec pieces[WriteContent::kMaxPieces];
+    const size_t count = writer->pieces(0, writer->size(), pieces);
+    std::vector<uint8_t> written;
+    for (size_t i = 0; i < count; ++i) {
+        const auto* piece = static_cast<const uint8_t*>(pieces[i].iov_base);
+        written.insert(written.end(), piece, piece + pieces[i].iov_len);
+    }
+    return written;
 }
 
 template <typename Factory>
