@@ -26,12 +26,12 @@ struct Options {
     bool exitWhenIdle = false;
 };
 
-// Commands come from a terminal or through a pipe. Anything else, such as /dev/null, is what a
-// program is given that nobody talks to.
+// Commands come from a terminal, a pipe or a file. A device such as /dev/null is what a program is
+// given that nobody talks to.
 bool standardInputHasCommands() {
     struct stat status = {};
     if (fstat(STDIN_FILENO, &status) != 0) return false;
-    return isatty(STDIN_FILENO) == 1 || S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode);
+    return isatty(STDIN_FILENO) == 1 || !S_ISCHR(status.st_mode);
 }
 
 int run(const Options& options) {
