@@ -22,6 +22,9 @@ namespace {
 // How often an accept that found no file descriptor left is tried again.
 constexpr nsecs_t kAcceptPause = 100 * 1000 * 1000;
 
+// How long a host that stops waits for its last replies to be taken.
+constexpr nsecs_t kFarewell = 1000 * 1000 * 1000;
+
 sp<ServiceItemFactory> itemFactoryOf(const sp<ServiceInfo>& info) {
     const sp<ServiceProtocol> protocol = info->protocol();
     return protocol == nullptr ? nullptr : protocol->itemFactory();
@@ -113,9 +116,13 @@ void ServiceHost::Impl::stop() {
     }
     {
         AutoMutex lock(mMutex);
-        for (const Connection& connection : mConnections) {
-            shutdown(connection.fd.get(), SHUT_RDWR);
+        // What has been asked is still answered, but a client that does not read is not waited for.
+        shutDown(SHUT_RD);
+        const nsecs_t until = systemTime() + kFarewell;
+        while (!mConnections.empty() && systemTime() < until) {
+            mChanged.waitRelative(mMutex, until - systemTime());
         }
+        shutDown(SHUT_RDWR);
         while (!mConnections.empty()) {
             mChanged.wait(mMutex);
         }
@@ -123,6 +130,12 @@ void ServiceHost::Impl::stop() {
     }
     // After the connections, since they hand theirs over to it.
     mSender.stop();
+}
+
+void ServiceHost::Impl::shutDown(int how) {
+    for (const Connection& connection : mConnections) {
+        shutdown(connection.fd.get(), how);
+    }
 }
 
 void ServiceHost::Impl::acceptConnections() {

@@ -50,6 +50,8 @@ private:
     bool sendNone(Connection& connection, uint32_t sequence);
     void retire(Connection& connection) EXCLUDES(mMutex);
     void cutOff(pid_t pid) EXCLUDES(mMutex);
+    // Ends one or both directions of every connection, for shutdown(2).
+    void shutDown(int how) REQUIRES(mMutex);
 
     const sp<ServiceInfo> mInfo;
     const sp<ServiceItemFactory> mItemFactory;

@@ -62,9 +62,13 @@ bool NotifySender::add(UniqueFd fd, pid_t pid) {
         logError("cannot watch a listener: %s", errorText(errno).c_str());
         return false;
     }
+    // In a datagram of its own, which is how the client receives it, and before any notification.
+    // It does not wait: nothing has been sent on this socket yet.
     FrameHeader header;
     header.kind = FrameKind::kListening;
-    enqueue(*listener, header, nullptr);
+    if (::send(listener->fd.get(), &header, kHeaderSize, MSG_DONTWAIT | MSG_NOSIGNAL) < 0) {
+        return false;
+    }
     mListeners.push_back(std::move(listener));
     wake();
     return true;
@@ -179,10 +183,13 @@ void NotifySender::run() {
 bool NotifySender::fallAsleep() {
     {
         AutoMutex lock(mMutex);
-        if (mStopping) return false;
         for (const auto& listener : mListeners) {
-            if (!listener->queue.empty() && !listener->blocked) return true;
+            const bool ready = !listener->queue.empty() && !listener->blocked;
+            if (ready && !listener->dead) return true;
         }
+        if (mStopping) return false;
+        // Someone has come since the last report, unnoticed because this thread was awake.
+        if (mListeners.size() != mReported) return true;
         mAsleep = true;
     }
     waitForEvents();
@@ -275,8 +282,11 @@ void NotifySender::removeDead(bool all) {
         mListeners.erase(dead, mListeners.end());
         left = mListeners.size();
     }
+    // One that came and went between two reports has changed the number too.
+    const bool changed = !removed.empty() || mReported != left;
     removed.clear();
-    if (std::exchange(mReported, left) != left && mChanged) mChanged(left);
+    mReported = left;
+    if (changed && mChanged) mChanged(left);
 }
 
 }  // namespace accessory::framework
