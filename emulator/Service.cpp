@@ -12,10 +12,10 @@ Service::Service(const Printer& printer, tool::Waker& waker, const std::string& 
     : mPrinter(printer),
       mWaker(waker),
       mHost(new MirvoServiceInfo, [this](sp<ServiceItem>& item) { return handle(*item); },
-            {directory, ServiceHost::Options().queueLimit, [this](size_t clients) {
+            {directory, ServiceHost::Options().queueLimit, [this](size_t /*clients*/) {
                  {
                      android::AutoMutex lock(mLock);
-                     if (clients > 0) mSeenClient = true;
+                     mSeenClient = true;
                  }
                  mWaker.wake();
              }}) {}
@@ -31,8 +31,9 @@ Service::~Service() {
 
 bool Service::start() {
     if (!mHost.start()) return false;
+    const sp<ServiceInfo> info = new MirvoServiceInfo;
     android::AutoMutex lock(mLock);
-    mPrinter.ready(MirvoServiceInfo().servicename());
+    mPrinter.ready(info->servicename());
     return true;
 }
 

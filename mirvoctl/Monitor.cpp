@@ -3,6 +3,7 @@
 #include <utils/Mutex.h>
 
 #include <algorithm>
+#include <chrono>
 #include <deque>
 #include <map>
 #include <memory>
@@ -12,6 +13,9 @@
 
 namespace mirvoctl {
 namespace {
+
+// How long after the loss of the service its last events are waited for.
+constexpr std::chrono::milliseconds kLast(200);
 
 // Prints the manager's events at once and leaves what follows from them to the main thread, since a
 // request inside a callback would hold back the events behind it.
@@ -49,7 +53,12 @@ public:
         std::for_each(ids, ids + count, [this](unsigned int id) { watch(id); });
         announce();
         while (mWaker.waitUntil([this] { return somethingToDo(); })) {
-            if (lost()) throw Failure(kNoService, "the service is gone: start it again");
+            if (lost()) {
+                // What the accessories sent before may still be on its way, on threads of their
+                // own.
+                mWaker.waitUntil([] { return false; }, std::chrono::steady_clock::now() + kLast);
+                throw Failure(kNoService, "the service is gone: start it again");
+            }
             follow();
         }
     }

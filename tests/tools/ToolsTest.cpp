@@ -187,7 +187,7 @@ TEST_F(ToolsTest, EventsReachTheMonitor) {
         monitor.waitForLine(row.shown);
     }
     // A device error makes the library disconnect.
-    emulator.tell("error 7 -3");
+    emulator.type("error 7 -3");
     emulator.waitForLine("disconnect arg=\"\" -> result=0");
     monitor.signal(SIGINT);
     EXPECT_EQ(0, monitor.wait());
@@ -195,13 +195,10 @@ TEST_F(ToolsTest, EventsReachTheMonitor) {
     emulator.tell("attach 9");
     other.waitForLine("{\"event\":\"monitoring\",\"accessories\":[9]}");
     emulator.tell("hid 9 43");
+    other.waitForLine("{\"event\":\"onHidEvent\",\"accessory\":9,\"data\":\"43\",\"text\":\"C\"}");
     emulator.type("die");
     EXPECT_EQ(3, other.wait());
     EXPECT_FALSE(contains(other.output(), "\"accessory\":7")) << other.output();
-    EXPECT_TRUE(
-        contains(other.output(),
-                 "{\"event\":\"onHidEvent\",\"accessory\":9,\"data\":\"43\",\"text\":\"C\"}"))
-        << other.output();
     EXPECT_TRUE(contains(other.output(), "{\"event\":\"onError\"}")) << other.output();
     EXPECT_TRUE(contains(other.errors(), "the service is gone: start it again"));
     EXPECT_EQ(128 + SIGKILL, emulator.wait());
@@ -465,6 +462,16 @@ TEST_F(ToolsTest, AScriptFollowsTheRequests) {
     EXPECT_EQ(1, shell.wait());
     EXPECT_TRUE(contains(shell.output(), "sendCalibrateEvent: status 6\n"));
     EXPECT_EQ(0, emulator.wait());
+}
+
+TEST_F(ToolsTest, WhatWasAskedBeforeTheEndIsAnswered) {
+    const std::string script = mFolder.write("script", "wait-for shutdown\nquit\n");
+    for (int i = 0; i < 20; ++i) {
+        Process emulator({MIRVO_EMULATOR, "--quiet", "--script", script});
+        emulator.waitForLine("ready: mirvo.accessory.manager");
+        EXPECT_EQ("shutdown: ok\n", ctl("shutdown").output);
+        EXPECT_EQ(0, emulator.wait());
+    }
 }
 
 TEST_F(ToolsTest, TheDemoGoesThroughAllItsActs) {
