@@ -24,7 +24,7 @@ plot data.'/instances' using 1:($2/1000) with linespoints ls 1 title 'floor', \
 
 set logscale xy
 set yrange [*:*]
-set format x '%.0s %cB'
-set xlabel 'size of request and of reply'
+set xtics ('40' 40, '1 Ki' 1024, '32 Ki' 32768, '1 Mi' 1048576)
+set xlabel 'bytes of request and of reply'
 plot data.'/bytes' using 1:($2/1000) with linespoints ls 1 title 'floor', \
      '' using 1:($3/1000) with linespoints ls 2 title 'request'

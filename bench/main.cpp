@@ -27,10 +27,6 @@ extern "C" __attribute__((noinline)) void measuredCalls(const std::function<void
 // What the commands that look at a process from outside run: it finds its service by the
 // environment.
 int playRole(const std::string& role, size_t count) {
-    if (role == "serve") {
-        const auto service = startService(processors().back(), getenv("SERVICE_FRAMEWORK_DIR"));
-        sleepForever();
-    }
     if (role == "empty" || role == "instances") {
         if (role == "instances") makeInstances(count);
         std::ifstream status("/proc/self/status");

@@ -138,8 +138,10 @@ IoStatus FrameSocket::receive(Message& message) {
     }
     message.content = mDatagram.get() + kHeaderSize;
     message.size = length - kHeaderSize;
-    mNext = header;
-    mNext.offset = static_cast<uint32_t>(message.size);
+    if (header.length > kMaxPart) {
+        mNext = header;
+        mNext.offset = static_cast<uint32_t>(message.size);
+    }
     return IoStatus::kOk;
 }
 
@@ -166,7 +168,7 @@ const uint8_t* FrameSocket::bufferPart() {
     return receivePart(mDatagram.get()) ? mDatagram.get() : nullptr;
 }
 
-IoStatus FrameSocket::finish() {
+IoStatus FrameSocket::finishRest() {
     while (missing() > 0)
         bufferPart();
     return mRest;

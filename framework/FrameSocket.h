@@ -44,7 +44,7 @@ public:
     // Leaves what does not fit into the first datagram of a message to whoever reads its content.
     IoStatus receive(Message& message);
     // Receives what nobody has read of the message. Tells whether all parts of it came.
-    IoStatus finish();
+    IoStatus finish() { return missing() == 0 ? mRest : finishRest(); }
 
     size_t missing() const override { return mNext.length - mNext.offset; }
     size_t nextPart() const override { return partLength(mNext); }
@@ -59,6 +59,7 @@ private:
     };
 
     IoStatus sendWhole(const void* data, size_t size);
+    IoStatus finishRest();
     IoStatus sendParts(FrameHeader header, WriteContent& content);
     bool set(Timer& timer, int milliseconds);
     bool arm(Timer& timer);
