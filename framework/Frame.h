@@ -34,7 +34,9 @@ static_assert(sizeof(FrameHeader) == 20, "the header is laid out without padding
 
 constexpr size_t kHeaderSize = sizeof(FrameHeader);
 constexpr size_t kMaxContent = 16u << 20;
-constexpr size_t kMaxDatagram = 64u << 10;
+// The most that the kernel keeps in single pages behind a small linear head. Anything longer asks it
+// for memory in one piece, which it may not have.
+constexpr size_t kMaxDatagram = 80u << 10;
 // Every frame of a message carries this much of its content, only the last one less. That is what
 // makes the length of a frame follow from its header.
 constexpr size_t kMaxPart = kMaxDatagram - kHeaderSize;

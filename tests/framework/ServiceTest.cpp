@@ -41,9 +41,9 @@ TEST_F(ServiceTest, answersRequests) {
     } const requests[] = {
         {kEcho, 0, kEcho},
         {kEcho + 1, 40, kEcho + 1},
-        {kEcho + 2, 65'000, kEcho + 2},
-        {kEcho + 3, 65'516 - 8, kEcho + 3},  // fills one datagram to the last byte
-        {kEcho + 4, 65'516 - 7, kEcho + 4},  // needs a second one
+        {kEcho + 2, 81'000, kEcho + 2},
+        {kEcho + 3, 81'900 - 8, kEcho + 3},  // fills one datagram to the last byte
+        {kEcho + 4, 81'900 - 7, kEcho + 4},  // needs a second one
         {kEcho + 5, 4u << 20, kEcho + 5},
         {kEcho + 6, (16u << 20) - 8, kEcho + 6},  // as large as can be
         {kEcho + 7, (16u << 20) - 7, kNone},      // not sent at all

@@ -125,6 +125,32 @@ protected:
     LogCapture mLog;
 };
 
+TEST_F(WireTest, keepsToTheDocumentedForm) {
+    ServiceHost host(new TestInfo, echo);
+    Pair pair = makePair();
+    ASSERT_TRUE(host.adopt(pair.own.release()));
+    const Bytes header = {1, 0, 1, 0, 7, 0, 0, 0, 9, 0, 0, 0, 8, 0, 0, 0, 0, 0, 0, 0};
+    const Bytes content = {5, 0, 0, 0, 0, 0, 0, 0};
+    sendTo(pair.peer, header + content);
+    const Bytes reply = {1, 0, 2, 0, 7, 0, 0, 0, 9, 0, 0, 0, 8, 0, 0, 0, 0, 0, 0, 0};
+    EXPECT_EQ(receiveFrom(pair.peer), reply + content);
+    // An item that nobody knows.
+    const Bytes unknown = {1, 0, 1, 0, 8, 0, 0, 0, 10, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+    sendTo(pair.peer, unknown);
+    const Bytes none = {1, 0, 3, 0, 0, 0, 0, 0, 10, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+    EXPECT_EQ(receiveFrom(pair.peer), none);
+    const Bytes listen = {1, 0, 4, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+    sendTo(pair.peer, listen);
+    const Bytes listening = {1, 0, 5, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+    EXPECT_EQ(receiveFrom(pair.peer), listening);
+    const sp<TestNotify> message = new TestNotify;
+    message->number = 5;
+    host.notify(message);
+    const Bytes notify = {1, 0, 6, 0, 7, 0, 0, 0, 0, 0, 0, 0, 8, 0, 0, 0, 0, 0, 0, 0};
+    EXPECT_EQ(receiveFrom(pair.peer), notify + content);
+    static_assert(kMaxPart == 81'900 && kMaxContent == 16u << 20, "as docs/wire.md says");
+}
+
 TEST_F(WireTest, hostClosesAConnectionOnNonsense) {
     ServiceHost host(new TestInfo, echo);
     std::vector<Broken> rows = brokenFrames(FrameKind::kRequest);
