@@ -10,7 +10,9 @@
 namespace accessory {
 namespace {
 
+using testing_support::numbered;
 using testing_support::slotOf;
+using testing_support::slotsOf;
 
 // Shows by its place how many slots there are before it, destructors included.
 struct AfterMirvo : Mirvo {
@@ -19,67 +21,53 @@ struct AfterMirvo : Mirvo {
 
 // A destructor takes two slots, 0 and 1 where it stands first.
 TEST(Slots, AreTheOnesThatOthersWereBuiltAgainst) {
-    EXPECT_EQ(slotOf(&SerializationBase::serialization), 2u);
-    EXPECT_EQ(slotOf(&SerializationBase::deserialization), 3u);
-    EXPECT_EQ(slotOf(&ServiceItem::type), 4u);
-    EXPECT_EQ(slotOf(&ServiceNotify::type), 4u);
+    using Base = SerializationBase;
+    EXPECT_EQ(slotsOf(&Base::serialization, &Base::deserialization, &ServiceItem::type,
+                      &MVSItemAccessoryBase::accessoryId),
+              numbered(2, 4));
+    EXPECT_EQ(slotsOf(&ServiceNotify::type, &MVSNotifyAccessoryBase::accessoryId), numbered(4, 2));
     EXPECT_EQ(slotOf(&ServiceReply::type), 4u);
-    EXPECT_EQ(slotOf(&MVSItemAccessoryBase::accessoryId), 5u);
-    EXPECT_EQ(slotOf(&MVSNotifyAccessoryBase::accessoryId), 5u);
 
-    EXPECT_EQ(slotOf(&ServiceNotifyListener::onNotify), 2u);
-    EXPECT_EQ(slotOf(&ServiceInfo::servicename), 2u);
-    EXPECT_EQ(slotOf(&ServiceInfo::protocol), 3u);
-    EXPECT_EQ(slotOf(&ServiceProtocol::notifyFactory), 2u);
-    EXPECT_EQ(slotOf(&ServiceProtocol::itemFactory), 3u);
-    EXPECT_EQ(slotOf(&ServiceProtocol::replyFactory), 4u);
-    EXPECT_EQ(slotOf(&ServiceNotifyFactory::create), 2u);
-    EXPECT_EQ(slotOf(&ServiceItemFactory::create), 2u);
-    EXPECT_EQ(slotOf(&ServiceReplyFactory::create), 2u);
+    using Client = ServiceClient;
+    using Protocol = ServiceProtocol;
+    EXPECT_EQ(slotsOf(&ServiceInfo::servicename, &ServiceInfo::protocol), numbered(2, 2));
+    EXPECT_EQ(slotsOf(&Protocol::notifyFactory, &Protocol::itemFactory, &Protocol::replyFactory),
+              numbered(2, 3));
+    EXPECT_EQ(slotsOf(&ServiceNotifyFactory::create, &ServiceItemFactory::create,
+                      &ServiceReplyFactory::create, &ServiceNotifyListener::onNotify),
+              std::vector<size_t>(4, 2));
+    EXPECT_EQ(slotsOf(&Client::request, &Client::setNotifyListener, &Client::removeNotifyListener),
+              numbered(2, 3));
 
-    EXPECT_EQ(slotOf(&ServiceClient::request), 2u);
-    EXPECT_EQ(slotOf(&ServiceClient::setNotifyListener), 3u);
-    EXPECT_EQ(slotOf(&ServiceClient::removeNotifyListener), 4u);
-    EXPECT_EQ(slotOf(&SerializationContent::writeBuffer), 2u);
-    EXPECT_EQ(slotOf(&SerializationContent::writeInt32), 3u);
-    EXPECT_EQ(slotOf(&SerializationContent::writeInt64), 4u);
-    EXPECT_EQ(slotOf(&SerializationContent::writeCString), 7u);
-    EXPECT_EQ(slotOf(&DeserializationContent::readBuffer), 2u);
-    EXPECT_EQ(slotOf(&DeserializationContent::readInt32), 3u);
-    EXPECT_EQ(slotOf(&DeserializationContent::readInt64), 4u);
-    EXPECT_EQ(slotOf(&DeserializationContent::readCString), 7u);
+    using Out = SerializationContent;
+    using In = DeserializationContent;
+    EXPECT_EQ(slotsOf(&Out::writeBuffer, &Out::writeInt32, &Out::writeInt64, &Out::reserved1,
+                      &Out::reserved2, &Out::writeCString),
+              numbered(2, 6));
+    EXPECT_EQ(slotsOf(&In::readBuffer, &In::readInt32, &In::readInt64, &In::reserved1,
+                      &In::reserved2, &In::readCString),
+              numbered(2, 6));
 
-    EXPECT_EQ(slotOf(&MirvoManagerNotifier::error), 2u);
-    EXPECT_EQ(slotOf(&MirvoManagerNotifier::attach), 3u);
-    EXPECT_EQ(slotOf(&MirvoManagerNotifier::detach), 4u);
-    EXPECT_EQ(slotOf(&MirvoManagerNotifier::videoEstablished), 5u);
-
-    EXPECT_EQ(slotOf(&MirvoNotifier::runningStateChange), 2u);
-    EXPECT_EQ(slotOf(&MirvoNotifier::controlUnavailable), 3u);
-    EXPECT_EQ(slotOf(&MirvoNotifier::screenOrientationChange), 4u);
-    EXPECT_EQ(slotOf(&MirvoNotifier::deviceRequest), 5u);
-    EXPECT_EQ(slotOf(&MirvoNotifier::deviceResponse), 6u);
-    EXPECT_EQ(slotOf(&MirvoNotifier::hidReportDescriptor), 7u);
-    EXPECT_EQ(slotOf(&MirvoNotifier::hidEvent), 8u);
-    EXPECT_EQ(slotOf(&MirvoNotifier::errorEvent), 9u);
-
-    EXPECT_EQ(slotOf(&Mirvo::setNotifier), 0u);
-    EXPECT_EQ(slotOf(&Mirvo::setFeature), 1u);
-    EXPECT_EQ(slotOf(&Mirvo::sendTouchEvent), 2u);
-    EXPECT_EQ(slotOf(&Mirvo::sendKeyEvent), 3u);
-    EXPECT_EQ(slotOf(&Mirvo::sendCalibrateEvent), 4u);
-    EXPECT_EQ(slotOf(&Mirvo::cookTouchEvent), 5u);
-    EXPECT_EQ(slotOf(&Mirvo::cookKeyEvent), 6u);
-    EXPECT_EQ(slotOf(&Mirvo::cookCalibrateEvent), 7u);
-    EXPECT_EQ(slotOf(&Mirvo::sendForceLandscape), 8u);
-    EXPECT_EQ(slotOf(&Mirvo::sendVideoFocus), 9u);
-    EXPECT_EQ(slotOf(&Mirvo::sendOnReadyForPairing), 10u);
-    EXPECT_EQ(slotOf(&Mirvo::sendTimeDateInquiry), 11u);
-    EXPECT_EQ(slotOf(&Mirvo::sendDisplayConfiguration), 12u);
+    using Manager = MirvoManagerNotifier;
+    using Device = MirvoNotifier;
+    EXPECT_EQ(
+        slotsOf(&Manager::error, &Manager::attach, &Manager::detach, &Manager::videoEstablished),
+        numbered(2, 4));
+    EXPECT_EQ(
+        slotsOf(&Device::runningStateChange, &Device::controlUnavailable,
+                &Device::screenOrientationChange, &Device::deviceRequest, &Device::deviceResponse,
+                &Device::hidReportDescriptor, &Device::hidEvent, &Device::errorEvent),
+        numbered(2, 8));
+    using M = Mirvo;
+    EXPECT_EQ(
+        slotsOf(&M::setNotifier, &M::setFeature, &M::sendTouchEvent, &M::sendKeyEvent,
+                &M::sendCalibrateEvent, &M::cookTouchEvent, &M::cookKeyEvent,
+                &M::cookCalibrateEvent, &M::sendForceLandscape, &M::sendVideoFocus,
+                &M::sendOnReadyForPairing, &M::sendTimeDateInquiry, &M::sendDisplayConfiguration),
+        numbered(0, 13));
     EXPECT_EQ(slotOf(&AfterMirvo::after), 15u);
-
-    EXPECT_EQ(slotOf(&MVEvent::getEventType), 2u);
-    EXPECT_EQ(slotOf(&MVTouchEvent::getEventType), 2u);
+    EXPECT_EQ(slotsOf(&MVEvent::getEventType, &MVTouchEvent::getEventType),
+              std::vector<size_t>(2, 2));
 }
 
 }  // namespace

@@ -1,9 +1,6 @@
 #include <gtest/gtest.h>
 #include <zrmirvo/ZRMirvoManager.h>
 
-#include <numeric>
-#include <vector>
-
 #include "tests/support/SlotOf.h"
 
 // The places of the virtual operations, which applications are built against, as lists typed in by
@@ -12,16 +9,8 @@
 namespace zrmirvo {
 namespace {
 
-template <typename... Members>
-std::vector<size_t> slotsOf(Members... members) {
-    return {testing_support::slotOf(members)...};
-}
-
-std::vector<size_t> numbered(size_t first, size_t count) {
-    std::vector<size_t> slots(count);
-    std::iota(slots.begin(), slots.end(), first);
-    return slots;
-}
+using testing_support::numbered;
+using testing_support::slotsOf;
 
 TEST(SlotOrder, ofTheManager) {
     using M = ZRMirvoManager;

@@ -4,6 +4,8 @@
 
 #include <cstddef>
 #include <cstring>
+#include <numeric>
+#include <vector>
 
 namespace testing_support {
 
@@ -17,12 +19,23 @@ size_t slotOf(Operation operation) {
     memcpy(words, &operation, sizeof(words));
 #ifdef __aarch64__
     EXPECT_EQ(words[1], 1u);
-    return words[0] / sizeof(void*);
 #else
     EXPECT_EQ(words[1], 0u);
     EXPECT_EQ(words[0] % sizeof(void*), 1u);
-    return words[0] / sizeof(void*);
 #endif
+    return words[0] / sizeof(void*);
+}
+
+// A list typed in by hand, to be compared with numbered().
+template <typename... Operations>
+std::vector<size_t> slotsOf(Operations... operations) {
+    return {slotOf(operations)...};
+}
+
+inline std::vector<size_t> numbered(size_t first, size_t count) {
+    std::vector<size_t> slots(count);
+    std::iota(slots.begin(), slots.end(), first);
+    return slots;
 }
 
 }  // namespace testing_support
