@@ -2,6 +2,7 @@
 
 #include <utils/Mutex.h>
 
+#include <algorithm>
 #include <utility>
 
 #include "protocol/ProcessState.h"
@@ -22,7 +23,6 @@ struct FakeFramework::State {
     struct Client {
         sp<ServiceInfo> info;
         sp<ServiceNotifyListener> listener;
-        bool live = false;
     };
 
     void record(const std::string& event) {
@@ -35,7 +35,6 @@ struct FakeFramework::State {
     std::vector<Client> mClients GUARDED_BY(mLock);
     std::function<bool()> mAccept GUARDED_BY(mLock);
     std::function<std::string(const std::string&)> mHandler GUARDED_BY(mLock);
-    int32_t mTextStatus GUARDED_BY(mLock) = 0;
 };
 
 namespace {
@@ -79,15 +78,13 @@ public:
     }
 
     sp<ServiceReply> request(sp<ServiceItem>& item) override {
-        int32_t textStatus = 0;
+        const std::string text = std::to_string(item->type()) + ": " + contentOf(*item);
+        record("request " + text);
         std::function<std::string(const std::string&)> handler;
         {
             AutoMutex lock(mState->mLock);
-            textStatus = mState->mTextStatus;
             handler = mState->mHandler;
         }
-        const std::string text = std::to_string(item->type()) + ": " + contentOf(*item, textStatus);
-        record("request " + text);
         const std::string reply = handler ? handler(text) : "";
         if (reply.empty()) return nullptr;
         return received(mInfo->protocol()->replyFactory(), reply);
@@ -149,11 +146,6 @@ void FakeFramework::answer(const std::string& reply) {
     onRequest([reply](const std::string&) { return reply; });
 }
 
-void FakeFramework::failTexts(int32_t status) {
-    AutoMutex lock(mState->mLock);
-    mState->mTextStatus = status;
-}
-
 std::vector<std::string> FakeFramework::takeEvents() {
     AutoMutex lock(mState->mLock);
     return std::exchange(mState->mEvents, {});
@@ -164,14 +156,13 @@ void FakeFramework::record(const std::string& event) {
 }
 
 std::vector<std::string> FakeFramework::requests() {
-    constexpr const char* kRequest = " request ";
+    const std::string kRequest = " request ";
     std::vector<std::string> result;
     AutoMutex lock(mState->mLock);
     for (const std::string& event : mState->mEvents) {
         const size_t position = event.find(kRequest);
-        if (position != std::string::npos) {
-            result.push_back(event.substr(position + std::string(kRequest).size()));
-        }
+        if (position == std::string::npos) continue;
+        result.push_back(event.substr(position + kRequest.size()));
     }
     return result;
 }
@@ -183,10 +174,9 @@ size_t FakeFramework::allClients() {
 
 size_t FakeFramework::liveClients() {
     AutoMutex lock(mState->mLock);
-    size_t live = 0;
-    for (const State::Client& client : mState->mClients)
-        live += client.live ? 1 : 0;
-    return live;
+    const auto isLive = [](const State::Client& client) { return client.info != nullptr; };
+    return static_cast<size_t>(
+        std::count_if(mState->mClients.begin(), mState->mClients.end(), isLive));
 }
 
 sp<ServiceNotify> FakeFramework::notification(size_t client, const std::string& message) {
@@ -210,11 +200,9 @@ sp<ServiceNotifyListener> FakeFramework::listener(size_t client) {
 
 bool FakeFramework::notify(size_t client, const std::string& message) {
     const sp<ServiceNotifyListener> receiver = listener(client);
-    if (receiver == nullptr) return false;
-    sp<ServiceNotify> notify = notification(client, message);
-    if (notify == nullptr) return false;
-    receiver->onNotify(notify);
-    return true;
+    sp<ServiceNotify> notify = receiver == nullptr ? nullptr : notification(client, message);
+    if (notify != nullptr) receiver->onNotify(notify);
+    return notify != nullptr;
 }
 
 }  // namespace testing_support
@@ -246,7 +234,7 @@ sp<ServiceClient> ServiceDiscoverer::bindTo(sp<ServiceInfo>& info) {
         state->mEvents.push_back(std::to_string(index) + " refused");
         return nullptr;
     }
-    state->mClients[index] = {info, nullptr, true};
+    state->mClients[index] = {info, nullptr};
     return new testing_support::FakeClient(state, index, info);
 }
 

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -44,8 +43,6 @@ public:
     void onRequest(std::function<std::string(const std::string& request)> handler);
     // The same reply for every request.
     void answer(const std::string& reply);
-    // What writeCString answers in requests from now on.
-    void failTexts(int32_t status);
 
     // What happened so far, in order, and is then forgotten. Clients count from 0, also those that
     // were refused.

@@ -25,11 +25,6 @@ void collect(const __android_logger_data* data, const char* message) {
     gLines.push_back({data->priority, gTagIsNull ? "(null)" : data->tag, message});
 }
 
-std::string letterOf(int priority) {
-    constexpr const char* kLetters = "??VDIWEFS";
-    return std::string(1, kLetters[priority]);
-}
-
 }  // namespace
 
 LogCapture::LogCapture()
@@ -52,9 +47,20 @@ std::vector<std::string> LogCapture::take(const std::string& tag, android_LogPri
     std::vector<std::string> result;
     for (const Line& line : lines) {
         if (line.priority < minimum || (!tag.empty() && line.tag != tag)) continue;
-        result.push_back(letterOf(line.priority) + "/" + line.tag + ": " + line.text);
+        result.push_back("??VDIWEFS"[line.priority] + ("/" + line.tag) + ": " + line.text);
     }
     return result;
+}
+
+std::vector<std::string> nestedTraces(const std::string& tag, const std::vector<std::string>& names,
+                                      const std::vector<std::string>& inside) {
+    const std::string begin = "D/" + tag + ": [" + tag + "][";
+    std::vector<std::string> lines = inside;
+    for (auto name = names.rbegin(); name != names.rend(); ++name) {
+        lines.insert(lines.begin(), begin + *name + "] [--IN--]");
+        lines.push_back(begin + *name + "] [--OUT--]");
+    }
+    return lines;
 }
 
 }  // namespace testing_support

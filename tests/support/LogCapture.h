@@ -34,4 +34,8 @@ private:
     int mPreviousMinimum;
 };
 
+// The lines of traces that nest, from the outermost inwards, with what was logged inside.
+std::vector<std::string> nestedTraces(const std::string& tag, const std::vector<std::string>& names,
+                                      const std::vector<std::string>& inside = {});
+
 }  // namespace testing_support

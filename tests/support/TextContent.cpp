@@ -1,8 +1,7 @@
 #include "tests/support/TextContent.h"
 
-#include <cstdlib>
-#include <cstring>
-#include <stdexcept>
+#include <algorithm>
+#include <cctype>
 
 namespace testing_support {
 
@@ -32,66 +31,37 @@ int32_t TextWriter::writeCString(const char* text) {
 }
 
 TextReader::TextReader(const std::string& text) {
-    for (size_t position = 0; position < text.size();) {
-        mValues.push_back(parse(text, position));
-        if (position < text.size() && text.compare(position, 2, ", ") != 0) {
-            throw std::invalid_argument("content: " + text);
-        }
-        position += 2;
+    for (size_t begin = 0; begin < text.size();) {
+        const char closing = text[begin] == '"' ? '"' : text[begin] == '{' ? '}' : ',';
+        const size_t inside = text.find(closing, begin + 1);
+        const size_t end = std::min(text.find(", ", inside), text.size());
+        mOperations.push_back(text.substr(begin, end - begin));
+        begin = end + 2;
     }
 }
 
-TextReader::Value TextReader::parse(const std::string& text, size_t& position) {
-    const char first = text[position];
-    if (first == '"' || first == '{') {
-        const size_t end = text.find(first == '"' ? '"' : '}', position + 1);
-        std::string inside = text.substr(position + 1, end - position - 1);
-        position = end + 1;
-        if (first == '"') return {Kind::kText, 0, inside};
-        std::string bytes;
-        for (size_t i = 0; i < inside.size(); i += 3) {
-            bytes += static_cast<char>(std::stoi(inside.substr(i, 2), nullptr, 16));
-        }
-        return {Kind::kBuffer, 0, bytes};
-    }
-    if (text.compare(position, 4, "null") == 0) {
-        position += 4;
-        return {Kind::kNull, 0, {}};
-    }
-    size_t length = 0;
-    const int64_t number = std::stoll(text.substr(position), &length);
-    position += length;
-    if (position == text.size() || text[position] != 'L') return {Kind::kInt32, number, {}};
-    ++position;
-    return {Kind::kInt64, number, {}};
-}
-
-const TextReader::Value* TextReader::next(Kind kind) {
-    if (atEnd()) return nullptr;
-    const Value& value = mValues[mNext++];
-    return value.kind == kind ? &value : nullptr;
+std::string TextReader::next(char kind) {
+    if (atEnd()) return "";
+    const std::string& operation = mOperations[mNext++];
+    const char last = operation.empty() ? 'e' : operation.back();
+    return (isdigit(last) != 0 ? '0' : last) == kind ? operation : "";
 }
 
 int32_t TextReader::readBuffer(void* dest, int64_t length) {
-    const Value* value = next(Kind::kBuffer);
-    if (value == nullptr || static_cast<int64_t>(value->bytes.size()) != length) return -1;
-    memcpy(dest, value->bytes.data(), value->bytes.size());
+    const std::string operation = next('}');
+    std::vector<uint8_t> bytes;
+    for (size_t i = 1; i + 2 < operation.size(); i += 3)
+        bytes.push_back(static_cast<uint8_t>(std::stoi(operation.substr(i, 2), nullptr, 16)));
+    if (static_cast<int64_t>(bytes.size()) != length) return -1;
+    std::copy(bytes.begin(), bytes.end(), static_cast<uint8_t*>(dest));
     return 0;
 }
 
-int32_t TextReader::readInt32() {
-    const Value* value = next(Kind::kInt32);
-    return value == nullptr ? 0 : static_cast<int32_t>(value->number);
-}
-
-int64_t TextReader::readInt64() {
-    const Value* value = next(Kind::kInt64);
-    return value == nullptr ? 0 : value->number;
-}
-
 const char* TextReader::readCString() {
-    const Value* value = next(Kind::kText);
-    return value == nullptr ? nullptr : value->bytes.c_str();
+    mText = next('"');
+    if (mText.empty()) return nullptr;
+    mText = mText.substr(1, mText.size() - 2);
+    return mText.c_str();
 }
 
 std::string contentOf(SerializationBase& message, int32_t textStatus) {
@@ -101,9 +71,11 @@ std::string contentOf(SerializationBase& message, int32_t textStatus) {
     return writer->text();
 }
 
-void readContent(SerializationBase& message, const std::string& text) {
-    sp<DeserializationContent> content = new TextReader(text);
+bool readContent(SerializationBase& message, const std::string& text) {
+    const sp<TextReader> reader = new TextReader(text);
+    sp<DeserializationContent> content = reader;
     message.deserialization(content);
+    return reader->atEnd();
 }
 
 std::pair<int32_t, std::string> splitMessage(const std::string& message) {

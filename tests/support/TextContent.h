@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <string>
 #include <utility>
 #include <vector>
@@ -58,32 +59,26 @@ public:
     explicit TextReader(const std::string& text);
 
     int32_t readBuffer(void* dest, int64_t length) override;
-    int32_t readInt32() override;
-    int64_t readInt64() override;
+    int32_t readInt32() override { return static_cast<int32_t>(atoll(next('0').c_str())); }
+    int64_t readInt64() override { return atoll(next('L').c_str()); }
     int32_t reserved1() override { return -1; }
     int32_t reserved2() override { return -1; }
     const char* readCString() override;
 
-    bool atEnd() const { return mNext == mValues.size(); }
+    bool atEnd() const { return mNext == mOperations.size(); }
 
 private:
-    enum class Kind { kInt32, kInt64, kText, kBuffer, kNull };
-    struct Value {
-        Kind kind;
-        int64_t number;
-        std::string bytes;
-    };
+    // The next operation as it is written, empty unless it ends with this; '0' is any digit.
+    std::string next(char kind);
 
-    static Value parse(const std::string& text, size_t& position);
-    const Value* next(Kind kind);
-
-    std::vector<Value> mValues;
+    std::vector<std::string> mOperations;
     size_t mNext = 0;
+    std::string mText;
 };
 
-// What `message` writes, and what it reads.
+// What `message` writes. Reading answers whether all of the content was read.
 std::string contentOf(SerializationBase& message, int32_t textStatus = 0);
-void readContent(SerializationBase& message, const std::string& content);
+bool readContent(SerializationBase& message, const std::string& content);
 
 // The two halves of `131: 1, -1`.
 std::pair<int32_t, std::string> splitMessage(const std::string& message);
