@@ -5,150 +5,186 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
+#include "accessory/MirvoManager.h"
 #include "tests/support/FakeFramework.h"
 #include "tests/support/LogCapture.h"
 
 namespace accessory {
 
+using testing_support::FakeFramework;
+using testing_support::nestedTraces;
 using Lines = std::vector<std::string>;
 
-// One operation of a proxy: what it is called, sends and expects. Everything that can go wrong with
-// it is made from this.
+// One call of a proxy's operation, what it sends and expects. What can go wrong is made from this.
 template <typename Proxy>
 struct Operation {
-    using Call = std::function<int(Proxy&)>;
-
-    Operation(const char* itsName, Call itsCall, const char* itsRequest, int itsReply)
-        : name(itsName), call(std::move(itsCall)), request(itsRequest), reply(itsReply) {}
-
-    // What the call returns, and the line that it writes, when the service's result is 77.
-    Operation&& whenRefused(int result, const std::string& line = {}) && {
-        refused = result;
-        refusedLine = line;
-        return std::move(*this);
-    }
-    // Calls with arguments that it cannot take.
-    Operation&& rejects(std::vector<Call> calls) && {
-        illegal = std::move(calls);
-        return std::move(*this);
-    }
-    Operation&& untraced() && {
-        traced = false;
-        return std::move(*this);
-    }
-
     const char* name;
-    Call call;
-    const char* request;
-    int reply;
+    std::function<int(Proxy&)> call;
+    // Empty where the operation cannot take the arguments.
+    std::string request = {};
+    int reply = 129;
+    // What the call returns, and the line that it writes, when the service's result is 77.
     int refused = 77;
-    std::string refusedLine;
-    std::vector<Call> illegal;
-    bool traced = true;
+    const char* refusedLine = "";
+};
+
+// A notifier that puts what it is told among the framework's events.
+template <typename Notifier>
+class Recording : public Notifier {
+public:
+    explicit Recording(FakeFramework& framework) : mFramework(framework) {}
+    ~Recording() override {
+        if (gone) gone();
+    }
+
+    // Run in every call, and when this goes.
+    std::function<void()> during;
+    std::function<void()> gone;
+
+protected:
+    template <typename... Values>
+    void record(std::string call, Values... values) {
+        ((call += " " + std::to_string(values)), ...);
+        mFramework.record(call);
+        if (during) during();
+    }
+    void recordBytes(const std::string& call, const unsigned char* data, size_t length) {
+        record(call + " " + testing_support::bufferText(data, length));
+    }
+
+private:
+    FakeFramework& mFramework;
+};
+
+class ManagerNotifier final : public Recording<MirvoManagerNotifier> {
+public:
+    using Recording::Recording;
+
+    void error(int code) override { record("error", code); }
+    void attach(unsigned int id) override { record("attach", id); }
+    void detach(unsigned int id) override { record("detach", id); }
+    void videoEstablished(unsigned int id) override { record("videoEstablished", id); }
+};
+
+class DeviceNotifier final : public Recording<MirvoNotifier> {
+public:
+    using Recording::Recording;
+
+    void runningStateChange(int state) override { record("runningStateChange", state); }
+    void controlUnavailable() override { record("controlUnavailable"); }
+    void screenOrientationChange(int value) override { record("screenOrientationChange", value); }
+    void deviceRequest(MVDeviceRequest& r) override {
+        if (r.type == MVDeviceRequest::kBytes)
+            return recordBytes("deviceRequest", r.data, static_cast<size_t>(r.dataLength));
+        record("deviceRequest", r.type, r.param1, r.param2);
+    }
+    void deviceResponse(MVDeviceResponse& r) override {
+        record("deviceResponse", r.type, r.date1, r.date2, r.date3, r.hour, r.minute, r.second,
+               r.fraction, r.week, r.dayOfWeek);
+    }
+    void hidReportDescriptor(unsigned char* data, unsigned int length) override {
+        recordBytes("hidReportDescriptor", data, length);
+    }
+    void hidEvent(unsigned char* data, unsigned int length) override {
+        recordBytes("hidEvent", data, length);
+    }
+    void errorEvent(int code) override { record("errorEvent", code); }
 };
 
 class ProxyTest : public testing::Test {
 protected:
+    static constexpr int kUntouched = 99;
+
     ProxyTest() { framework.answer(reply(129)); }
 
     // A reply of every class.
     static std::string reply(int code, int result = 0) {
-        const std::map<int, std::string> kReplies = {
-            {129, "129: " + std::to_string(result) + R"(, 5, 6L, "text")"},
-            {130, "130: 2, 11, 12"},
-            {131, "131: " + std::to_string(result) + ", 2, {0a 0b}"},
-            {133, R"(133: "3.6.1")"},
-        };
-        return kReplies.at(code);
+        if (code == 130) return "130: 2, 11, 12";
+        if (code == 133) return R"(133: "3.6.1")";
+        return std::to_string(code) + ": " + std::to_string(result) +
+               (code == 129 ? R"(, 5, 6L, "text")" : ", 2, {0a 0b}");
     }
 
-    // Calls every operation of `proxies`, of which one is bound and one is not, under every fault.
+    // Makes the calls to `bound`, and to `unbound` which has no client, under every fault.
     template <typename Proxy>
     void checkOperations(const std::vector<Operation<Proxy>>& operations, const std::string& tag,
                          Proxy& bound, Proxy& unbound) {
         const std::map<int, std::string> kNames = {
             {129, "COMMON"}, {130, "ACCESSORY_IDS"}, {131, "RAW_DATA"}, {133, "VERSION"}};
         for (const auto& operation : operations) {
-            SCOPED_TRACE(operation.name);
-            const Lines sent = {operation.request};
-            const auto check = [&](const typename Operation<Proxy>::Call& call, Proxy& proxy,
-                                   int result, const std::string& line, const Lines& requests) {
+            const std::string name = operation.name;
+            SCOPED_TRACE(name + " " + operation.request);
+            const auto check = [&](Proxy& proxy, const std::string& answer, int result,
+                                   const std::string& line, bool sends = true) {
+                framework.answer(answer);
                 framework.takeEvents();
                 log.take();
-                EXPECT_EQ(call(proxy), result);
-                EXPECT_EQ(framework.requests(), requests);
-                EXPECT_EQ(log.take(tag), traced(operation, tag, line));
+                EXPECT_EQ(operation.call(proxy), result);
+                EXPECT_EQ(framework.requests(), sends ? Lines{operation.request} : Lines());
+                Lines lines = line.empty() ? Lines() : Lines{"E/" + tag + ": " + line};
+                // One writes no trace.
+                if (name != "cookTouchEvent") lines = nestedTraces(tag, {name}, lines);
+                EXPECT_EQ(log.take(tag), lines);
             };
-            framework.answer(reply(operation.reply, 0));
-            check(operation.call, bound, 0, "", sent);
-            framework.answer(reply(operation.reply, 77));
-            check(operation.call, bound, operation.refused, operation.refusedLine, sent);
-
-            for (const auto& [code, name] : kNames) {
-                if (code == operation.reply) continue;
-                framework.answer(reply(code));
-                check(operation.call, bound, 1,
+            if (operation.request.empty()) {
+                check(bound, reply(129), 1, "illegal parameter!\n", false);
+                check(unbound, reply(129), 1, "illegal parameter!\n", false);
+                continue;
+            }
+            check(bound, reply(operation.reply), 0, "");
+            check(bound, reply(operation.reply, 77), operation.refused, operation.refusedLine);
+            for (const auto& row : kNames) {
+                const std::string code = std::to_string(row.first);
+                if (row.first == operation.reply) continue;
+                check(bound, reply(row.first), 1,
                       "reply  type error target :MVServiceReply::" + kNames.at(operation.reply) +
-                          " curr: " + std::to_string(code) + " \n",
-                      sent);
+                          " curr: " + code + " \n");
             }
-            framework.answer("");
-            check(operation.call, bound, 1, "reply is null return\n", sent);
-            check(operation.call, unbound, 1, "mServiceClient is null return\n", {});
-            for (const auto& illegal : operation.illegal) {
-                check(illegal, bound, 1, "illegal parameter!\n", {});
-                check(illegal, unbound, 1, "illegal parameter!\n", {});
-            }
+            check(bound, "", 1, "reply is null return\n");
+            check(unbound, reply(operation.reply), 1, "mServiceClient is null return\n", false);
         }
     }
 
     // Calls an operation that answers with bytes, and checks that it hands out the two of reply()
-    // or, failing, leaves `*out` alone.
-    template <typename Cook>
-    int checkBytes(Cook cook, int* length) {
+    // and their number or, failing, leaves both alone. The manager clears the number as it sends.
+    template <typename Proxy, typename Cook, typename... Arguments>
+    int checkBytes(Proxy& proxy, Cook cook, Arguments... arguments) {
         unsigned char untouched = 0;
         unsigned char* out = &untouched;
-        const int result = cook(&out);
-        if (result == 1) {
-            EXPECT_EQ(out, &untouched);
-            return result;
-        }
-        EXPECT_EQ(*length, 2);
-        EXPECT_EQ(out[0], 0x0a);
-        EXPECT_EQ(out[1], 0x0b);
+        int length = kUntouched;
+        const int result = (proxy.*cook)(arguments..., &out, &length);
+        const bool cleared = std::is_same_v<Proxy, MirvoManager> && !framework.requests().empty();
+        EXPECT_EQ(length, result != 1 ? 2 : cleared ? 0 : kUntouched);
+        EXPECT_EQ(out == &untouched, result == 1);
+        if (out == &untouched) return result;
+        EXPECT_EQ(testing_support::bufferText(out, 2), "{0a 0b}");
         delete[] out;
         return result;
     }
 
-    testing_support::FakeFramework framework;
-    testing_support::LogCapture log;
-
-private:
-    template <typename Proxy>
-    static Lines traced(const Operation<Proxy>& operation, const std::string& tag,
-                        const std::string& line) {
-        const std::string trace = "D/" + tag + ": [" + tag + "][" + operation.name + "] [--";
-        Lines lines;
-        if (operation.traced) lines.push_back(trace + "IN--]");
-        if (!line.empty()) lines.push_back("E/" + tag + ": " + line);
-        if (operation.traced) lines.push_back(trace + "OUT--]");
-        return lines;
+    // Delivers to the client that was bound first, and answers what came of it.
+    Lines eventsOf(const std::string& notification) {
+        framework.takeEvents();
+        log.take();
+        EXPECT_TRUE(framework.notify(0, notification));
+        return framework.takeEvents();
     }
-};
 
-// The lines of traces that nest, from the outermost inwards, with what was logged inside.
-inline Lines nested(const std::string& tag, const Lines& names, const Lines& inside = {}) {
-    Lines lines;
-    const std::string begin = "D/" + tag + ": [" + tag + "][";
-    for (const auto& name : names)
-        lines.push_back(begin + name + "] [--IN--]");
-    lines.insert(lines.end(), inside.begin(), inside.end());
-    for (auto name = names.rbegin(); name != names.rend(); ++name)
-        lines.push_back(begin + *name + "] [--OUT--]");
-    return lines;
-}
+    // What is made while there is no service.
+    template <typename Make>
+    auto unbound(Make make) {
+        framework.onBind([] { return false; });
+        const auto made = make();
+        framework.onBind(nullptr);
+        return made;
+    }
+
+    FakeFramework framework;
+    testing_support::LogCapture log;
+};
 
 }  // namespace accessory

@@ -11,9 +11,7 @@
 #include <vector>
 
 #include "accessory/MirvoImpl.h"
-#include "accessory/MirvoManager.h"
-#include "tests/support/FakeFramework.h"
-#include "tests/support/LogCapture.h"
+#include "tests/accessory/ProxyTest.h"
 #include "tests/support/Signal.h"
 
 // Everything at once, for the sanitizers to watch. What can be said in any order of events is
@@ -22,38 +20,21 @@
 namespace accessory {
 namespace {
 
-using testing_support::FakeFramework;
 using testing_support::LogCapture;
 using testing_support::Signal;
 
+// How many notifiers there are, and how often one was called.
 std::atomic<int> gNotifiers = 0;
 std::atomic<int> gCalls = 0;
 
 template <typename Notifier>
-class Counting : public Notifier {
-public:
-    Counting() { ++gNotifiers; }
-    ~Counting() override { --gNotifiers; }
-};
-
-class ManagerNotifier final : public Counting<MirvoManagerNotifier> {
-public:
-    void error(int) override { ++gCalls; }
-    void attach(unsigned int) override { ++gCalls; }
-    void detach(unsigned int) override { ++gCalls; }
-};
-
-class DeviceNotifier final : public Counting<MirvoNotifier> {
-public:
-    void runningStateChange(int) override { ++gCalls; }
-    void controlUnavailable() override { ++gCalls; }
-    void screenOrientationChange(int) override { ++gCalls; }
-    void deviceRequest(MVDeviceRequest&) override { ++gCalls; }
-    void deviceResponse(MVDeviceResponse&) override { ++gCalls; }
-    void hidReportDescriptor(unsigned char*, unsigned int) override { ++gCalls; }
-    void hidEvent(unsigned char* data, unsigned int length) override { gCalls += data[length - 1]; }
-    void errorEvent(int) override { ++gCalls; }
-};
+sp<Notifier> counted(FakeFramework& framework) {
+    const sp<Notifier> notifier = new Notifier(framework);
+    ++gNotifiers;
+    notifier->during = [] { ++gCalls; };
+    notifier->gone = [] { --gNotifiers; };
+    return notifier;
+}
 
 // Runs all of them at the same time, to their ends.
 void runTogether(const std::vector<std::function<void()>>& works) {
@@ -85,16 +66,15 @@ TEST(Storm, OverAManager) {
         // One reference for each thread that works with the manager; the last one may go on any.
         std::array<sp<MirvoManager>, 4> held;
         held.fill(new MirvoManager);
-        held[0]->setNotifier(new ManagerNotifier);
+        held[0]->setNotifier(counted<ManagerNotifier>(framework));
         const auto listener = framework.listener(0);
-        const auto deliver = [&](sp<ServiceNotify> notify, int times) {
-            for (int i = 0; i < times; ++i)
-                listener->onNotify(notify);
+        // Made here, for it arrives also after the client has gone.
+        const auto delivery = [&](const char* message, int times) {
+            return [listener, times, notify = framework.notification(0, message)]() mutable {
+                for (int i = 0; i < times; ++i)
+                    listener->onNotify(notify);
+            };
         };
-        // Made here, for they arrive also after the client has gone.
-        const auto attach = framework.notification(0, "130: 1, 5");
-        const auto detach = framework.notification(0, "130: 2, 5");
-        const auto loss = framework.notification(0, "-1: 2");
         const auto operate = [&](sp<MirvoManager>& manager) {
             for (int i = 0; i < kTimes; ++i) {
                 unsigned int ids[10] = {};
@@ -112,13 +92,13 @@ TEST(Storm, OverAManager) {
             [&] { operate(held[1]); },
             [&] {
                 for (int i = 0; i < kTimes; ++i)
-                    held[2]->setNotifier(new ManagerNotifier);
+                    held[2]->setNotifier(counted<ManagerNotifier>(framework));
                 held[2].clear();
             },
             [&] { held[3].clear(); },
-            [&] { deliver(attach, kTimes); },
-            [&] { deliver(detach, kTimes); },
-            [&] { deliver(loss, 1); },
+            delivery("130: 1, 5", kTimes),
+            delivery("130: 2, 5", kTimes),
+            delivery("-1: 2", 1),
         });
         EXPECT_EQ(framework.liveClients(), 0u);
         EXPECT_EQ(gNotifiers, 0);
@@ -150,7 +130,7 @@ TEST(Storm, OverHandles) {
         for (size_t i = 0; making > 0; ++i) {
             const sp<Mirvo> handle = exchange(i, nullptr, true);
             if (handle == nullptr) continue;
-            EXPECT_EQ(handle->setNotifier(new DeviceNotifier), 0);
+            EXPECT_EQ(handle->setNotifier(counted<DeviceNotifier>(framework)), 0);
             unsigned char* out = nullptr;
             int length = 0;
             EXPECT_EQ(handle->cookKeyEvent(66, true, &out, &length), 0);
