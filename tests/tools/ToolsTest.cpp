@@ -79,7 +79,7 @@ TEST_F(ToolsTest, CommandsReachTheService) {
         const char* request;
         const char* shown;
     } kRows[] = {
-        {"version", "getVersion version=\"\" -> version=\"3.6.6\"",
+        {"version", R"(getVersion version="" -> version="3.6.6")",
          "getVersion: ok library=\"3.6.6\" service=\"3.6.6\"\n"},
         {"startup", "startup -> result=0", "startup: ok\n"},
         {"--json shutdown", "shutdown -> result=0", "{\"operation\":\"shutdown\",\"status\":0}\n"},
@@ -132,10 +132,10 @@ TEST_F(ToolsTest, CommandsReachTheService) {
          " result=0",
          "sendDisplayConfiguration: ok\n"},
         {"device 7 feature 3 0a0B",
-         "setFeature accessory=7 feature=3 data=\"0A0B\" -> result=0 bytes=\"\"",
+         R"(setFeature accessory=7 feature=3 data="0A0B" -> result=0 bytes="")",
          "setFeature: ok\n"},
         {"device 7 feature 4 @" + feature,
-         "setFeature accessory=7 feature=4 data=\"41420A\" -> result=0 bytes=\"\"",
+         R"(setFeature accessory=7 feature=4 data="41420A" -> result=0 bytes="")",
          "setFeature: ok\n"},
     };
     Emulator emulator;
@@ -162,25 +162,25 @@ TEST_F(ToolsTest, EventsReachTheMonitor) {
         {"unavailable 7", "onControlUnavailable accessory=7"},
         {"orientation 7 -1", "onScreenOrientationChange accessory=7 orientation=-1"},
         {"request 7 1 -2", "onDeviceRequest accessory=7 param1=1 param2=-2"},
-        {"request-data 7 48 69", "onDeviceRequestData accessory=7 data=\"4869\" text=\"Hi\""},
+        {"request-data 7 48 69", R"(onDeviceRequestData accessory=7 data="4869" text="Hi")"},
         {"response 7", "onDeviceResponse accessory=7"},
         {"time-date 7 1 2 3 4 5 6 7 8 9",
          "onTimeDateResponse accessory=7 date1=1 date2=2 date3=3 hour=4 minute=5 second=6"
          " fraction=7 week=8 dayOfWeek=9"},
-        {"descriptor 7 05C0", "onHidReportDescriptor accessory=7 data=\"05C0\" text=\"..\""},
-        {"hid 7", "onHidEvent accessory=7 data=\"\" text=\"\""},
-        {"raw 7 4 41", "onHidEvent accessory=7 data=\"41\" text=\"A\""},
+        {"descriptor 7 05C0", R"(onHidReportDescriptor accessory=7 data="05C0" text="..")"},
+        {"hid 7", R"(onHidEvent accessory=7 data="" text="")"},
+        {"raw 7 4 41", R"(onHidEvent accessory=7 data="41" text="A")"},
         {"notify 7 1 0x10", "onRunningStateChange accessory=7 state=16"},
         {"attach 8", "onAttach accessoryId=8"},
         {"ids 7 8", "monitoring accessories=[7,8]"},
-        {"hid 8 42", "onHidEvent accessory=8 data=\"42\" text=\"B\""},
+        {"hid 8 42", R"(onHidEvent accessory=8 data="42" text="B")"},
         {"detach 8", "onDetach accessoryId=8"},
     };
     Emulator emulator;
     Process monitor({MIRVOCTL, "monitor"});
     Process other({MIRVOCTL, "--json", "monitor", "9"});
     monitor.waitForLine("monitoring accessories=[7]");
-    other.waitForLine("{\"event\":\"monitoring\",\"accessories\":[]}");
+    other.waitForLine(R"({"event":"monitoring","accessories":[]})");
     for (const auto& row : kRows) {
         SCOPED_TRACE(row.command);
         emulator.tell(row.command);
@@ -193,9 +193,9 @@ TEST_F(ToolsTest, EventsReachTheMonitor) {
     EXPECT_EQ(0, monitor.wait());
 
     emulator.tell("attach 9");
-    other.waitForLine("{\"event\":\"monitoring\",\"accessories\":[9]}");
+    other.waitForLine(R"({"event":"monitoring","accessories":[9]})");
     emulator.tell("hid 9 43");
-    other.waitForLine("{\"event\":\"onHidEvent\",\"accessory\":9,\"data\":\"43\",\"text\":\"C\"}");
+    other.waitForLine(R"({"event":"onHidEvent","accessory":9,"data":"43","text":"C"})");
     emulator.type("die");
     EXPECT_EQ(3, other.wait());
     EXPECT_FALSE(contains(other.output(), "\"accessory\":7")) << other.output();
@@ -443,10 +443,10 @@ TEST_F(ToolsTest, AScriptFollowsTheRequests) {
                                              "state 4 4\n"
                                              "wait 1\n");
     Process emulator({MIRVO_EMULATOR, "--json", "--exit-when-idle", "--script", script});
-    emulator.waitForLine("{\"ready\":\"mirvo.accessory.manager\"}");
+    emulator.waitForLine(R"({"ready":"mirvo.accessory.manager"})");
     Process shell({MIRVOCTL, "shell"});
     const auto event = [&](const char* command) {
-        emulator.waitForLine(std::string("{\"event\":\"") + command + "\"}");
+        emulator.waitForLine(std::string(R"({"event":")") + command + "\"}");
     };
     shell.type("startup");
     event("state 1 1");
