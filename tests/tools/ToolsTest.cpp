@@ -429,6 +429,7 @@ TEST_F(ToolsTest, MistakesInScriptsHaveTheirLine) {
 TEST_F(ToolsTest, AScriptFollowsTheRequests) {
     const std::string script = mFolder.write("script",
                                              "ids 7 8\n"
+                                             "once answer startup 5\n"
                                              "wait-for startup\n"
                                              "answer sendCalibrateEvent@8 6\n"
                                              "state 1 1\n"
@@ -441,6 +442,8 @@ TEST_F(ToolsTest, AScriptFollowsTheRequests) {
                                              "end\n"
                                              "wait-for sendCalibrateEvent 2\n"
                                              "state 4 4\n"
+                                             "wait-for startup\n"
+                                             "state 5 5\n"
                                              "wait 1\n");
     Process emulator({MIRVO_EMULATOR, "--json", "--exit-when-idle", "--script", script});
     emulator.waitForLine(R"({"ready":"mirvo.accessory.manager"})");
@@ -458,9 +461,15 @@ TEST_F(ToolsTest, AScriptFollowsTheRequests) {
         "{\"request\":\"sendCalibrateEvent\",\"accessory\":7,\"arguments\":{},"
         "\"answer\":{\"result\":0}}");
     event("state 4 4");
+    shell.type("startup");
+    emulator.waitForLine(R"({"request":"startup","arguments":{},"answer":{"result":0}})");
+    event("state 5 5");
     shell.closeInput();
     EXPECT_EQ(1, shell.wait());
-    EXPECT_TRUE(contains(shell.output(), "sendCalibrateEvent: status 6\n"));
+    EXPECT_EQ(
+        "startup: status 5\nsendCalibrateEvent: status 6\nsendCalibrateEvent: ok\n"
+        "startup: ok\n",
+        shell.output());
     EXPECT_EQ(0, emulator.wait());
 }
 
