@@ -4,6 +4,7 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -366,6 +367,24 @@ TEST_F(ToolsTest, AShellKeepsItsConnection) {
     EXPECT_EQ(requests.find("getVersion"), requests.rfind("getVersion"));
     EXPECT_EQ(requests.find("getMirvo"), requests.rfind("getMirvo"));
     EXPECT_FALSE(contains(requests, "shutdown"));
+}
+
+TEST_F(ToolsTest, AShellFindsTheServiceAgain) {
+    auto emulator = std::make_unique<Emulator>();
+    Process shell({MIRVOCTL, "shell"});
+    shell.type("device 7 calibrate");
+    shell.waitForLine("sendCalibrateEvent: ok");
+    emulator->type("die");
+    emulator->wait();
+    emulator = std::make_unique<Emulator>();
+    // The loss is told on a thread of its own; until then the commands fail.
+    for (int i = 0; i < 10000 && !contains(shell.output(), "startup: ok\n"); ++i) {
+        shell.type("startup");
+        shell.type("version");
+        shell.waitForLine(R"(getVersion: ok library="3.6.6" service="3.6.6")");
+    }
+    shell.type("device 7 calibrate");
+    shell.waitForLine("sendCalibrateEvent: ok");
 }
 
 TEST_F(ToolsTest, TheTraceIsShownOnRequest) {
