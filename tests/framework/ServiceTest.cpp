@@ -232,6 +232,19 @@ TEST_F(ServiceTest, startsNoDeliveryAfterTheListenerHasGone) {
     }
 }
 
+TEST_F(ServiceTest, skipsAListenerThatAnotherHasRemoved) {
+    const sp<ServiceClient> client = bind();
+    const sp<Recorder> removed = new Recorder;
+    const sp<Recorder> removing = new Recorder([&] { unlisten(client, removed); });
+    ASSERT_EQ(listen(client, removing), 0);
+    ASSERT_EQ(listen(client, removed), 0);
+    ASSERT_EQ(ask(client, kNotifyMany, 3), kNotifyMany);
+    EXPECT_EQ(removing->await(3), upTo(3));
+    EXPECT_TRUE(removed->await(0).empty());
+    unlisten(client, removing);
+    EXPECT_TRUE(eventually([&] { return removing->released(); }));
+}
+
 TEST_F(ServiceTest, endsCleanlyWithoutReleasingAnything) {
     Process leaving("--leave", mDirectory);
     EXPECT_EQ(leaving.finish(), 7);
@@ -289,7 +302,7 @@ TEST_F(ServiceTest, copesWithoutFileDescriptors) {
     ASSERT_TRUE(waiting != nullptr);
     const int64_t before = mService.processorMilliseconds();
     EXPECT_EQ(ask(waiting, kEcho), kNone);
-    EXPECT_LT(mService.processorMilliseconds() - before, 150);
+    EXPECT_LT(mService.processorMilliseconds() - before, 30);
     ASSERT_EQ(ask(control, kGiveDescriptors), kGiveDescriptors);
     setTimeout("60000");
     EXPECT_EQ(ask(bind(), kEcho), kEcho);
