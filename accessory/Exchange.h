@@ -59,14 +59,16 @@ sp<Reply> request(const char* tag, const sp<ServiceClient>& client, sp<ServiceIt
 }
 
 // As request(), with a client that may be null. `makeItem` runs only when there is one, so it is
-// also the place for what an operation does before it sends.
+// also the place for what an operation does before it sends; without an item, which it has
+// reported, nothing is sent.
 template <typename Reply, typename MakeItem>
 sp<Reply> exchange(const char* tag, const sp<ServiceClient>& client, MakeItem makeItem) {
     if (client == nullptr) {
         logNull(tag, "mServiceClient");
         return nullptr;
     }
-    return request<Reply>(tag, client, makeItem());
+    const sp<ServiceItem> item = makeItem();
+    return item == nullptr ? nullptr : request<Reply>(tag, client, item);
 }
 
 template <typename Reply>

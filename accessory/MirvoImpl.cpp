@@ -37,11 +37,15 @@ template <typename Reply>
 sp<Reply> touchCommand(sp<ServiceClient> client, unsigned int accessoryId, int32_t code,
                        const MVTouchEvent& event) {
     return exchange<Reply>(kLogTag, client, [&] {
-        return new MVSItemAccessoryTouchEvent(static_cast<int32_t>(accessoryId), code, event.time,
-                                              event.count, event.action, event.extra,
-                                              reinterpret_cast<const int32_t*>(event.array1),
-                                              reinterpret_cast<const int32_t*>(event.array2),
-                                              reinterpret_cast<const int32_t*>(event.array3));
+        sp<MVSItemAccessoryTouchEvent> item = new MVSItemAccessoryTouchEvent(
+            static_cast<int32_t>(accessoryId), code, event.time, event.count, event.action,
+            event.extra, reinterpret_cast<const int32_t*>(event.array1),
+            reinterpret_cast<const int32_t*>(event.array2),
+            reinterpret_cast<const int32_t*>(event.array3));
+        // One that could not copy all pointers has said so; it must not arrive as a touch without
+        // any.
+        if (item->count != event.count) item.clear();
+        return item;
     });
 }
 

@@ -1,7 +1,6 @@
 # Android's utility and log libraries as Debian packages them: headers in a folder of their own, and
 # libraries in a folder that the dynamic linker does not search, which every binary here therefore
 # carries as its run path.
-
 #
 # Included here and by the installed package, which does without them (ANDROID_FOUND is false then).
 

@@ -256,7 +256,13 @@ Command Parser::feed(const std::string& line) {
     if (!split) throw SyntaxError("a quote stays open");
     if (split->empty()) return {};
     Words words(*split);
-    if (words.take(kEnd.name)) return parseAs(kEnd, words, [&] { return close(); });
+    if (words.take(kEnd.name)) {
+        return parseAs(kEnd, words, [&] {
+            // Before the block is closed, which nothing undoes.
+            if (words.more()) throw SyntaxError("too many words");
+            return close();
+        });
+    }
     if (words.take(kRepeat.name)) {
         const auto count = parseAs(kRepeat, words, [&] { return words.number<uint32_t>("count"); });
         mBlocks.push_back({count, {}});

@@ -7,7 +7,7 @@
 #include <vector>
 
 // The wire form: messages as frames in datagrams. docs/wire.md describes it for its readers; a
-// change here is a change there, and of kWireVersion.
+// change here is a change there and, once it has been delivered, of kWireVersion.
 
 namespace accessory::framework {
 
@@ -34,8 +34,8 @@ static_assert(sizeof(FrameHeader) == 20, "the header is laid out without padding
 
 constexpr size_t kHeaderSize = sizeof(FrameHeader);
 constexpr size_t kMaxContent = 16u << 20;
-// The most that the kernel keeps in single pages behind a small linear head. Anything longer asks it
-// for memory in one piece, which it may not have.
+// The most that the kernel keeps in single pages behind a small linear head. Anything longer asks
+// it for memory in one piece, which it may not have.
 constexpr size_t kMaxDatagram = 80u << 10;
 // Every frame of a message carries this much of its content, only the last one less. That is what
 // makes the length of a frame follow from its header.

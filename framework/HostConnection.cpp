@@ -9,6 +9,7 @@
 
 namespace accessory {
 
+using android::AutoMutex;
 using namespace framework;
 
 void ServiceHost::Impl::serve(Connection& connection) {
@@ -22,6 +23,8 @@ void ServiceHost::Impl::serve(Connection& connection) {
         }
         if (status == IoStatus::kOk && message.header.kind == FrameKind::kListen &&
             connection.frames.missing() == 0) {
+            // Whoever ends connections finds this one either here or with the sender.
+            AutoMutex lock(mMutex);
             mSender.add(std::move(connection.fd), connection.pid);
             return;
         }

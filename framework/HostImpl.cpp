@@ -193,11 +193,14 @@ void ServiceHost::Impl::retire(Connection& connection) {
 }
 
 void ServiceHost::Impl::cutOff(pid_t pid) {
-    mSender.drop(pid);
-    AutoMutex lock(mMutex);
-    for (const Connection& connection : mConnections) {
-        if (connection.pid == pid) shutdown(connection.fd.get(), SHUT_RDWR);
+    {
+        AutoMutex lock(mMutex);
+        for (const Connection& connection : mConnections) {
+            if (connection.pid == pid) shutdown(connection.fd.get(), SHUT_RDWR);
+        }
     }
+    // Afterwards, so that a connection on its way to the sender is not missed in both places.
+    mSender.drop(pid);
 }
 
 void ServiceHost::Impl::notify(const sp<ServiceNotify>& notify) {

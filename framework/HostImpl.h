@@ -41,9 +41,7 @@ private:
         sp<DeserializationContent> in{new framework::ReadContent};
     };
 
-    bool listen();
     void acceptConnections();
-    void pause();
     void serve(Connection& connection);
     bool answer(Connection& connection, const framework::Message& message);
     bool sendReply(Connection& connection, uint32_t sequence, const sp<ServiceReply>& reply);

@@ -58,15 +58,14 @@ bool NotifySender::add(UniqueFd fd, pid_t pid) {
     AutoMutex lock(mMutex);
     if (mStopping || !prepare()) return false;
     auto listener = std::make_unique<Listener>(std::move(fd), pid);
-    if (!watch(*listener, EPOLL_CTL_ADD, EPOLLIN)) {
-        logError("cannot watch a listener: %s", errorText(errno).c_str());
-        return false;
-    }
     // In a datagram of its own, which is how the client receives it, and before any notification.
     // It does not wait: nothing has been sent on this socket yet.
     FrameHeader header;
     header.kind = FrameKind::kListening;
-    if (::send(listener->fd.get(), &header, kHeaderSize, MSG_DONTWAIT | MSG_NOSIGNAL) < 0) {
+    // Watched last: from then on the sending thread may use the listener.
+    if (::send(listener->fd.get(), &header, kHeaderSize, MSG_DONTWAIT | MSG_NOSIGNAL) < 0 ||
+        !watch(*listener, EPOLL_CTL_ADD, EPOLLIN)) {
+        logError("cannot watch a listener: %s", errorText(errno).c_str());
         return false;
     }
     mListeners.push_back(std::move(listener));

@@ -73,8 +73,13 @@ void TouchEvent::addPointer(const std::string& pointer) {
 std::vector<uint8_t> bytesOf(const std::string& data) {
     if (data.substr(0, 1) == "@") {
         std::ifstream file(data.substr(1), std::ios::binary);
-        std::vector<uint8_t> bytes{std::istreambuf_iterator<char>(file), {}};
-        if (!file) throw CLI::ValidationError("DATA", "cannot read " + data.substr(1));
+        std::vector<uint8_t> bytes;
+        // In parts: a folder opens like a file, and only read() reports it as an error.
+        char part[4096];
+        while (file.read(part, sizeof(part)) || file.gcount() > 0) {
+            bytes.insert(bytes.end(), part, part + file.gcount());
+        }
+        if (!file.eof()) throw CLI::ValidationError("DATA", "cannot read " + data.substr(1));
         return bytes;
     }
     const auto bytes = tool::fromHex(data);

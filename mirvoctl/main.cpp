@@ -53,7 +53,11 @@ int runShell(const Context& context) {
     std::string line;
     for (;;) {
         if (terminal) std::cerr << "mirvoctl> ";
-        if (!std::getline(std::cin, line) || line == "quit" || line == "exit") return worst;
+        if (!std::getline(std::cin, line)) return worst;
+        const auto words = tool::splitWords(line);
+        if (words && words->size() == 1 && (words->front() == "quit" || words->front() == "exit")) {
+            return worst;
+        }
         worst = std::max(worst, runLine(context, line));
     }
 }

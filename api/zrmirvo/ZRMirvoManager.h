@@ -25,9 +25,9 @@ struct ZRMirvoVersion {
 // Threads: thread-safe, and every operation may be called from inside any callback. No operation
 // may begin after the manager has been released; one that is already under way then ends normally.
 // An operation that asks the service waits for its answer, at most for the request timeout of the
-// service framework, and holds no lock meanwhile; GetMirvoInstance asks twice. A service that is
-// gone, dead, hung or talking nonsense never does more harm than that: the operation fails, with
-// one line in the log.
+// service framework, and holds no lock meanwhile; GetMirvoInstance asks twice and also waits for
+// its new binding to be heard. A service that is gone, dead, hung or talking nonsense never does
+// more harm than that: the operation fails, with one line in the log.
 //
 // Ownership: from GetInstance to ReleaseInstance; the application never deletes a manager.
 // Callbacks stay the application's.
@@ -44,7 +44,8 @@ public:
     // the application was built for, "3.6": two decimal numbers with a point between them, and
     // whatever follows is ignored. Null, with a line in the log, when `version` is null or cannot
     // be read, when it is not this library's version, or when the service's is not; the manager
-    // exists all the same and a later call may succeed.
+    // exists all the same and a later call may succeed. A service that is missing or silent is no
+    // reason for null: then there is a manager on which every operation fails.
     //
     // May be called from any thread, several at once: there is one manager, and whoever comes later
     // waits, unlocked, until it has been constructed. Binds to the service and asks for its
