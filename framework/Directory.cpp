@@ -76,7 +76,8 @@ bool makeDirectory(const std::string& path) {
 
 std::string socketPath(const std::string& directory, const char* name) {
     sockaddr_un address;
-    const bool valid = name != nullptr && *name != '\0' && *name != '.' && !std::strchr(name, '/');
+    const bool valid =
+        name != nullptr && *name != '\0' && *name != '.' && std::strchr(name, '/') == nullptr;
     std::string path = directory + "/" + (valid ? name : "");
     if (valid && fillAddress(address, path)) return path;
     logError("%s is no %s", path.c_str(), valid ? "short enough path" : "name for a service");
