@@ -199,6 +199,10 @@ TEST_F(OperationsTest, handOutOneInstanceForEachCall) {
     EXPECT_EQ(mFramework.takeEvents(), Lines{});
     EXPECT_EQ(second->sendAppTouchEvent(1, 1, nullptr, nullptr, nullptr, 0, 0), 0);
     EXPECT_EQ(second->sendAppKeyEvent(4, true), 0);
+    // What an implementation of the interface may leave out.
+    EXPECT_EQ(second->ZRMirvo::sendTimeDateInquiry(), 0);
+    EXPECT_EQ(second->ZRMirvo::sendDisplayConfiguration(1, 2, 3, 4, 5), 0);
+    EXPECT_EQ(second->ZRMirvo::setFeature(1, nullptr, 0), 0);
     EXPECT_EQ(mFramework.requests(), Lines{});
 }
 

@@ -43,37 +43,5 @@ TEST(SlotOrder, ofTheCallbacks) {
               numbered(0, 10));
 }
 
-// As the application of an older library would have written it: only what is pure.
-class OldInstance final : public ZRMirvo {
-public:
-    using Values = const unsigned int*;
-    bool RegisterCallback(ZRMirvoCallback*) override { return true; }
-    void UnregisterCallback(ZRMirvoCallback*) override {}
-    int sendTouchEvent(unsigned long long, int, Values, Values, Values, int, int) override {
-        return 1;
-    }
-    int sendKeyEvent(unsigned int, bool) override { return 1; }
-    int sendCalibrateEvent() override { return 1; }
-    int cookTouchEvent(unsigned long long, int, Values, Values, Values, int, int, char**,
-                       int*) override {
-        return 1;
-    }
-    int cookKeyEvent(unsigned int, bool, char**, int*) override { return 1; }
-    int cookCalibrateEvent(char**, int*) override { return 1; }
-    int sendForceLandscape(bool) override { return 1; }
-    int sendVideoFocus(int, bool) override { return 1; }
-    int sendOnReadyForPairing(bool) override { return 1; }
-};
-
-TEST(SlotOrder, leavesTheRestToTheInterface) {
-    OldInstance old;
-    ZRMirvo& instance = old;
-    EXPECT_EQ(instance.sendAppTouchEvent(1, 0, nullptr, nullptr, nullptr, 0, 0), 0);
-    EXPECT_EQ(instance.sendAppKeyEvent(4, true), 0);
-    EXPECT_EQ(instance.sendTimeDateInquiry(), 0);
-    EXPECT_EQ(instance.sendDisplayConfiguration(1, 2, 3, 4, 5), 0);
-    EXPECT_EQ(instance.setFeature(1, nullptr, 0), 0);
-}
-
 }  // namespace
 }  // namespace zrmirvo
