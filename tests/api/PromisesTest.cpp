@@ -24,6 +24,16 @@ bool isDestroyed(testing_support::LogCapture& log) {
                       "D/ZRMirvo: [ZRMirvo][~ZRMirvoManagerImpl] [--OUT--]") == 1;
 }
 
+// Where a line is logged, and so in every place where something goes, no lock is held: whoever
+// comes back into the library from there does not wait for himself.
+std::function<void(const char* line)> gOnLine;
+void logger(const __android_logger_data*, const char* line) {
+    static thread_local bool inside = false;
+    if (std::exchange(inside, true)) return;
+    gOnLine(line);
+    inside = false;
+}
+
 class PromisesTest : public FacadeTest {
 protected:
     // Answers as a healthy service does, but holds the first request that begins with `start`.
@@ -118,7 +128,8 @@ TEST_F(PromisesTest, operationsUnderWayEndNormally) {
 
 TEST_F(PromisesTest, anInstanceThatComesTooLateIsNull) {
     for (const char* step : {"131: 6,", "134: 7, 1,"}) {
-        mManager = ZRMirvoManager::GetInstance("3.6");
+        obtain();
+        const size_t clients = mFramework.liveClients();
         Signal runs, go;
         mFramework.onRequest([&](const std::string& request) {
             if (request.rfind(step, 0) == 0) {
@@ -131,12 +142,67 @@ TEST_F(PromisesTest, anInstanceThatComesTooLateIsNull) {
         Task task([&] { EXPECT_EQ(mManager->GetMirvoInstance(kAccessory), nullptr); });
         ASSERT_TRUE(runs.wait());
         ZRMirvoManager::ReleaseInstance(mManager);
+        // The instances that there are do not wait for the one to come.
+        EXPECT_EQ(mFramework.liveClients(), clients - (step[2] == '1' ? 1 : 0)) << step;
         go.set();
         ASSERT_TRUE(task.finishes());
         mManager = nullptr;
         EXPECT_EQ(mFramework.liveClients(), 0u) << step;
         EXPECT_EQ(lines(), Lines{"W/ZRMirvo: GetMirvoInstance can't find mirvo"});
     }
+}
+
+TEST_F(PromisesTest, anErrorOfAnInstanceThatComesTooLateOnlyLogs) {
+    obtain();
+    hold("134: 7, 1,");
+    Task task([&] { EXPECT_EQ(mManager->GetMirvoInstance(kAccessory), nullptr); });
+    ASSERT_TRUE(mRuns.wait());
+    ZRMirvoManager::ReleaseInstance(mManager);
+    std::atomic<int> errors{0};
+    gOnLine = [&](const char* line) {
+        const bool last = std::string(line).find("~MirvoImpl] [--IN") != std::string::npos;
+        if (last && deliver(kInstanceClient + 1, kTransportFatal)) ++errors;
+    };
+    __android_log_set_logger(logger);
+    mGo.set();
+    ASSERT_TRUE(task.finishes());
+    __android_log_set_logger([](const __android_logger_data*, const char*) {});
+    mManager = nullptr;
+    EXPECT_EQ(errors, 1);
+    const Lines requests = mFramework.requests();
+    EXPECT_EQ(std::count(requests.begin(), requests.end(), kDisconnectRequest), 0);
+}
+
+TEST_F(PromisesTest, onlyTheCallThatRunsIsWaitedFor) {
+    obtain();
+    Signal runs[3], go[3];
+    std::atomic<int> call{0};
+    const auto stay = [&](int number) {
+        runs[number].set();
+        EXPECT_TRUE(go[number].wait());
+    };
+    DeviceCallback first([&](const std::string&) { stay(call++); });
+    DeviceCallback second([&](const std::string&) { stay(2); });
+    mInstance->RegisterCallback(&first);
+    mInstance->RegisterCallback(&second);
+    {
+        Task delivery([&] { deliver(kInstanceClient, kStateChange); });
+        ASSERT_TRUE(runs[0].wait());
+        Task caller([&] { mInstance->UnregisterCallback(&first); });
+        EXPECT_TRUE(caller.waits());
+        // Neither another call of the same callback nor the next callback holds it up.
+        mInstance->RegisterCallback(&first);
+        mInstance->UnregisterCallback(&second);
+        mInstance->RegisterCallback(&second);
+        Task another([&] { deliver(kInstanceClient, kStateChange); });
+        ASSERT_TRUE(runs[1].wait());
+        go[0].set();
+        EXPECT_TRUE(caller.finishes());
+        go[1].set();
+        EXPECT_TRUE(runs[2].wait());
+        go[2].set();
+    }
+    release();
 }
 
 TEST_F(PromisesTest, nothingIsHeldUpByWhatWaits) {
@@ -180,16 +246,6 @@ TEST_F(PromisesTest, nothingIsHeldUpByWhatWaits) {
         mGo.set();
     }
     release();
-}
-
-// Where a line is logged, and so in every place where something goes, no lock is held: whoever
-// comes back into the library from there does not wait for himself.
-std::function<void(const char* line)> gOnLine;
-void logger(const __android_logger_data*, const char* line) {
-    static thread_local bool inside = false;
-    if (std::exchange(inside, true)) return;
-    gOnLine(line);
-    inside = false;
 }
 
 TEST_F(PromisesTest, noLockIsHeldWhereAnythingHappens) {
