@@ -128,6 +128,7 @@ TEST_F(PromisesTest, operationsUnderWayEndNormally) {
 
 TEST_F(PromisesTest, anInstanceThatComesTooLateIsNull) {
     for (const char* step : {"131: 6,", "134: 7, 1,"}) {
+        mFramework.onRequest(healthyService);
         obtain();
         const size_t clients = mFramework.liveClients();
         Signal runs, go;
