@@ -89,6 +89,8 @@ ServiceTest::~ServiceTest() {
 void ServiceTest::startEmulator(const std::string& directory) {
     mEmulator = nullptr;
     const std::string output = mDirectory + "/output";
+    // What an emulator before it has written is not this one's.
+    std::filesystem::remove(output);
     std::vector<std::string> words = {EMULATOR, "--dir", directory};
     mEmulator = std::make_unique<Process>(std::move(words), output);
     mEmulator->tell("attach 7");
