@@ -43,7 +43,7 @@ inline void logNull(const char* tag, const char* what) {
 // Sends `item` over `client`, which is not null, and waits. Null when no reply or one of another
 // class came.
 template <typename Reply>
-sp<Reply> request(const char* tag, const sp<ServiceClient>& client, sp<ServiceItem> item) {
+sp<Reply> request(const char* tag, const sp<ServiceClient>& client, sp<ServiceItem>& item) {
     const sp<ServiceReply> reply = client->request(item);
     if (reply == nullptr) {
         logNull(tag, "reply");
@@ -67,7 +67,7 @@ sp<Reply> exchange(const char* tag, const sp<ServiceClient>& client, MakeItem ma
         logNull(tag, "mServiceClient");
         return nullptr;
     }
-    const sp<ServiceItem> item = makeItem();
+    sp<ServiceItem> item = makeItem();
     return item == nullptr ? nullptr : request<Reply>(tag, client, item);
 }
 

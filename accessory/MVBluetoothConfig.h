@@ -2,7 +2,8 @@
 
 #include <cstdint>
 
-// A Bluetooth setting on its way to the service.
+// A Bluetooth setting on its way to the service. A plain value: it belongs to the caller of the
+// operation that sends it and is not kept.
 struct MVBluetoothConfig {
     // At most 31 characters and the terminator.
     char text[32];

@@ -4,7 +4,8 @@
 #include <cstdint>
 
 // Two records that the service sends as the bytes of a notification. They are memory images in the
-// native byte order: sizes and places are the wire contract.
+// native byte order: sizes and places are the wire contract. A receiver gets a copy that is gone
+// when its operation returns, on the thread that delivers the notification.
 
 // A device request.
 struct MVDeviceRequest {

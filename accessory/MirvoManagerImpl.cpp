@@ -18,11 +18,11 @@ constexpr const char* kLogTag = "MirvoManager[c]";
 // What a service that does not tell its version is taken for.
 constexpr const char* kFallbackVersion = "3.6.3";
 
-// One command that is answered by a status. Works on its own reference to the client, so that the
-// manager may go meanwhile.
-template <typename Fill>
-sp<MVSReplyCommon> command(const sp<ServiceClient>& client, int32_t code, Fill fill) {
-    return exchange<MVSReplyCommon>(kLogTag, client, [&] {
+// One command, most often answered by a status. Works on its own reference to the client, so that
+// the manager may go meanwhile.
+template <typename Reply = MVSReplyCommon, typename Fill>
+sp<Reply> command(const sp<ServiceClient>& client, int32_t code, Fill fill) {
+    return exchange<Reply>(kLogTag, client, [&] {
         sp<MVSItemManagerCommon> item = new MVSItemManagerCommon(code);
         fill(*item);
         return item;
@@ -135,10 +135,8 @@ int MirvoManagerImpl::setBluetoothConfig(MVBluetoothConfig* config) {
 int MirvoManagerImpl::getHidDescriptor(unsigned char** data, int* length) {
     AutoTrace trace(kLogTag, __func__, true);
     if (anyNull(data, length)) return illegalParameter(kLogTag);
-    const auto reply = exchange<MVSReplyRawData>(kLogTag, client(), [&] {
-        *length = 0;
-        return new MVSItemManagerCommon(MV_COMMAND_GET_HID_DESCRIPTOR);
-    });
+    const auto reply = command<MVSReplyRawData>(client(), MV_COMMAND_GET_HID_DESCRIPTOR,
+                                                [&](auto&) { *length = 0; });
     if (reply == nullptr) return kFailed;
     *data = reply->size > 0 ? copyBytes(*reply) : nullptr;
     // A size without bytes counts as none.
@@ -151,10 +149,8 @@ int MirvoManagerImpl::getHidDescriptor(unsigned char** data, int* length) {
 int MirvoManagerImpl::getIds(unsigned int* ids, unsigned int* count) {
     AutoTrace trace(kLogTag, __func__, true);
     if (anyNull(ids, count)) return illegalParameter(kLogTag);
-    const auto reply = exchange<MVSReplyAccessoryIds>(kLogTag, client(), [&] {
-        *count = 0;
-        return new MVSItemManagerCommon(MV_COMMAND_GET_IDS);
-    });
+    const auto reply =
+        command<MVSReplyAccessoryIds>(client(), MV_COMMAND_GET_IDS, [&](auto&) { *count = 0; });
     if (reply == nullptr) return kFailed;
     *count = std::min(reply->count, MVSReplyAccessoryIds::kCapacity);
     std::copy_n(reply->ids, *count, ids);
@@ -187,7 +183,8 @@ int MirvoManagerImpl::setNotifier(const sp<MirvoManagerNotifier>& notifier) {
 android::String8 MirvoManagerImpl::getVersion() {
     const sp<ServiceClient> bound = bindToService();
     if (bound == nullptr) return android::String8(kFallbackVersion);
-    const auto reply = request<MVSReplyVersion>(kLogTag, bound, new MVSItemManagerVersion);
+    sp<ServiceItem> item = new MVSItemManagerVersion;
+    const auto reply = request<MVSReplyVersion>(kLogTag, bound, item);
     return reply == nullptr ? android::String8(kFallbackVersion) : reply->version;
 }
 
