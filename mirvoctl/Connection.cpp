@@ -74,7 +74,7 @@ ZRMirvo& Connection::device(uint32_t accessoryId) {
     if (found == nullptr) found = current.GetMirvoInstance(accessoryId);
     if (found == nullptr) {
         throw Failure(kRefused, "the service gives no accessory " + std::to_string(accessoryId) +
-                                    ": \"mirvoctl ids\" lists those that it has");
+                                    ": \"mirvoctl ids\" lists those that it has, if it answers");
     }
     return *found;
 }

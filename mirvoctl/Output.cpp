@@ -5,6 +5,19 @@
 #include "emulator/Text.h"
 
 namespace mirvoctl {
+namespace {
+
+// The library's own failures and one code of the service look the same.
+const char* reason(int status, bool quiet) {
+    if (status != 1) return "the service refused it";
+    if (quiet) {
+        return "without --quiet a line of the library tells why, if not the service refused it";
+    }
+    return "look for a line of the library above, which tells why it could not complete the"
+           " request; without one the service refused it";
+}
+
+}  // namespace
 
 void Output::result(const std::string& operation, int status, const Json& data) const {
     if (json) {
@@ -16,12 +29,8 @@ void Output::result(const std::string& operation, int status, const Json& data) 
         tool::writeLine(operation + ": " + shown + tool::pairs(data));
     }
     if (status == 0) return;
-    std::string sentence = operation + " failed with status " + std::to_string(status);
-    // The library's own failures and this code of the service look the same.
-    sentence += status == 1 ? ": look for a line of the library above, which tells why it could not"
-                              " complete the request; without one the service refused it"
-                            : ": the service refused it";
-    throw Failure(kRefused, sentence);
+    throw Failure(kRefused, operation + " failed with status " + std::to_string(status) + ": " +
+                                reason(status, quiet));
 }
 
 void Output::sent(const std::string& operation) const {
