@@ -71,8 +71,8 @@ private:
     // outlive the client for the length of a delivery.
     const std::shared_ptr<std::atomic<bool>> mLost = std::make_shared<std::atomic<bool>>(false);
 
-    // The connection that was used last, outside the list, so that one thread after the other needs
-    // no lock.
+    // The connection that was used last, owned by the client. Outside the list, so that one thread
+    // after the other needs no lock.
     std::atomic<RequestConnection*> mRecent{nullptr};
     mutable android::Mutex mMutex;
     std::vector<Connection> mIdle GUARDED_BY(mMutex);

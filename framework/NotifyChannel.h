@@ -32,8 +32,8 @@ public:
     Added add(const sp<ServiceNotifyListener>& listener);
     // True when that was the last one; the channel is closed then.
     bool remove(const sp<ServiceNotifyListener>& listener);
-    // Lets go of all listeners and tells the service. Does not wait for a delivery; none starts
-    // afterwards.
+    // Lets go of all listeners and tells the service. Waits for nobody: what has been received
+    // already may still reach a listener.
     void close();
     bool closed() const { return mClosed; }
 
