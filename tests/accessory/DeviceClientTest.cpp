@@ -108,7 +108,7 @@ TEST_F(DeviceClientTest, Notifications) {
         EXPECT_EQ(eventsOf(message), call.empty() ? Lines() : Lines{call});
         for (std::string& line : lines)
             line.insert(0, "I/Mirvo[c]: ");
-        EXPECT_EQ(log.take(kTag), nestedTraces(kTag, {"onNotify"}, lines));
+        EXPECT_EQ(log.take(kTag), traced(kTag, "onNotify", {lines}));
     };
     const std::string kValues = R"(, 3, 4L, ".", 1)";
     for (const std::string& message : {"133: 7, 1, 2" + kValues, std::string("-1: 2")})

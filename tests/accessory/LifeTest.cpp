@@ -56,10 +56,10 @@ TYPED_TEST_SUITE(LifeTest, Sides);
 TYPED_TEST(LifeTest, ListensFromConstructionToDestruction) {
     const std::string name = TypeParam::kClass;
     const std::string tag = TypeParam::kTag;
-    EXPECT_EQ(this->log.take(tag), nestedTraces(tag, {name}));
+    EXPECT_EQ(this->log.take(tag), traced(tag, name));
     EXPECT_EQ(this->framework.takeEvents(), (Lines{"0 bind mirvo.accessory.manager", "0 listen"}));
     this->proxy.clear();
-    EXPECT_EQ(this->log.take(tag), nestedTraces(tag, {"~" + name}));
+    EXPECT_EQ(this->log.take(tag), traced(tag, "~" + name));
     EXPECT_EQ(this->framework.takeEvents(), (Lines{"0 unlisten", "0 release"}));
     this->unbound(TypeParam::make);
     EXPECT_EQ(this->framework.takeEvents(), (Lines{"1 bind mirvo.accessory.manager", "1 refused"}));
@@ -117,7 +117,7 @@ TYPED_TEST(LifeTest, HearsNothingOnceItIsOver) {
     this->framework.takeEvents();
     this->log.take();
     listener->onNotify(notification);
-    EXPECT_EQ(this->log.take(), nestedTraces(TypeParam::kTag, {"onNotify"}));
+    EXPECT_EQ(this->log.take(), traced(TypeParam::kTag, "onNotify"));
     EXPECT_EQ(this->framework.takeEvents(), Lines());
 }
 

@@ -120,12 +120,11 @@ TEST_F(ManagerClientTest, AsksForTheVersionOverABindingOfItsOwn) {
 }
 
 TEST_F(ManagerClientTest, Notifications) {
-    const Lines kHandlers = {"onNotify", "onServiceNotify"};
     const std::string kLine = "/MirvoManager[c]: [MirvoManagerImpl] ";
     const auto check = [&](const std::string& message, const Lines& calls, const Lines& lines) {
         SCOPED_TRACE(message);
         EXPECT_EQ(eventsOf(message), calls);
-        EXPECT_EQ(log.take(), nestedTraces(kTag, kHandlers, lines));
+        EXPECT_EQ(log.take(), traced(kTag, "onNotify", {traced(kTag, "onServiceNotify", {lines})}));
     };
     for (const char* message : {"130: 1, 5", "-1: 2"})
         check(message, {}, {"W" + kLine + "listener is null"});
@@ -147,7 +146,7 @@ TEST_F(ManagerClientTest, ReplacesItsNotifierByAnotherOnly) {
     first.clear();
     log.take();
     EXPECT_EQ(manager->setNotifier(nullptr), 1);
-    EXPECT_EQ(log.take(), nestedTraces(kTag, {"setNotifier"}));
+    EXPECT_EQ(log.take(), traced(kTag, "setNotifier"));
     EXPECT_EQ(eventsOf("130: 1, 5"), Lines{"attach 5"});
     EXPECT_EQ(manager->setNotifier(notifier()), 0);
     EXPECT_EQ(weak.promote(), nullptr);

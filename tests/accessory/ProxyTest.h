@@ -16,7 +16,7 @@
 namespace accessory {
 
 using testing_support::FakeFramework;
-using testing_support::nestedTraces;
+using testing_support::traced;
 using Lines = std::vector<std::string>;
 
 // One call of a proxy's operation, what it sends and expects. What can go wrong is made from this.
@@ -127,7 +127,7 @@ protected:
                 EXPECT_EQ(framework.requests(), sends ? Lines{operation.request} : Lines());
                 Lines lines = line.empty() ? Lines() : Lines{"E/" + tag + ": " + line};
                 // One writes no trace.
-                if (name != "cookTouchEvent") lines = nestedTraces(tag, {name}, lines);
+                if (name != "cookTouchEvent") lines = traced(tag, name, {lines});
                 EXPECT_EQ(log.take(tag), lines);
             };
             if (operation.request.empty()) {

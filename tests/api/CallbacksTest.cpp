@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <memory>
 #include <thread>
 #include <utility>
@@ -9,32 +8,12 @@
 namespace zrmirvo {
 namespace {
 
-// One kind of callback, with what delivers an event to it.
-template <typename Callback>
-struct KindOf;
-
-template <>
-struct KindOf<ManagerCallback> {
-    static constexpr size_t kClient = kManagerClient;
-    static constexpr const char* kNotify = kAttached;
-    static constexpr const char* kEvent = "onAttach 7";
-    static ZRMirvoManager& target(ZRMirvoManager* manager, ZRMirvo*) { return *manager; }
-};
-
-template <>
-struct KindOf<DeviceCallback> {
-    static constexpr size_t kClient = kInstanceClient;
-    static constexpr const char* kNotify = kStateChange;
-    static constexpr const char* kEvent = "onRunningStateChange 3";
-    static ZRMirvo& target(ZRMirvoManager*, ZRMirvo* instance) { return *instance; }
-};
-
 class CallbacksTest : public FacadeTest {
 protected:
     CallbacksTest() { obtain(); }
 
     // Writes down who was called, and with what.
-    Call recorder(const std::string& name) {
+    Callback::Call recorder(const std::string& name) {
         return [this, name](const std::string& event) { mCalls.push_back(name + " " + event); };
     }
 
@@ -43,22 +22,16 @@ protected:
     Lines mCalls;
 };
 
+// A buffer of `size` bytes, with its length before it, that begins and ends with these.
+std::string padded(size_t size, const std::string& begin, const std::string& end = "") {
+    std::string bytes = begin;
+    while (bytes.size() + end.size() + 1 < 3 * size)
+        bytes += " 00";
+    return std::to_string(size) + ", {" + bytes + end + "}";
+}
+
 TEST_F(CallbacksTest, receiveEveryEventInTheOrderOfRegistration) {
-    const std::string numbers =
-        "{00 00 00 00 05 00 00 00 fa ff ff ff 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 "
-        "00 00 00 00 00 00 00 00 00 00 00 00 00 00 00}";
-    const std::string data =
-        "{01 00 00 00 09 08 07 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 "
-        "00 00 00 00 00 00 00 00 00 00 00 03 00 00 00}";
-    std::string unknown = data;
-    unknown[2] = '2';
-    const std::string rest =
-        "00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 "
-        "00 00 00 00 00 00 00 00 00 00 00 00 00}";
-    const std::string date =
-        "{01 00 00 00 e8 07 00 00 05 00 00 00 11 00 00 00 0d 00 00 00 2d 00 00 00 1e 00 00 00 fa "
-        "00 00 00 14 00 00 00 05 00 00 00}";
-    const std::string tail = ", -1, -1L, \".\", 2";
+    const std::string tail = R"(, -1, -1L, ".", 2)";
     struct {
         size_t client;
         std::string notify;
@@ -75,66 +48,66 @@ TEST_F(CallbacksTest, receiveEveryEventInTheOrderOfRegistration) {
          {"orientation:-1\n"},
          "onScreenOrientationChange -1"},
         {kInstanceClient, "133: 8, 1, 3" + tail, {}, ""},
-        {kInstanceClient, "134: 7, 1, 44, " + numbers, {"type:0\n"}, "onDeviceRequest 5 -6"},
-        {kInstanceClient, "134: 7, 1, 44, " + data, {"type:1\n"}, "onDeviceRequestData 9 8 7"},
-        {kInstanceClient, "134: 7, 1, 44, " + unknown, {"type:2\n"}, ""},
-        {kInstanceClient, "134: 7, 2, 40, {00 00 00 00 " + rest, {"type:0\n"}, "onDeviceResponse"},
-        {kInstanceClient, "134: 7, 2, 40, {ff ff ff ff " + rest, {"type:-1\n"}, ""},
         {kInstanceClient,
-         "134: 7, 2, 40, " + date,
+         "134: 7, 1, " + padded(44, "00 00 00 00 05 00 00 00 fa ff ff ff"),
+         {"type:0\n"},
+         "onDeviceRequest 5 -6"},
+        {kInstanceClient,
+         "134: 7, 1, " + padded(44, "01 00 00 00 09 08 07", " 03 00 00 00"),
+         {"type:1\n"},
+         "onDeviceRequestData {09 08 07}"},
+        {kInstanceClient, "134: 7, 1, " + padded(44, "02"), {"type:2\n"}, ""},
+        {kInstanceClient, "134: 7, 2, " + padded(40, "00"), {"type:0\n"}, "onDeviceResponse"},
+        {kInstanceClient, "134: 7, 2, " + padded(40, "ff ff ff ff"), {"type:-1\n"}, ""},
+        {kInstanceClient,
+         "134: 7, 2, 40, {01 00 00 00 e8 07 00 00 05 00 00 00 11 00 00 00 0d 00 00 00"
+         " 2d 00 00 00 1e 00 00 00 fa 00 00 00 14 00 00 00 05 00 00 00}",
          {"type:1\n",
           "[deviceResponse:LINE]Date[2024/5/17] Time[13:45:30.250] week[20] "
           "dayOfWeek[5] "},
          "onTimeDateResponse 2024 5 17 13 45 30 250 20 5"},
-        {kInstanceClient, "134: 7, 3, 2, {01 ff}", {}, "onHidReportDescriptor 1 255"},
-        {kInstanceClient, "134: 7, 4, 1, {02}", {}, "onHidEvent 2"},
-        {kInstanceClient, "134: 7, 4, 0", {}, "onHidEvent"},
+        {kInstanceClient, "134: 7, 3, 2, {01 ff}", {}, "onHidReportDescriptor {01 ff}"},
+        {kInstanceClient, "134: 7, 4, 1, {02}", {}, "onHidEvent {02}"},
+        {kInstanceClient, "134: 7, 4, 0", {}, "onHidEvent {}"},
         {kManagerClient, kServiceLost, {"errorCode=1\n"}, "onError"},
     };
-    ManagerCallback m1(recorder("1")), m2(recorder("2")), m3(recorder("3"));
-    DeviceCallback d1(recorder("1")), d2(recorder("2")), d3(recorder("3"));
-    for (ManagerCallback* callback : {&m1, &m2, &m3, &m1})
-        EXPECT_TRUE(mManager->RegisterCallback(callback));
-    for (DeviceCallback* callback : {&d1, &d2, &d3, &d1})
-        EXPECT_TRUE(mInstance->RegisterCallback(callback));
-    const auto expectRows = [&](const std::vector<std::string>& names) {
+    Callback first(recorder("1")), second(recorder("2")), third(recorder("3"));
+    for (Callback* callback : {&first, &second, &third, &first})
+        add(*callback);
+    const auto expectRows = [&](const Lines& names) {
         for (const auto& row : rows) {
             SCOPED_TRACE(row.notify);
             mLog.take();
             Lines called;
             Lines logged;
-            if (!row.event.empty()) {
-                for (const std::string& name : names)
-                    called.push_back(name + " " + row.event);
+            for (const std::string& name : names) {
+                if (!row.event.empty()) called.push_back(name + " " + row.event);
             }
             for (const std::string& line : row.log)
                 logged.push_back("I/ZRMirvo: " + line);
             // The loss of the service comes once.
-            if (!deliver(row.client, row.notify.c_str())) continue;
+            if (!deliver(row.client, row.notify)) continue;
             EXPECT_EQ(calls(), called);
             EXPECT_EQ(lines(), logged);
         }
     };
     expectRows({"1", "2", "3"});
-    mManager->UnregisterCallback(&m2);
-    mInstance->UnregisterCallback(&d2);
-    mInstance->UnregisterCallback(&d2);
+    for (int i = 0; i < 2; ++i) {
+        mManager->UnregisterCallback(&second);
+        mInstance->UnregisterCallback(&second);
+    }
     expectRows({"1", "3"});
-    release();
 }
 
 TEST_F(CallbacksTest, areToldOfAnErrorWithoutItsCode) {
     const android::sp<ZRMirvoManagerNotifier> notifier = new ZRMirvoManagerNotifier;
-    ManagerCallback first(recorder("1")), second(recorder("2"));
-    notifier->setCallbackObject(&first);
-    notifier->setCallbackObject(&second);
+    Callback callback(recorder("1"));
+    notifier->setCallbackObject(&callback);
     mLog.take();
     notifier->error(5);
     notifier->videoEstablished(kAccessory);
-    EXPECT_EQ(mLog.take(),
-              (Lines{"D/ZRMirvo: [ZRMirvo][error] [--IN--]", "I/ZRMirvo: errorCode=5\n",
-                     "D/ZRMirvo: [ZRMirvo][error] [--OUT--]"}));
-    EXPECT_EQ(calls(), (Lines{"1 onError", "2 onError"}));
+    EXPECT_EQ(mLog.take(), traced("ZRMirvo", "error", {{"I/ZRMirvo: errorCode=5\n"}}));
+    EXPECT_EQ(calls(), Lines{"1 onError"});
 }
 
 TEST_F(CallbacksTest, areNotToldOfDeviceErrors) {
@@ -152,21 +125,20 @@ TEST_F(CallbacksTest, areNotToldOfDeviceErrors) {
         {0, "unknown error event[0]!\n", false},
         {2, "unknown error event[2]!\n", false},
     };
-    DeviceCallback callback(recorder("1"));
+    Callback callback(recorder("1"));
     for (const bool registered : {false, true}) {
         if (registered) mInstance->RegisterCallback(&callback);
         for (const auto& row : rows) {
             mFramework.takeEvents();
             lines();
             const std::string code = std::to_string(row.code);
-            deliver(kInstanceClient, ("133: 7, 3, " + code + ", -1, -1L, \".\", 2").c_str());
+            deliver(kInstanceClient, "133: 7, 3, " + code + R"(, -1, -1L, ".", 2)");
             EXPECT_EQ(lines(), Lines{"E/ZRMirvo: [errorEvent:LINE] " + std::string(row.line)});
             const Lines sent = {kDisconnectRequest};
             EXPECT_EQ(mFramework.requests(), row.disconnects ? sent : Lines{}) << code;
         }
     }
     EXPECT_EQ(calls(), Lines{});
-    release();
 }
 
 // What the callback A, B or C does when it is called, and who is called in that delivery.
@@ -197,57 +169,57 @@ constexpr Change kForeignChanges[] = {
     {"everybody else", 'B', "-A-C", "AB", "B"},
 };
 
-template <typename Callback>
-class DeliveryTest : public CallbacksTest {
+class DeliveryTest : public CallbacksTest, public testing::WithParamInterface<size_t> {
 protected:
-    using Kind = KindOf<Callback>;
+    void change(Callback& callback, bool registers) {
+        const auto apply = [&](auto& target) {
+            if (!registers) return target.UnregisterCallback(&callback);
+            EXPECT_TRUE(target.RegisterCallback(&callback));
+        };
+        if (GetParam() == kManagerClient) return apply(*mManager);
+        apply(*mInstance);
+    }
 
-    // Runs `change` inside the delivery, either in the callback itself or, while the callback
+    // Makes the change inside the delivery, either in the callback itself or, while the callback
     // waits for it, on a thread of its own.
     void run(const Change& row, bool foreign) {
         SCOPED_TRACE(row.name);
         std::string called;
         bool armed = true;
         std::vector<std::unique_ptr<Callback>> callbacks;
-        auto& target = Kind::target(mManager, mInstance);
         const auto apply = [&] {
-            for (const char* step = row.change; *step != '\0'; step += 2) {
-                Callback* callback = callbacks[static_cast<size_t>(step[1] - 'A')].get();
-                if (*step == '-') target.UnregisterCallback(callback);
-                EXPECT_TRUE(*step == '-' || target.RegisterCallback(callback));
-            }
+            for (const char* step = row.change; *step != '\0'; step += 2)
+                change(*callbacks[static_cast<size_t>(step[1] - 'A')], *step == '+');
         };
         for (const char name : {'A', 'B', 'C', 'D'}) {
-            callbacks.push_back(std::make_unique<Callback>([&, name](const std::string& event) {
-                EXPECT_EQ(event, Kind::kEvent);
+            callbacks.push_back(std::make_unique<Callback>([&, name](const std::string&) {
                 called += name;
                 if (name != row.actor || !std::exchange(armed, false)) return;
                 if (foreign) std::thread(apply).join();
                 if (!foreign) apply();
             }));
-            if (name != 'D') target.RegisterCallback(callbacks.back().get());
+            if (name != 'D') change(*callbacks.back(), true);
         }
-        EXPECT_TRUE(deliver(Kind::kClient, Kind::kNotify));
+        EXPECT_TRUE(deliverTo(GetParam()));
         EXPECT_EQ(std::exchange(called, ""), row.called);
-        EXPECT_TRUE(deliver(Kind::kClient, Kind::kNotify));
+        EXPECT_TRUE(deliverTo(GetParam()));
         EXPECT_EQ(called, row.calledNext);
         for (const auto& callback : callbacks)
-            target.UnregisterCallback(callback.get());
+            change(*callback, false);
     }
 };
 
-using Kinds = testing::Types<ManagerCallback, DeviceCallback>;
-TYPED_TEST_SUITE(DeliveryTest, Kinds);
-
-TYPED_TEST(DeliveryTest, goesAsALoopOverTheIndexDoes) {
+TEST_P(DeliveryTest, goesAsALoopOverTheIndexDoes) {
     for (const Change& row : kOwnChanges)
-        this->run(row, false);
+        run(row, false);
 }
 
-TYPED_TEST(DeliveryTest, isNotDisturbedByOtherThreads) {
+TEST_P(DeliveryTest, isNotDisturbedByOtherThreads) {
     for (const Change& row : kForeignChanges)
-        this->run(row, true);
+        run(row, true);
 }
+
+INSTANTIATE_TEST_SUITE_P(Clients, DeliveryTest, testing::Values(kManagerClient, kInstanceClient));
 
 }  // namespace
 }  // namespace zrmirvo

@@ -38,7 +38,7 @@ protected:
     }
 
     // What a callback does.
-    void inside(const std::string&) {
+    void inside() {
         const int number = ++mCalls;
         thread_local std::mt19937 random(static_cast<unsigned int>(number));
         if (random() % 8 == 0) {
@@ -60,29 +60,26 @@ protected:
             // The lock alone would let readers overtake the releaser for ever.
             while (mRounds > mAllowed + kApplications)
                 std::this_thread::yield();
-            const Call call = [this](const std::string& event) { inside(event); };
-            auto managers = std::make_unique<ManagerCallback>(call);
-            auto devices = std::make_unique<DeviceCallback>(call);
+            auto callback = std::make_unique<Callback>([this](const std::string&) { inside(); });
             {
                 const std::shared_lock use(mLock);
-                mManager->RegisterCallback(managers.get());
+                mManager->RegisterCallback(callback.get());
                 ZRMirvo* const instance = mManager->GetMirvoInstance(kAccessory);
                 if (instance != nullptr) {
-                    instance->RegisterCallback(devices.get());
+                    instance->RegisterCallback(callback.get());
                     kOperations[random() % kOperations.size()].call(*mManager, *instance);
                     // Gives the deliveries a chance.
                     const int calls = mCalls;
                     for (int i = 0; i < 1000 && mCalls == calls; ++i)
                         std::this_thread::yield();
-                    if (random() % 2 == 0) instance->UnregisterCallback(devices.get());
+                    if (random() % 2 == 0) instance->UnregisterCallback(callback.get());
                     mManager->ReleaseMirvoInstance(instance);
                 }
-                mManager->UnregisterCallback(managers.get());
+                mManager->UnregisterCallback(callback.get());
             }
             if (!releasesInside()) continue;
             const std::lock_guard keep(mKept);
-            mManagerCallbacks.push_back(std::move(managers));
-            mDeviceCallbacks.push_back(std::move(devices));
+            mCallbacks.push_back(std::move(callback));
         }
     }
 
@@ -119,16 +116,14 @@ protected:
     std::atomic<int> mRounds{0};
     std::atomic<int> mAllowed{0};
     std::mutex mKept;
-    std::vector<std::unique_ptr<ManagerCallback>> mManagerCallbacks;
-    std::vector<std::unique_ptr<DeviceCallback>> mDeviceCallbacks;
+    std::vector<std::unique_ptr<Callback>> mCallbacks;
 };
 
 TEST_P(StormTest, isWeathered) {
     mManager = ZRMirvoManager::GetInstance("3.6");
     {
-        Task first([&] { deliverer(1); });
-        Task second([&] { deliverer(2); });
-        Task third([&] { deliverer(3); });
+        Task deliverers[] = {Task([&] { deliverer(1); }), Task([&] { deliverer(2); }),
+                             Task([&] { deliverer(3); })};
         {
             Task applications[] = {Task([&] { application(4); }), Task([&] { application(5); }),
                                    Task([&] { releaser(); })};

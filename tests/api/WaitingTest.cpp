@@ -1,7 +1,6 @@
 #include <atomic>
 
 #include "tests/api/Facade.h"
-#include "tests/support/Signal.h"
 #include "tests/support/Task.h"
 
 // Who waits for a callback that runs on another thread, and who does not.
@@ -9,142 +8,101 @@
 namespace zrmirvo {
 namespace {
 
-using testing_support::Signal;
 using testing_support::Task;
 
 constexpr size_t kOtherClient = kInstanceClient + 1;
 
-// What the calls below are about: callbacks that are held inside, and look afterwards whether
-// somebody should have waited for them.
-struct Held {
-    Call hold() {
-        return [this](const std::string&) {
-            runs.set();
-            EXPECT_TRUE(go.wait());
-            EXPECT_FALSE(over);
-            ++calls;
-        };
-    }
-
-    ZRMirvoManager* manager = nullptr;
-    ZRMirvo* instance = nullptr;
-    Signal runs;
-    Signal go;
-    std::atomic<bool> over{false};
-    std::atomic<int> calls{0};
-    ManagerCallback managers{hold()};
-    DeviceCallback devices{hold()};
-};
-
-struct Row {
-    const char* name;
-    // Whose callback runs.
-    size_t client;
-    // Done before, inside a callback.
-    void (*before)(Held& held);
-    void (*call)(Held& held);
-};
-
-void nothing(Held&) {}
-void unregisterFromManager(Held& held) {
-    held.manager->UnregisterCallback(&held.managers);
-}
-void unregisterFromInstance(Held& held) {
-    held.instance->UnregisterCallback(&held.devices);
-}
-void releaseInstance(Held& held) {
-    held.manager->ReleaseMirvoInstance(held.instance);
-}
-void releaseManager(Held& held) {
-    ZRMirvoManager::ReleaseInstance(held.manager);
-}
-
-void PrintTo(const Row& row, std::ostream* out) {
-    *out << row.name;
-}
+// Whose callback runs, the manager's or the instance's, and what is done meanwhile: "u" unregisters
+// the callback, "i" releases the instance, "m" the manager. It is the last of them that has to
+// wait; those before are done inside another callback.
+using Row = std::pair<std::string, std::string>;
 
 class WaitingTest : public FacadeTest, public testing::WithParamInterface<Row> {
 protected:
     WaitingTest() {
         obtain();
         mOther = mManager->GetMirvoInstance(kAccessory);
-        mHeld.manager = mManager;
-        mHeld.instance = mInstance;
-        mManager->RegisterCallback(&mHeld.managers);
-        mInstance->RegisterCallback(&mHeld.devices);
-    }
-    ~WaitingTest() override {
-        if (GetParam().call == releaseManager) mManager = nullptr;
+        add(mHeld);
     }
 
-    void deliverTo(size_t client) {
-        deliver(client, client == kManagerClient ? kAttached : kStateChange);
+    bool deliverHeld() { return deliverTo(ofManager() ? kManagerClient : kInstanceClient); }
+
+    void before() {
+        for (size_t i = 0; i + 1 < GetParam().second.size(); ++i)
+            act(GetParam().second[i]);
     }
+    void last() { act(GetParam().second.back()); }
+
     // Runs `work` in a callback of the other instance, on this thread.
     void inCallback(const std::function<void()>& work) {
-        DeviceCallback callback([&](const std::string&) { work(); });
+        Callback callback([&](const std::string&) { work(); });
         mOther->RegisterCallback(&callback);
         deliverTo(kOtherClient);
-        if (!mReleased) mOther->UnregisterCallback(&callback);
+        if (mManager != nullptr) mOther->UnregisterCallback(&callback);
     }
 
-    Held mHeld;
+    Gate mGate;
+    std::atomic<bool> mOver{false};
+    std::atomic<int> mCalls{0};
+
+private:
+    bool ofManager() const { return GetParam().first == "manager"; }
+
+    void act(char action) {
+        if (action == 'm') return release();
+        if (action == 'i') return releaseInstance();
+        if (ofManager()) return mManager->UnregisterCallback(&mHeld);
+        mInstance->UnregisterCallback(&mHeld);
+    }
+
+    Callback mHeld{[this](const std::string&) {
+        EXPECT_TRUE(mGate.pass());
+        EXPECT_FALSE(mOver);
+        ++mCalls;
+    }};
     ZRMirvo* mOther = nullptr;
-    bool mReleased = false;
 };
 
 TEST_P(WaitingTest, endsAfterTheCallbackOnAnApplicationThread) {
-    Task delivery([&] { deliverTo(GetParam().client); });
-    ASSERT_TRUE(mHeld.runs.wait());
-    inCallback([&] { GetParam().before(mHeld); });
+    Task delivery([&] { deliverHeld(); });
+    ASSERT_TRUE(mGate.isReached());
+    inCallback([&] { before(); });
     Task caller([&] {
-        GetParam().call(mHeld);
-        mHeld.over = true;
+        last();
+        mOver = true;
     });
     EXPECT_TRUE(caller.waits());
-    mHeld.go.set();
+    mGate.open();
     EXPECT_TRUE(caller.finishes());
-    EXPECT_EQ(mHeld.calls, 1);
+    EXPECT_EQ(mCalls, 1);
     // And is not called again.
-    deliverTo(GetParam().client);
-    EXPECT_EQ(mHeld.calls, 1);
+    deliverHeld();
+    EXPECT_EQ(mCalls, 1);
 }
 
 TEST_P(WaitingTest, takesEffectAtOnceInsideACallback) {
-    Task delivery([&] { deliverTo(GetParam().client); });
-    ASSERT_TRUE(mHeld.runs.wait());
+    Task delivery([&] { deliverHeld(); });
+    ASSERT_TRUE(mGate.isReached());
     Task caller([&] {
         inCallback([&] {
-            GetParam().before(mHeld);
-            GetParam().call(mHeld);
-            mReleased = GetParam().call == releaseManager;
+            before();
+            last();
         });
     });
     EXPECT_TRUE(caller.finishes());
-    EXPECT_EQ(mHeld.calls, 0);
-    mHeld.go.set();
+    EXPECT_EQ(mCalls, 0);
+    mGate.open();
     EXPECT_TRUE(delivery.finishes());
-    deliverTo(GetParam().client);
-    EXPECT_EQ(mHeld.calls, 1);
+    deliverHeld();
+    EXPECT_EQ(mCalls, 1);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Calls, WaitingTest,
-    testing::Values(
-        Row{"manager's callback unregistered", kManagerClient, nothing, unregisterFromManager},
-        Row{"unregistered again", kManagerClient, unregisterFromManager, unregisterFromManager},
-        Row{"manager released", kManagerClient, nothing, releaseManager},
-        Row{"unregistered, manager released", kManagerClient, unregisterFromManager,
-            releaseManager},
-        Row{"instance's callback unregistered", kInstanceClient, nothing, unregisterFromInstance},
-        Row{"instance's unregistered again", kInstanceClient, unregisterFromInstance,
-            unregisterFromInstance},
-        Row{"instance released", kInstanceClient, nothing, releaseInstance},
-        Row{"instance unregistered and released", kInstanceClient, unregisterFromInstance,
-            releaseInstance},
-        Row{"manager of the instance released", kInstanceClient, nothing, releaseManager},
-        Row{"instance released, then its manager", kInstanceClient, releaseInstance,
-            releaseManager}));
+INSTANTIATE_TEST_SUITE_P(Calls, WaitingTest,
+                         testing::Values(Row{"manager", "u"}, Row{"manager", "uu"},
+                                         Row{"manager", "m"}, Row{"manager", "um"},
+                                         Row{"instance", "u"}, Row{"instance", "uu"},
+                                         Row{"instance", "i"}, Row{"instance", "ui"},
+                                         Row{"instance", "m"}, Row{"instance", "im"}));
 
 }  // namespace
 }  // namespace zrmirvo

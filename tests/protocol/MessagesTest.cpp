@@ -18,9 +18,9 @@ namespace {
 
 using testing_support::contentOf;
 using testing_support::LogCapture;
-using testing_support::nestedTraces;
 using testing_support::readContent;
 using testing_support::TextWriter;
+using testing_support::traced;
 using Lines = std::vector<std::string>;
 
 // Makes the message with a code as the framework does.
@@ -282,7 +282,7 @@ TEST(Binding, DescribesTheService) {
     LogCapture log;
     const std::string kTag = "MirvoServiceProtocol";
     sp<ServiceInfo> info = new MirvoServiceInfo;
-    EXPECT_EQ(log.take(), nestedTraces(kTag, {"MirvoServiceProtocol"}));
+    EXPECT_EQ(log.take(), traced(kTag, "MirvoServiceProtocol"));
     EXPECT_STREQ(info->servicename(), "mirvo.accessory.manager");
     EXPECT_NE(info->protocol(), sp<ServiceInfo>(new MirvoServiceInfo)->protocol());
     const auto protocol = info->protocol();

@@ -16,13 +16,22 @@ struct Line {
 
 android::Mutex gLock;
 std::vector<Line> gLines GUARDED_BY(gLock);
+std::function<void(const std::string&)> gOnLine GUARDED_BY(gLock);
 
 // liblog puts the program's name where the tag is null, so that the logger alone cannot tell.
 thread_local bool gTagIsNull = false;
 
 void collect(const __android_logger_data* data, const char* message) {
-    android::AutoMutex lock(gLock);
-    gLines.push_back({data->priority, gTagIsNull ? "(null)" : data->tag, message});
+    static thread_local bool inside = false;
+    std::function<void(const std::string&)> call;
+    {
+        android::AutoMutex lock(gLock);
+        gLines.push_back({data->priority, gTagIsNull ? "(null)" : data->tag, message});
+        call = gOnLine;
+    }
+    if (!call || std::exchange(inside, true)) return;
+    call(message);
+    inside = false;
 }
 
 }  // namespace
@@ -36,6 +45,12 @@ LogCapture::LogCapture()
 LogCapture::~LogCapture() {
     __android_log_set_logger(__android_log_stderr_logger);
     __android_log_set_minimum_priority(mPreviousMinimum);
+    onLine(nullptr);
+}
+
+void LogCapture::onLine(std::function<void(const std::string& text)> call) {
+    android::AutoMutex lock(gLock);
+    gOnLine = std::move(call);
 }
 
 std::vector<std::string> LogCapture::take(const std::string& tag, android_LogPriority minimum) {
@@ -52,14 +67,13 @@ std::vector<std::string> LogCapture::take(const std::string& tag, android_LogPri
     return result;
 }
 
-std::vector<std::string> nestedTraces(const std::string& tag, const std::vector<std::string>& names,
-                                      const std::vector<std::string>& inside) {
-    const std::string begin = "D/" + tag + ": [" + tag + "][";
-    std::vector<std::string> lines = inside;
-    for (auto name = names.rbegin(); name != names.rend(); ++name) {
-        lines.insert(lines.begin(), begin + *name + "] [--IN--]");
-        lines.push_back(begin + *name + "] [--OUT--]");
-    }
+std::vector<std::string> traced(const std::string& tag, const std::string& name,
+                                const std::vector<std::vector<std::string>>& inside) {
+    const std::string begin = "D/" + tag + ": [" + tag + "][" + name;
+    std::vector<std::string> lines = {begin + "] [--IN--]"};
+    for (const std::vector<std::string>& part : inside)
+        lines.insert(lines.end(), part.begin(), part.end());
+    lines.push_back(begin + "] [--OUT--]");
     return lines;
 }
 

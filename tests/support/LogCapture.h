@@ -2,6 +2,7 @@
 
 #include <android/log.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -30,12 +31,16 @@ public:
         return take(tag, ANDROID_LOG_INFO);
     }
 
+    // Runs `call` with the text of every line, on the thread that logs it and before it returns;
+    // not for lines that come about inside `call`.
+    void onLine(std::function<void(const std::string& text)> call);
+
 private:
     int mPreviousMinimum;
 };
 
-// The lines of traces that nest, from the outermost inwards, with what was logged inside.
-std::vector<std::string> nestedTraces(const std::string& tag, const std::vector<std::string>& names,
-                                      const std::vector<std::string>& inside = {});
+// The two lines of a call trace, with what was logged between them.
+std::vector<std::string> traced(const std::string& tag, const std::string& name,
+                                const std::vector<std::vector<std::string>>& inside = {});
 
 }  // namespace testing_support

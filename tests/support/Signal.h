@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
@@ -28,6 +29,23 @@ private:
     std::mutex mLock;
     std::condition_variable mChanged;
     bool mSet = false;
+};
+
+// A place at which the first thread that comes is held until another one lets it go on.
+class Gate {
+public:
+    [[nodiscard]] bool pass() {
+        if (mTaken.exchange(true)) return true;
+        mReached.set();
+        return mOpen.wait();
+    }
+    [[nodiscard]] bool isReached() { return mReached.wait(); }
+    void open() { mOpen.set(); }
+
+private:
+    std::atomic<bool> mTaken{false};
+    Signal mReached;
+    Signal mOpen;
 };
 
 }  // namespace testing_support
