@@ -2,21 +2,13 @@
 
 #include <new>
 
-#include "accessory/MirvoImpl.h"
 #include "tests/accessory/ProxyTest.h"
 
 namespace accessory {
 namespace {
 
-const std::string kTag = "Mirvo[c]";
-
-class DeviceClientTest : public ProxyTest {
+class DeviceClientTest : public SideTest<Device> {
 protected:
-    static sp<Mirvo> make() { return new MirvoImpl(7); }
-
-    sp<DeviceNotifier> notifier() { return new DeviceNotifier(framework); }
-
-    const sp<Mirvo> handle = make();
     const unsigned int array1[3] = {11, 12, 13};
     const unsigned int array2[3] = {21, 22, 23};
     const unsigned int array3[3] = {31, 32, 0xffffffff};
@@ -70,36 +62,24 @@ TEST_F(DeviceClientTest, Operations) {
         {"sendDisplayConfiguration", [](M& m) { return m.sendDisplayConfiguration(1, 2, 3, 4, 5); },
          "137: 7, 0, 1, 2, 3, 4, 5"},
     };
-    checkOperations(operations, kTag, *handle, *unbound(make));
+    checkOperations(operations, tag, *proxy, *unbound(Device::make));
 }
 
 TEST_F(DeviceClientTest, CookedBytesMayBeFewButNotAbsent) {
     framework.answer("131: 5, 0");
     unsigned char* out = nullptr;
     int length = kUntouched;
-    EXPECT_EQ(handle->cookKeyEvent(66, true, &out, &length), 5);
+    EXPECT_EQ(proxy->cookKeyEvent(66, true, &out, &length), 5);
     EXPECT_NE(out, nullptr);
     EXPECT_EQ(length, 0);
     delete[] out;
     for (const std::string size : {"-5", "2147483647"}) {
         framework.answer("131: 5, " + size);
         log.take();
-        EXPECT_EQ(checkBytes(*handle, &Mirvo::cookKeyEvent, 66u, true), 1);
-        EXPECT_EQ(log.takeUntraced(kTag),
+        EXPECT_EQ(checkBytes(*proxy, &Mirvo::cookKeyEvent, 66u, true), 1);
+        EXPECT_EQ(log.takeUntraced(tag),
                   Lines{"E/Mirvo[c]: no bytes for a cooked event of size " + size + "\n"});
     }
-}
-
-TEST_F(DeviceClientTest, EveryHandleHasAClientOfItsOwn) {
-    const sp<MirvoManager> manager = new MirvoManager;
-    sp<Mirvo> first = manager->getMirvo(7);
-    const sp<Mirvo> second = manager->getMirvo(7);
-    EXPECT_NE(first, second);
-    EXPECT_EQ(framework.liveClients(), 4u);
-    first.clear();
-    EXPECT_EQ(framework.liveClients(), 3u);
-    EXPECT_EQ(second->sendCalibrateEvent(), 0);
-    EXPECT_EQ(framework.takeEvents().back(), R"(3 request 134: 7, 3, -1, -1L, ".", 0)");
 }
 
 TEST_F(DeviceClientTest, Notifications) {
@@ -108,17 +88,17 @@ TEST_F(DeviceClientTest, Notifications) {
         EXPECT_EQ(eventsOf(message), call.empty() ? Lines() : Lines{call});
         for (std::string& line : lines)
             line.insert(0, "I/Mirvo[c]: ");
-        EXPECT_EQ(log.take(kTag), traced(kTag, "onNotify", {lines}));
+        EXPECT_EQ(log.take(tag), traced(tag, "onNotify", {lines}));
     };
     const std::string kValues = R"(, 3, 4L, ".", 1)";
     for (const std::string& message : {"133: 7, 1, 2" + kValues, std::string("-1: 2")})
         check(message, "", {"[onNotify]:notifier is null"});
-    EXPECT_EQ(handle->setNotifier(notifier()), 0);
+    EXPECT_EQ(proxy->setNotifier(notifier()), 0);
     for (const std::string& message : {"133: 8, 1, 2" + kValues, std::string("134: 8, 4, 1, {0a}")})
         check(message, "", {});
     for (const char* message : {"130: 1, 7", "-1: 2"})
         check(message, "", {"[onNotify]notify type invaild"});
-    EXPECT_EQ(handle->sendCalibrateEvent(), 0);  // The loss of the service is not its business.
+    EXPECT_EQ(proxy->sendCalibrateEvent(), 0);  // The loss of the service is not its business.
 
     const std::string kUnhandled = "[onNotify]unhandle common notify";
     const struct {
@@ -191,21 +171,21 @@ TEST_F(DeviceClientTest, Notifications) {
 TEST_F(DeviceClientTest, InstallsANotifierOnlyWhenTheServiceAgrees) {
     const std::string kUnavailable = R"(133: 7, 0, 2, 3, 4L, ".", 1)";
     framework.answer(reply(129, 5));
-    EXPECT_EQ(handle->setNotifier(notifier()), 5);
+    EXPECT_EQ(proxy->setNotifier(notifier()), 5);
     EXPECT_EQ(eventsOf(kUnavailable), Lines());
     framework.answer(reply(129));
     sp<DeviceNotifier> kept = notifier();
     const android::wp<DeviceNotifier> weak = kept;
-    EXPECT_EQ(handle->setNotifier(kept), 0);
+    EXPECT_EQ(proxy->setNotifier(kept), 0);
     kept.clear();
     EXPECT_EQ(eventsOf(kUnavailable), Lines{"controlUnavailable"});
     for (const std::string& refusal : {reply(129, 5), reply(131), std::string()}) {
         framework.answer(refusal);
-        EXPECT_NE(handle->setNotifier(notifier()), 0);
+        EXPECT_NE(proxy->setNotifier(notifier()), 0);
         EXPECT_NE(weak.promote(), nullptr);
     }
     framework.answer(reply(129));
-    EXPECT_EQ(handle->setNotifier(notifier()), 0);
+    EXPECT_EQ(proxy->setNotifier(notifier()), 0);
     EXPECT_EQ(weak.promote(), nullptr);
 }
 

@@ -10,14 +10,12 @@
 namespace accessory {
 namespace {
 
-const std::string kTag = "MirvoManager[c]";
-
-class ManagerClientTest : public ProxyTest {
+class ManagerClientTest : public SideTest<Manager> {
 protected:
-    int getIds(MirvoManager& proxy) {
+    int getIds(MirvoManager& manager) {
         unsigned int ids[] = {kUntouched, kUntouched, kUntouched};
         unsigned int count = kUntouched;
-        const int result = proxy.getIds(ids, &count);
+        const int result = manager.getIds(ids, &count);
         const bool sent = !framework.requests().empty();
         EXPECT_EQ(count, result == 0 ? 2u : sent ? 0u : kUntouched);
         EXPECT_EQ(ids[0], result == 0 ? 11 : kUntouched);
@@ -25,10 +23,6 @@ protected:
         EXPECT_EQ(ids[2], kUntouched);
         return result;
     }
-
-    sp<ManagerNotifier> notifier() { return new ManagerNotifier(framework); }
-
-    const sp<MirvoManager> manager = new MirvoManager;
 };
 
 TEST_F(ManagerClientTest, Operations) {
@@ -67,7 +61,7 @@ TEST_F(ManagerClientTest, Operations) {
         {"connect", [](M& m) { return m.connect("phone"); }, R"(131: 9, -1, -1L, "phone", 0)"},
         {"connect", [](M& m) { return m.connect(nullptr); }},
     };
-    checkOperations(operations, kTag, *manager, *unbound([] { return sp<M>(new M); }));
+    checkOperations(operations, tag, *proxy, *unbound(Manager::make));
 }
 
 TEST_F(ManagerClientTest, GetsNoHidDescriptorWithoutBytes) {
@@ -80,10 +74,10 @@ TEST_F(ManagerClientTest, GetsNoHidDescriptorWithoutBytes) {
         unsigned char* data = &byte;
         int length = kUntouched;
         log.take();
-        EXPECT_EQ(manager->getHidDescriptor(&data, &length), 1);
+        EXPECT_EQ(proxy->getHidDescriptor(&data, &length), 1);
         EXPECT_EQ(data, nullptr);
         EXPECT_EQ(length, expected);
-        EXPECT_EQ(log.takeUntraced(kTag),
+        EXPECT_EQ(log.takeUntraced(tag),
                   Lines{"E/MirvoManager[c]: failed to get HID descriptor.\n"});
     }
 }
@@ -109,13 +103,13 @@ TEST_F(ManagerClientTest, AsksForTheVersionOverABindingOfItsOwn) {
         framework.answer(row.reply);
         const std::string client = std::to_string(framework.allClients());
         EXPECT_STREQ(MirvoManager::getVersion().string(), row.version);
-        EXPECT_EQ(log.take(kTag), row.lines);
+        EXPECT_EQ(log.take(tag), row.lines);
         EXPECT_EQ(framework.takeEvents(),
                   (Lines{client + " bind mirvo.accessory.manager", client + R"( request 130: "")",
                          client + " release"}));
     }
     EXPECT_STREQ(unbound([] { return MirvoManager::getVersion(); }).string(), "3.6.3");
-    EXPECT_EQ(log.take(kTag), Lines());
+    EXPECT_EQ(log.take(tag), Lines());
     EXPECT_EQ(framework.takeEvents(), (Lines{"5 bind mirvo.accessory.manager", "5 refused"}));
 }
 
@@ -124,13 +118,13 @@ TEST_F(ManagerClientTest, Notifications) {
     const auto check = [&](const std::string& message, const Lines& calls, const Lines& lines) {
         SCOPED_TRACE(message);
         EXPECT_EQ(eventsOf(message), calls);
-        EXPECT_EQ(log.take(), traced(kTag, "onNotify", {traced(kTag, "onServiceNotify", {lines})}));
+        EXPECT_EQ(log.take(), traced(tag, "onNotify", {traced(tag, "onServiceNotify", {lines})}));
     };
     for (const char* message : {"130: 1, 5", "-1: 2"})
         check(message, {}, {"W" + kLine + "listener is null"});
-    EXPECT_EQ(manager->startup(), 0);  // Nobody was told of the loss, so it is still bound.
+    EXPECT_EQ(proxy->startup(), 0);  // Nobody was told of the loss, so it is still bound.
 
-    EXPECT_EQ(manager->setNotifier(notifier()), 0);
+    EXPECT_EQ(proxy->setNotifier(notifier()), 0);
     check("130: 1, 5", {"attach 5"}, {"I" + kLine + " MV_ATTACHED"});
     check("130: 2, -1", {"detach 4294967295"}, {"I" + kLine + " MV_DETACHED"});
     for (const char* message : {"130: 0, 5", "130: 3, 5", R"(133: 5, 1, 2, -1, -1L, ".", 1)",
@@ -142,27 +136,27 @@ TEST_F(ManagerClientTest, Notifications) {
 TEST_F(ManagerClientTest, ReplacesItsNotifierByAnotherOnly) {
     sp<ManagerNotifier> first = notifier();
     const android::wp<ManagerNotifier> weak = first;
-    manager->setNotifier(first);
+    proxy->setNotifier(first);
     first.clear();
     log.take();
-    EXPECT_EQ(manager->setNotifier(nullptr), 1);
-    EXPECT_EQ(log.take(), traced(kTag, "setNotifier"));
+    EXPECT_EQ(proxy->setNotifier(nullptr), 1);
+    EXPECT_EQ(log.take(), traced(tag, "setNotifier"));
     EXPECT_EQ(eventsOf("130: 1, 5"), Lines{"attach 5"});
-    EXPECT_EQ(manager->setNotifier(notifier()), 0);
+    EXPECT_EQ(proxy->setNotifier(notifier()), 0);
     EXPECT_EQ(weak.promote(), nullptr);
     EXPECT_EQ(eventsOf("130: 1, 5"), Lines{"attach 5"});
 }
 
 TEST_F(ManagerClientTest, ReportsTheLossOfTheServiceBeforeItLetsGo) {
     const sp<ManagerNotifier> told = notifier();
-    told->during = [&] { EXPECT_EQ(manager->shutdown(), 0); };
-    manager->setNotifier(told);
+    told->during = [&] { EXPECT_EQ(proxy->shutdown(), 0); };
+    proxy->setNotifier(told);
     EXPECT_EQ(eventsOf("-1: 2"), (Lines{"error 1", R"(0 request 131: 2, -1, -1L, ".", 0)",
                                         "0 unlisten", "0 release"}));
     log.take();
-    EXPECT_EQ(manager->startup(), 1);
+    EXPECT_EQ(proxy->startup(), 1);
     EXPECT_EQ(log.takeUntraced(), Lines{"E/MirvoManager[c]: mServiceClient is null return\n"});
-    EXPECT_EQ(manager->setNotifier(notifier()), 0);
+    EXPECT_EQ(proxy->setNotifier(notifier()), 0);
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "accessory/MirvoImpl.h"
 #include "accessory/MirvoManager.h"
 #include "tests/support/FakeFramework.h"
 #include "tests/support/LogCapture.h"
@@ -94,6 +95,36 @@ public:
     }
     void errorEvent(int code) override { record("errorEvent", code); }
 };
+
+// The two proxies, for what is the same for both.
+struct Manager {
+    using Proxy = MirvoManager;
+    using Notifier = ManagerNotifier;
+    static constexpr const char* kTag = "MirvoManager[c]";
+    static constexpr const char* kClass = "MirvoManagerImpl";
+    static constexpr const char* kNotification = "-1: 2";
+    static constexpr const char* kCall = "error 1";
+
+    static sp<Proxy> make() { return new MirvoManager; }
+    static int request(Proxy& proxy, const sp<Notifier>&) { return proxy.startup(); }
+};
+
+struct Device {
+    using Proxy = Mirvo;
+    using Notifier = DeviceNotifier;
+    static constexpr const char* kTag = "Mirvo[c]";
+    static constexpr const char* kClass = "MirvoImpl";
+    static constexpr const char* kNotification = "134: 7, 4, 1, {0a}";
+    static constexpr const char* kCall = "hidEvent {0a}";
+
+    static sp<Proxy> make() { return new MirvoImpl(7); }
+    // Of all operations this is the one that has something to do after the reply.
+    static int request(Proxy& proxy, const sp<Notifier>& notifier) {
+        return proxy.setNotifier(notifier);
+    }
+};
+
+using Sides = testing::Types<Manager, Device>;
 
 class ProxyTest : public testing::Test {
 protected:
@@ -185,6 +216,19 @@ protected:
 
     FakeFramework framework;
     testing_support::LogCapture log;
+};
+
+// With a proxy, whose client is 0.
+template <typename Side>
+class SideTest : public ProxyTest {
+protected:
+    using Proxy = typename Side::Proxy;
+    using Notifier = typename Side::Notifier;
+
+    sp<Notifier> notifier() { return new Notifier(framework); }
+
+    const std::string tag = Side::kTag;
+    sp<Proxy> proxy = Side::make();
 };
 
 }  // namespace accessory

@@ -52,8 +52,9 @@ const std::vector<Operation> kOperations = {
      129, 0},
     {"setConfigFile", R"(131: 4, -1, -1L, "/etc/mirvo", 0)",
      [](M& m, I&) { return m.setConfigFile("/etc/mirvo"); }},
-    {"setBluetoothConfig", R"(131: 5, 9, -1L, "00:11:22", 0)",
-     [](M& m, I&) { return m.setBluetoothConfig("00:11:22", 9); }},
+    // No text may be longer.
+    {"setBluetoothConfig", R"(131: 5, -3, -1L, "bbbbbbbbbbbbbbbbbbbbbbbbbbbbbbb", 0)",
+     [](M& m, I&) { return m.setBluetoothConfig(std::string(31, 'b').c_str(), -3); }},
     {"getIds", R"(131: 7, -1, -1L, ".", 0)", [](M& m, I&) { return listIds(m); }, 130, 0},
     {"getHidDescriptor", R"(131: 8, -1, -1L, ".", 0)",
      [](M& m, I&) { return cook([&](auto... out) { return m.getHidDescriptor(out...); }); }, 131,

@@ -16,6 +16,17 @@ protected:
         mFramework.answer(reply);
         return operation.call(*mManager, *mInstance);
     }
+
+    using Values = const unsigned int*;
+
+    int touch(int count, Values x, Values y, Values z, int action = 0) {
+        return mInstance->sendTouchEvent(1, count, x, y, z, action, 2);
+    }
+    int cookTouch(int count, Values values, int action = 0) {
+        return cook([&](auto... out) {
+            return mInstance->cookTouchEvent(1, count, values, values, values, action, 2, out...);
+        });
+    }
 };
 
 TEST_F(OperationsTest, forwardAndGiveWhatTheServiceGives) {
@@ -40,16 +51,6 @@ TEST_F(OperationsTest, forwardAndGiveWhatTheServiceGives) {
     }
 }
 
-TEST_F(OperationsTest, failWithoutTheService) {
-    deliver(kManagerClient, kServiceLost);
-    for (const Operation& operation : kOperations) {
-        SCOPED_TRACE(operation.name);
-        EXPECT_EQ(run(operation, ""), operation.givesNothing() ? 0 : 1);
-        EXPECT_EQ(mFramework.requests().empty(), operation.ofManager());
-    }
-    EXPECT_EQ(mManager->GetMirvoInstance(kAccessory), nullptr);
-}
-
 TEST_F(OperationsTest, translateKeyCodesAndTouchActions) {
     const auto expectSent = [&](const std::string& send, const std::string& cooked) {
         EXPECT_EQ(mFramework.requests(), (Lines{send, cooked}));
@@ -64,7 +65,8 @@ TEST_F(OperationsTest, translateKeyCodesAndTouchActions) {
     for (const auto& row : kKeys) {
         SCOPED_TRACE(row.first);
         EXPECT_EQ(mInstance->sendKeyEvent(row.first, false), 0);
-        cook([&](auto... out) { return mInstance->cookKeyEvent(row.first, true, out...); });
+        EXPECT_EQ(cook([&](auto... o) { return mInstance->cookKeyEvent(row.first, true, o...); }),
+                  0);
         const std::string code = std::to_string(row.second);
         expectSent("134: 7, 2, " + code + R"(, -1L, ".", 0)",
                    "134: 7, 5, " + code + R"(, -1L, ".", 1)");
@@ -74,10 +76,8 @@ TEST_F(OperationsTest, translateKeyCodesAndTouchActions) {
                                             {-1, 2}, {261, 2}, {INT32_MIN, 2}};
     for (const auto& row : kActions) {
         SCOPED_TRACE(row.first);
-        EXPECT_EQ(mInstance->sendTouchEvent(1, 0, nullptr, nullptr, nullptr, row.first, 2), 0);
-        cook([&](auto... out) {
-            return mInstance->cookTouchEvent(1, 0, nullptr, nullptr, nullptr, row.first, 2, out...);
-        });
+        EXPECT_EQ(touch(0, nullptr, nullptr, nullptr, row.first), 0);
+        EXPECT_EQ(cookTouch(0, nullptr, row.first), 0);
         const std::string content = ", 1L, 0, " + std::to_string(row.second) + ", 2";
         expectSent("135: 7, 1" + content, "135: 7, 2" + content);
     }
@@ -85,15 +85,6 @@ TEST_F(OperationsTest, translateKeyCodesAndTouchActions) {
 
 TEST_F(OperationsTest, refuseArgumentsThatCannotBeSent) {
     const unsigned int some[1] = {1};
-    const auto touch = [&](int count, const unsigned int* a, const unsigned int* b,
-                           const unsigned int* c) {
-        return mInstance->sendTouchEvent(1, count, a, b, c, 0, 0);
-    };
-    const auto cooked = [&](int count, const unsigned int* a) {
-        return cook([&](auto... out) {
-            return mInstance->cookTouchEvent(1, count, a, some, some, 0, 0, out...);
-        });
-    };
     const auto bluetooth = [&](const char* text) { return mManager->setBluetoothConfig(text, 1); };
     const std::string illegal = "E/ZRMirvo: illegal parameter!\n";
     const std::string below = "E/Mirvo[c]: illegal parameter!\n";
@@ -111,8 +102,8 @@ TEST_F(OperationsTest, refuseArgumentsThatCannotBeSent) {
         {[&] { return touch(1, nullptr, some, some); }, illegal},
         {[&] { return touch(1, some, nullptr, some); }, illegal},
         {[&] { return touch(1, some, some, nullptr); }, illegal},
-        {[&] { return cooked(-1, some); }, illegal},
-        {[&] { return cooked(1, nullptr); }, illegal},
+        {[&] { return cookTouch(-1, some); }, illegal},
+        {[&] { return cookTouch(1, nullptr); }, illegal},
         {[&] { return mInstance->cookKeyEvent(4, true, nullptr, &length); }, below},
         {[&] { return mInstance->cookCalibrateEvent(&out, nullptr); }, below},
         {[&] { return mInstance->setFeature(1, &out, 2147483648u); }, below},
@@ -132,15 +123,6 @@ TEST_F(OperationsTest, refuseArgumentsThatCannotBeSent) {
         EXPECT_EQ(mLog.takeUntraced(), Lines{row.line});
     }
     EXPECT_EQ(mFramework.requests(), Lines{});
-}
-
-TEST_F(OperationsTest, takeTheLongestBluetoothText) {
-    for (const size_t length : {size_t{0}, size_t{31}}) {
-        mFramework.takeEvents();
-        const std::string text(length, 'b');
-        EXPECT_EQ(mManager->setBluetoothConfig(text.c_str(), -3), 0);
-        EXPECT_EQ(mFramework.requests(), Lines{"131: 5, -3, -1L, \"" + text + "\", 0"});
-    }
 }
 
 TEST_F(OperationsTest, handOutOneInstanceForEachCall) {

@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <atomic>
-#include <memory>
 
 #include "tests/api/Facade.h"
 #include "tests/support/Task.h"
@@ -61,19 +60,6 @@ TEST_F(PromisesTest, everyOperationWorksInsideEveryCallback) {
     EXPECT_EQ(calls, 2);
 }
 
-TEST_F(PromisesTest, notificationsAfterTheirOwnerDoNothing) {
-    for (const size_t client : {kInstanceClient, kManagerClient}) {
-        const bool managers = client == kManagerClient;
-        const auto listener = mFramework.listener(client);
-        auto event = mFramework.notification(client, managers ? kAttached : kStateChange);
-        if (managers) release();
-        if (!managers) releaseInstance();
-        mLog.take();
-        listener->onNotify(event);
-        EXPECT_EQ(mLog.take(), traced(managers ? "MirvoManager[c]" : "Mirvo[c]", "onNotify"));
-    }
-}
-
 TEST_F(PromisesTest, operationsUnderWayEndNormally) {
     for (const bool managers : {true, false}) {
         for (const Operation& operation : kOperations) {
@@ -95,7 +81,7 @@ TEST_F(PromisesTest, operationsUnderWayEndNormally) {
     }
 }
 
-TEST_F(PromisesTest, anInstanceThatComesTooLateIsNull) {
+TEST_F(PromisesTest, anInstanceThatComesTooLateIsNullAndItsErrorsOnlyLog) {
     for (const std::string step : {"131: 6,", "134: 7, 1,"}) {
         SCOPED_TRACE(step);
         mFramework.onRequest(healthyService);
@@ -108,27 +94,20 @@ TEST_F(PromisesTest, anInstanceThatComesTooLateIsNull) {
         release();
         // The instances that there are do not wait for the one to come.
         EXPECT_EQ(mFramework.liveClients(), clients - (step[2] == '1' ? 1 : 0));
+        lines();
+        mLog.onLine([&](const std::string& line) {
+            const bool last = contains(line, "~MirvoImpl] [--IN");
+            EXPECT_TRUE(!last || deliver(mFramework.allClients() - 1, kTransportFatal));
+        });
         gate.open();
         ASSERT_TRUE(task.finishes());
+        mLog.onLine(nullptr);
         EXPECT_EQ(mFramework.liveClients(), 0u);
-        EXPECT_EQ(lines(), Lines{"W/ZRMirvo: GetMirvoInstance can't find mirvo"});
+        EXPECT_EQ(lines(),
+                  (Lines{"W/ZRMirvo: GetMirvoInstance can't find mirvo",
+                         "E/ZRMirvo: [errorEvent:LINE] MV_ERROR_CODE_TRANSPORT_FATAL!\n"}));
+        expectNoDisconnect();
     }
-}
-
-TEST_F(PromisesTest, anErrorOfAnInstanceThatComesTooLateOnlyLogs) {
-    hold("134: 7, 1,", mGate);
-    Task task([&] { EXPECT_EQ(mManager->GetMirvoInstance(kAccessory), nullptr); });
-    ASSERT_TRUE(mGate.isReached());
-    release();
-    std::atomic<int> errors{0};
-    mLog.onLine([&](const std::string& line) {
-        const bool last = contains(line, "~MirvoImpl] [--IN");
-        if (last && deliver(kInstanceClient + 1, kTransportFatal)) ++errors;
-    });
-    mGate.open();
-    ASSERT_TRUE(task.finishes());
-    EXPECT_EQ(errors, 1);
-    expectNoDisconnect();
 }
 
 TEST_F(PromisesTest, onlyTheCallThatRunsIsWaitedFor) {
@@ -216,26 +195,6 @@ TEST_F(PromisesTest, noLockIsHeldWhereAnythingHappens) {
     release();
     EXPECT_TRUE(released);
     EXPECT_GT(lines, 40);
-}
-
-TEST_F(PromisesTest, callbacksUnregisterAndReleaseEachOther) {
-    ZRMirvo* const instances[] = {mInstance, mManager->GetMirvoInstance(kAccessory)};
-    std::unique_ptr<Callback> callbacks[2];
-    Signal inside[2];
-    for (size_t i : {0, 1}) {
-        callbacks[i] = std::make_unique<Callback>([&, i](const std::string&) {
-            inside[i].set();
-            EXPECT_TRUE(inside[1 - i].wait());
-            instances[1 - i]->UnregisterCallback(callbacks[1 - i].get());
-            mManager->ReleaseMirvoInstance(instances[1 - i]);
-        });
-        instances[i]->RegisterCallback(callbacks[i].get());
-    }
-    {
-        Task first([&] { deliverTo(kInstanceClient); });
-        Task second([&] { deliverTo(kInstanceClient + 1); });
-    }
-    EXPECT_EQ(mFramework.liveClients(), 1u);
 }
 
 TEST_F(PromisesTest, aCallbackReleasesItsInstanceAndTheManager) {

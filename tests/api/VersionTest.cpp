@@ -73,24 +73,33 @@ TEST_P(VersionTest, gate) {
     EXPECT_TRUE(!opens || mManager == manager);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Table, VersionTest,
-    testing::Values(
-        Pair{"3.6.1", "3.6", matching("3.6.1")}, Pair{"3.6.0", "3.6.0", matching("3.6.0")},
-        Pair{"3.6.99", "3.6.99", matching("3.6.99")}, Pair{"3.6.1-rc", "3.6-rc", matching("3.6.1")},
-        Pair{"3.6.1", "3.5", mismatching("3.5", "3.6.1")},
-        Pair{"3.6.1", "4.6", mismatching("4.6", "3.6.1")},
-        Pair{"3.7.0", "3.6", mismatching("3.6", "3.7.0")},
-        Pair{"3.7.0", "3.7", mismatching("3.7", "3.7.0")},
-        Pair{"2.6.0", "3.6", mismatching("3.6", "2.6.0")}, Pair{"3.6.1", "3", kUnreadable},
-        Pair{"3.6.1", "", kUnreadable}, Pair{"3.6.1", "x.y", kUnreadable},
-        Pair{"3.6.1", "-3.6", kUnreadable}, Pair{"3.6.1", "3.-6", kUnreadable},
-        Pair{"3.6.1", nullptr, kUnreadable}, Pair{"3.6.1", "4294967299.6", kUnreadable},
-        Pair{"3.6", "3.6", kNoNumber}, Pair{"3", "3.6", kNoNumber}, Pair{"", "3.6", kNoNumber},
-        Pair{"3.4294967302.1", "3.6", kNoNumber}, Pair{"-3.6.1", "3.6", kNegative},
-        Pair{"3.6.-1", "3.6", kNegative},
-        // Who does not tell its version is taken for 3.6.3.
-        Pair{nullptr, "3.6", matching("3.6.3")}));
+const Pair kPairs[] = {
+    {"3.6.1", "3.6", matching("3.6.1")},
+    {"3.6.0", "3.6.0", matching("3.6.0")},
+    {"3.6.99", "3.6.99", matching("3.6.99")},
+    {"3.6.1-rc", "3.6-rc", matching("3.6.1")},
+    {"3.6.1", "3.5", mismatching("3.5", "3.6.1")},
+    {"3.6.1", "4.6", mismatching("4.6", "3.6.1")},
+    {"3.7.0", "3.6", mismatching("3.6", "3.7.0")},
+    {"3.7.0", "3.7", mismatching("3.7", "3.7.0")},
+    {"2.6.0", "3.6", mismatching("3.6", "2.6.0")},
+    {"3.6.1", "3", kUnreadable},
+    {"3.6.1", "", kUnreadable},
+    {"3.6.1", "x.y", kUnreadable},
+    {"3.6.1", "-3.6", kUnreadable},
+    {"3.6.1", "3.-6", kUnreadable},
+    {"3.6.1", nullptr, kUnreadable},
+    {"3.6.1", "4294967299.6", kUnreadable},
+    {"3.6", "3.6", kNoNumber},
+    {"3", "3.6", kNoNumber},
+    {"", "3.6", kNoNumber},
+    {"3.4294967302.1", "3.6", kNoNumber},
+    {"-3.6.1", "3.6", kNegative},
+    {"3.6.-1", "3.6", kNegative},
+    // Who does not tell its version is taken for 3.6.3.
+    {nullptr, "3.6", matching("3.6.3")},
+};
+INSTANTIATE_TEST_SUITE_P(Table, VersionTest, testing::ValuesIn(kPairs));
 
 using ManagerTest = FacadeTest;
 using Numbers = std::vector<int>;
@@ -106,9 +115,8 @@ TEST_F(ManagerTest, versionNeedsNoManager) {
     EXPECT_EQ(lines(), Lines{"E/ZRMirvo: get version number error!\n"});
     mFramework.takeEvents();
     mFramework.answer("133: \"12.0.7\"");
-    for (int i = 0; i < 2; ++i) {
+    for (int i = 0; i < 2; ++i)
         EXPECT_EQ(numbers(ZRMirvoManager::getVersion()), (Numbers{3, 6, 6, 12, 0, 7}));
-    }
     EXPECT_EQ(mFramework.takeEvents(),
               (Lines{"1 bind mirvo.accessory.manager", "1 request 130: \"\"", "1 release"}));
     EXPECT_EQ(mLog.take("ZRMirvo"), Lines{});
