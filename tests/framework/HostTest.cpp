@@ -19,6 +19,8 @@ namespace accessory::framework {
 namespace {
 
 namespace fs = std::filesystem;
+using testing_support::entries;
+using testing_support::Folder;
 using testing_support::LogCapture;
 using testing_support::Signal;
 
@@ -31,7 +33,7 @@ sp<ServiceReply> answer(sp<ServiceItem>& item) {
 
 class HostTest : public testing::Test {
 protected:
-    TestDirectory mDirectory;
+    Folder mDirectory;
     LogCapture mLog;
 };
 

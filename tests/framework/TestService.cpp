@@ -1,21 +1,15 @@
 #include "tests/framework/TestService.h"
 
-#include <fcntl.h>
-#include <spawn.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <atomic>
-#include <csignal>
+#include <chrono>
+#include <cstdio>
 #include <cstdlib>
-#include <ctime>
 #include <filesystem>
-#include <iterator>
 #include <utility>
 
 #include "protocol/ProcessState.h"
+#include "tests/support/Signal.h"
 
 namespace accessory {
 
@@ -23,7 +17,8 @@ using android::AutoMutex;
 
 namespace {
 
-constexpr nsecs_t kPatience = 60'000'000'000;
+constexpr nsecs_t kPatience = std::chrono::nanoseconds(testing_support::kDeadline).count();
+constexpr const char* kReady = "ready";
 
 template <typename Base, typename Factory>
 class TestFactory final : public Factory {
@@ -36,14 +31,15 @@ public:
 
 class TestProtocol final : public ServiceProtocol {
 public:
-    sp<ServiceNotifyFactory> notifyFactory() override { return mNotify; }
-    sp<ServiceItemFactory> itemFactory() override { return mItem; }
-    sp<ServiceReplyFactory> replyFactory() override { return mReply; }
-
-private:
-    sp<ServiceNotifyFactory> mNotify{new TestFactory<ServiceNotify, ServiceNotifyFactory>};
-    sp<ServiceItemFactory> mItem{new TestFactory<ServiceItem, ServiceItemFactory>};
-    sp<ServiceReplyFactory> mReply{new TestFactory<ServiceReply, ServiceReplyFactory>};
+    sp<ServiceNotifyFactory> notifyFactory() override {
+        return new TestFactory<ServiceNotify, ServiceNotifyFactory>;
+    }
+    sp<ServiceItemFactory> itemFactory() override {
+        return new TestFactory<ServiceItem, ServiceItemFactory>;
+    }
+    sp<ServiceReplyFactory> replyFactory() override {
+        return new TestFactory<ServiceReply, ServiceReplyFactory>;
+    }
 };
 
 // The service of these tests.
@@ -82,13 +78,6 @@ void TestService::meet() {
     mMet.broadcast();
     while (mMeeting < 2 && mMet.waitRelative(mMutex, kPatience) == 0) {
     }
-}
-
-void limitDescriptors(rlim_t limit) {
-    rlimit limits{};
-    getrlimit(RLIMIT_NOFILE, &limits);
-    limits.rlim_cur = limit;
-    setrlimit(RLIMIT_NOFILE, &limits);
 }
 
 sp<ServiceReply> TestService::handle(const TestItem& item) {
@@ -133,14 +122,11 @@ sp<ServiceReply> TestService::handle(const TestItem& item) {
     return reply;
 }
 
-// Tells the process that started this one.
-void sayReady() {
-    if (write(STDOUT_FILENO, "!", 1) != 1) std::abort();
-}
-
-void awaitEndOfInput() {
-    char byte;
-    while (read(STDIN_FILENO, &byte, 1) > 0) {
+// Tells the process that started this one, and stays as long as that one wants it to.
+void stayReady() {
+    puts(kReady);
+    fflush(stdout);
+    while (getchar() != EOF) {
     }
 }
 
@@ -172,8 +158,7 @@ sp<ServiceProtocol> TestInfo::protocol() {
 int serve(const std::string& directory) {
     TestService service(directory);
     if (!service.start()) return 1;
-    sayReady();
-    awaitEndOfInput();
+    stayReady();
     return 0;
 }
 
@@ -185,89 +170,18 @@ int leave(const std::string&) {
     listen(client, recorder);
     if (ask(client, kNotifyMany, 100'000) == kNone) return 1;
     recorder->await(1);
-    sayReady();
-    awaitEndOfInput();
+    stayReady();
     return 7;
 }
 
-TestDirectory::TestDirectory() {
-    char name[] = "/tmp/framework-test-XXXXXX";
-    mPath = mkdtemp(name);
-    setenv("SERVICE_FRAMEWORK_DIR", mPath.c_str(), 1);
-    unsetenv("SERVICE_FRAMEWORK_TIMEOUT_MS");
+Role::Role(const char* role, const testing_support::Folder& directory)
+    : Process({std::filesystem::read_symlink("/proc/self/exe"), role, directory.path()}) {
+    waitForLine(kReady);
 }
 
-TestDirectory::~TestDirectory() {
-    std::filesystem::remove_all(mPath);
-}
-
-Process::Process(const char* role, const TestDirectory& directory) {
-    int input[2];
-    int output[2];
-    if (pipe2(input, O_CLOEXEC) != 0 || pipe2(output, O_CLOEXEC) != 0) std::abort();
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, input[0], STDIN_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, output[1], STDOUT_FILENO);
-    // A foreign processor's programs are started through an emulator.
-    std::vector<std::string> words{TEST_LAUNCHER};
-    if (words[0].empty()) words.clear();
-    words.insert(words.end(),
-                 {std::filesystem::read_symlink("/proc/self/exe"), role, directory.path()});
-    std::vector<char*> arguments;
-    arguments.reserve(words.size() + 1);
-    for (std::string& word : words) {
-        arguments.push_back(word.data());
-    }
-    arguments.push_back(nullptr);
-    if (posix_spawnp(&mPid, arguments[0], &actions, nullptr, arguments.data(), environ) != 0) {
-        std::abort();
-    }
-    posix_spawn_file_actions_destroy(&actions);
-    close(input[0]);
-    close(output[1]);
-    mInput = input[1];
-    char byte;
-    if (read(output[0], &byte, 1) != 1) std::abort();
-    close(output[0]);
-}
-
-Process::~Process() {
-    if (mPid > 0) kill();
-}
-
-void Process::signal(int number) {
-    ::kill(mPid, number);
-    // A process goes on for a moment after it was told to stop.
-    if (number == SIGSTOP) waitpid(mPid, nullptr, WUNTRACED);
-}
-
-void Process::kill() {
-    signal(SIGKILL);
-    wait();
-}
-
-int Process::finish() {
-    close(std::exchange(mInput, -1));
+int Role::finish() {
+    closeInput();
     return wait();
-}
-
-int Process::wait() {
-    int status = 0;
-    waitpid(std::exchange(mPid, -1), &status, 0);
-    if (mInput >= 0) close(std::exchange(mInput, -1));
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-}
-
-size_t Process::count(const char* folder) const {
-    return entries("/proc/" + std::to_string(mPid) + "/" + folder);
-}
-
-int64_t Process::processorMilliseconds() const {
-    clockid_t clock;
-    timespec time{};
-    if (clock_getcpuclockid(mPid, &clock) != 0 || clock_gettime(clock, &time) != 0) std::abort();
-    return int64_t{time.tv_sec} * 1000 + time.tv_nsec / 1'000'000;
 }
 
 void Recorder::onNotify(sp<ServiceNotify>& notify) {
@@ -332,25 +246,17 @@ int32_t unlisten(const sp<ServiceClient>& client, const sp<ServiceNotifyListener
     return client->removeNotifyListener(pointer);
 }
 
-bool eventually(const std::function<bool()>& condition) {
-    const int64_t end = milliseconds() + kPatience / 1'000'000;
-    while (!condition()) {
-        if (milliseconds() > end) return false;
-        const timespec moment{0, 1'000'000};
-        nanosleep(&moment, nullptr);
-    }
-    return true;
-}
-
 int64_t milliseconds() {
-    timespec time;
-    clock_gettime(CLOCK_MONOTONIC, &time);
-    return int64_t{time.tv_sec} * 1000 + time.tv_nsec / 1'000'000;
+    using namespace std::chrono;
+    return duration_cast<std::chrono::milliseconds>(steady_clock::now().time_since_epoch()).count();
 }
 
-size_t entries(const std::string& folder) {
-    const std::filesystem::directory_iterator all(folder);
-    return static_cast<size_t>(std::distance(begin(all), end(all)));
+rlim_t limitDescriptors(rlim_t limit) {
+    rlimit limits{};
+    getrlimit(RLIMIT_NOFILE, &limits);
+    const rlim_t before = std::exchange(limits.rlim_cur, limit);
+    setrlimit(RLIMIT_NOFILE, &limits);
+    return before;
 }
 
 void setTimeout(const char* text) {

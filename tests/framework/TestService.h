@@ -1,5 +1,6 @@
 #pragma once
 
+#include <sys/resource.h>
 #include <utils/Condition.h>
 #include <utils/Mutex.h>
 
@@ -9,6 +10,7 @@
 
 #include "framework/ServiceHost.h"
 #include "protocol/ServiceFramework.h"
+#include "tests/support/Process.h"
 
 // A small protocol of the tests' own, and the two sides of it.
 
@@ -63,36 +65,13 @@ public:
 int serve(const std::string& directory);
 int leave(const std::string& directory);
 
-// A directory for sockets, which this process and those started by it use until it goes.
-class TestDirectory {
-public:
-    TestDirectory();
-    ~TestDirectory();
-    const std::string& path() const { return mPath; }
-
-private:
-    std::string mPath;
-};
-
 // This program once more, as a process of its own, which has said that it is ready.
-class Process {
+class Role final : public testing_support::Process {
 public:
-    Process(const char* role, const TestDirectory& directory);
-    ~Process();
+    Role(const char* role, const testing_support::Folder& directory);
 
-    void signal(int number);
-    void kill();
     // Lets it end, and answers its exit status.
     int finish();
-    // The entries of one of its folders in /proc.
-    size_t count(const char* folder) const;
-    int64_t processorMilliseconds() const;
-
-private:
-    int wait();
-
-    pid_t mPid = -1;
-    int mInput = -1;
 };
 
 // Collects what a client is notified of. `during` runs inside each delivery.
@@ -125,10 +104,9 @@ int32_t ask(const sp<ServiceClient>& client, int32_t number, size_t size = 0,
 int32_t listen(const sp<ServiceClient>& client, const sp<ServiceNotifyListener>& listener);
 int32_t unlisten(const sp<ServiceClient>& client, const sp<ServiceNotifyListener>& listener);
 
-// Waits until `condition` holds. False when it does not within any reasonable time.
-bool eventually(const std::function<bool()>& condition);
 int64_t milliseconds();
-size_t entries(const std::string& folder);
+// How many file descriptors this process may have from now on; answers how many before.
+rlim_t limitDescriptors(rlim_t limit);
 // The environment's request timeout for the clients that are bound from now on.
 void setTimeout(const char* text);
 

@@ -19,6 +19,7 @@ namespace accessory::framework {
 namespace {
 
 using Bytes = std::vector<uint8_t>;
+using testing_support::eventually;
 using testing_support::LogCapture;
 using testing_support::Signal;
 

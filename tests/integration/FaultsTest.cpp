@@ -1,24 +1,19 @@
-#include <zrmirvo/ZRMirvoManager.h>
-
-#include <atomic>
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
-#include <memory>
-#include <vector>
 
 #include "tests/integration/Counter.h"
-#include "tests/integration/Processes.h"
+#include "tests/integration/ServiceTest.h"
+#include "tests/support/Signal.h"
 
 namespace integration {
 namespace {
 
-using zrmirvo::ZRMirvo;
-using zrmirvo::ZRMirvoManager;
+using FaultsTest = ServiceTest;
 
-class FaultsTest : public ServiceTest {
-protected:
-    void shortenTimeout() { setenv("SERVICE_FRAMEWORK_TIMEOUT_MS", "400", 1); }
-};
+void shortenTimeout() {
+    setenv("SERVICE_FRAMEWORK_TIMEOUT_MS", "400", 1);
+}
 
 // A session, step by step; what a step gives when it succeeds, and the requests that it makes.
 struct Step {
@@ -70,17 +65,13 @@ constexpr int kRequests = 10;
 TEST_F(FaultsTest, aServiceThatDiesAtAnyStepIsObtainedAgain) {
     // The first request is the version's, and is made once in a process.
     startRelay("die", 1);
-    ZRMirvoManager* manager = ZRMirvoManager::GetInstance("3.6");
-    ASSERT_NE(manager, nullptr);
-    EXPECT_EQ(manager->startup(), 1);
-    ZRMirvoManager::ReleaseInstance(manager);
+    EXPECT_EQ(obtainManager()->startup(), 1);
 
     for (int last = 1; last <= kRequests + 1; ++last) {
         SCOPED_TRACE(last);
         startRelay("die", last);
-        manager = ZRMirvoManager::GetInstance("3.6");
-        ASSERT_NE(manager, nullptr);
         Counter counter;
+        Manager manager = obtainManager();
         ASSERT_TRUE(manager->RegisterCallback(&counter));
         ZRMirvo* instance = nullptr;
         int requests = 0;
@@ -89,7 +80,7 @@ TEST_F(FaultsTest, aServiceThatDiesAtAnyStepIsObtainedAgain) {
             EXPECT_EQ(step.run(*manager, instance), requests < last ? 0 : 1) << requests;
         }
         EXPECT_TRUE(last > kRequests || eventually([&] { return counter.errors == 1; }));
-        ZRMirvoManager::ReleaseInstance(manager);
+        manager.reset();
         EXPECT_EQ(counter.errors, last > kRequests ? 0 : 1);
     }
 }
@@ -110,30 +101,27 @@ TEST_F(FaultsTest, aSpoiledAnswerFailsOneRequest) {
         SCOPED_TRACE(row.fault);
         // The first time there is the version's request before it.
         startRelay(row.fault, &row == rows ? 2 : 1);
-        ZRMirvoManager* manager = ZRMirvoManager::GetInstance("3.6");
-        ASSERT_NE(manager, nullptr);
+        const Manager manager = obtainManager();
         EXPECT_EQ(manager->startup(), row.result);
         EXPECT_EQ(listIds(*manager), row.next);
         EXPECT_EQ(readDescriptor(*manager), row.next);
-        ZRMirvoManager::ReleaseInstance(manager);
     }
 }
 
 TEST_F(FaultsTest, aServiceThatAnswersBadlyFailsOneRequest) {
     shortenTimeout();
     startEmulator();
-    ZRMirvoManager* manager = ZRMirvoManager::GetInstance("3.6");
-    ASSERT_NE(manager, nullptr);
     Counter counter;
+    const Manager manager = obtainManager();
     manager->RegisterCallback(&counter);
     unsigned int id = 10;
     for (const char* command : {"once silent", "once mistype", "once delay"}) {
         SCOPED_TRACE(command);
         const std::string time = std::string(command) == "once delay" ? " 800" : "";
         for (const char* operation : {" startup", " getMirvo"})
-            mEmulator->tell(command + std::string(operation) + time);
-        mEmulator->tell("once answer shutdown 5");
-        mEmulator->tell("attach " + std::to_string(++id));
+            mEmulator->type(command + std::string(operation) + time);
+        mEmulator->type("once answer shutdown 5");
+        mEmulator->type("attach " + std::to_string(++id));
         ASSERT_TRUE(eventually([&] { return counter.attached == id; }));
         EXPECT_EQ(manager->startup(), 1);
         // The late answer is not taken for this one's.
@@ -142,43 +130,37 @@ TEST_F(FaultsTest, aServiceThatAnswersBadlyFailsOneRequest) {
         EXPECT_EQ(manager->GetMirvoInstance(7), nullptr);
         EXPECT_NE(manager->GetMirvoInstance(7), nullptr);
     }
-    ZRMirvoManager::ReleaseInstance(manager);
 }
 
 TEST_F(FaultsTest, aServiceThatHangsBlocksNobodyForLong) {
     shortenTimeout();
     startEmulator();
-    ZRMirvoManager* manager = ZRMirvoManager::GetInstance("3.6");
-    ASSERT_NE(manager, nullptr);
+    Manager manager = obtainManager();
     ZRMirvo* instance = manager->GetMirvoInstance(7);
     ASSERT_NE(instance, nullptr);
-    mEmulator->stop();
+    mEmulator->signal(SIGSTOP);
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_EQ(manager->startup(), 1);
     EXPECT_EQ(instance->sendKeyEvent(4, true), 1);
     EXPECT_EQ(manager->GetMirvoInstance(8), nullptr);
     manager->ReleaseMirvoInstance(instance);
-    ZRMirvoManager::ReleaseInstance(manager);
+    manager.reset();
     const auto taken = std::chrono::steady_clock::now() - begin;
     EXPECT_GE(taken, std::chrono::milliseconds(3 * 400));
     // One request would take this long without the shortened timeout.
     EXPECT_LT(taken, std::chrono::seconds(5));
 
-    mEmulator->resume();
-    manager = ZRMirvoManager::GetInstance("3.6");
-    ASSERT_NE(manager, nullptr);
-    EXPECT_EQ(manager->startup(), 0);
-    ZRMirvoManager::ReleaseInstance(manager);
+    mEmulator->signal(SIGCONT);
+    EXPECT_EQ(obtainManager()->startup(), 0);
 }
 
 TEST_F(FaultsTest, aFloodAtASlowCallbackReachesNobodyElse) {
     constexpr int kFlood = 20'000;
     startEmulator();
-    ZRMirvoManager* manager = ZRMirvoManager::GetInstance("3.6");
-    ASSERT_NE(manager, nullptr);
     testing_support::Signal go;
     Counter slow([&] { EXPECT_TRUE(go.wait()); });
     Counter other;
+    const Manager manager = obtainManager();
     ZRMirvo* const flooded = manager->GetMirvoInstance(7);
     ZRMirvo* const quiet = manager->GetMirvoInstance(8);
     ASSERT_TRUE(flooded != nullptr && quiet != nullptr);
@@ -186,7 +168,7 @@ TEST_F(FaultsTest, aFloodAtASlowCallbackReachesNobodyElse) {
     quiet->RegisterCallback(&other);
     manager->RegisterCallback(&other);
     for (const char* line : {"repeat 20000", "state 7 1", "end", "state 8 5", "attach 9"})
-        mEmulator->tell(line);
+        mEmulator->type(line);
     EXPECT_TRUE(eventually([&] { return other.attached == 9u && other.states == 1; }));
     EXPECT_EQ(flooded->sendKeyEvent(4, true), 0);
     EXPECT_EQ(manager->startup(), 0);
@@ -194,7 +176,6 @@ TEST_F(FaultsTest, aFloodAtASlowCallbackReachesNobodyElse) {
     go.set();
     EXPECT_TRUE(eventually([&] { return slow.states == kFlood; }));
     EXPECT_EQ(other.errors, 0);
-    ZRMirvoManager::ReleaseInstance(manager);
 }
 
 }  // namespace

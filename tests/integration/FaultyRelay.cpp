@@ -2,8 +2,8 @@
 //
 //     faulty_relay DIRECTORY SERVICE FAULT NUMBER
 //
-// serves in DIRECTORY what the socket SERVICE serves. FAULT befalls the request of that number,
-// counted from 1 over all clients:
+// serves in DIRECTORY what the service in the folder SERVICE serves. FAULT befalls the request of
+// that number, counted from 1 over all clients:
 //
 //     die         ends before the request reaches the service
 //     truncate    sends only half of the reply
@@ -110,8 +110,9 @@ void relay(int client) {
 
 int main(int argc, char** argv) {
     if (argc != 5) return 2;
-    const std::string path = std::string(argv[1]) + "/mirvo.accessory.manager";
-    gService = argv[2];
+    const std::string name = "/mirvo.accessory.manager";
+    const std::string path = argv[1] + name;
+    gService = argv[2] + name;
     gFault = argv[3];
     gNumber = atoi(argv[4]);
     sockaddr_un address = {};
@@ -123,6 +124,8 @@ int main(int argc, char** argv) {
         perror(path.c_str());
         return 1;
     }
+    puts("ready");
+    fflush(stdout);
     for (;;) {
         const int client = accept4(listening, nullptr, nullptr, SOCK_CLOEXEC);
         if (client >= 0) std::thread(relay, client).detach();

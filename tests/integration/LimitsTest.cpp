@@ -1,35 +1,35 @@
 #include <malloc.h>
 #include <sys/resource.h>
-#include <zrmirvo/ZRMirvoManager.h>
 
+#include <array>
 #include <atomic>
-#include <filesystem>
-#include <iterator>
-#include <memory>
 #include <thread>
 #include <vector>
 
 #include "tests/integration/Counter.h"
-#include "tests/integration/Processes.h"
+#include "tests/integration/ServiceTest.h"
 
 namespace integration {
 namespace {
 
-using zrmirvo::ZRMirvo;
-using zrmirvo::ZRMirvoManager;
-
-size_t entries(const char* directory) {
-    return static_cast<size_t>(std::distance(std::filesystem::directory_iterator(directory),
-                                             std::filesystem::directory_iterator()));
-}
-
-// What a process has, and can run out of.
+// What a process has at one moment, and can run out of.
 struct Resources {
-    size_t descriptors = entries("/proc/self/fd");
-    size_t threads = entries("/proc/self/task");
-    // 0 under the sanitizers, which look for leaks themselves.
-    size_t bytes = mallinfo2().uordblks;
+    explicit Resources(const std::string& pid) : process("/proc/" + pid) {}
+
+    // No more now. A thread more or less may be waiting for events.
+    bool suffice() const {
+        return entries(process + "/fd") <= descriptors && entries(process + "/task") <= threads + 2;
+    }
+
+    const std::string process;
+    const size_t descriptors = entries(process + "/fd");
+    const size_t threads = entries(process + "/task");
 };
+
+// 0 under the sanitizers, which look for leaks themselves.
+size_t bytesInUse() {
+    return mallinfo2().uordblks;
+}
 
 using LimitsTest = ServiceTest;
 
@@ -37,59 +37,53 @@ TEST_F(LimitsTest, sixtyFourInstancesWorkAtOnce) {
     constexpr unsigned int kInstances = 64;
     constexpr int kRequests = 50;
     startEmulator();
-    ZRMirvoManager* manager = ZRMirvoManager::GetInstance("3.6");
-    ASSERT_NE(manager, nullptr);
-    std::vector<std::unique_ptr<Counter>> counters;
-    for (unsigned int i = 0; i < kInstances; ++i)
-        counters.push_back(std::make_unique<Counter>());
+    std::array<Counter, kInstances> counters;
+    const Manager manager = obtainManager();
     std::atomic<int> failed{0};
     std::atomic<unsigned int> obtained{0};
     std::vector<std::thread> threads;
     for (unsigned int i = 0; i < kInstances; ++i) {
         threads.emplace_back([&, i] {
             ZRMirvo* const instance = manager->GetMirvoInstance(7);
-            if (instance == nullptr || !instance->RegisterCallback(counters[i].get())) ++failed;
+            if (instance == nullptr || !instance->RegisterCallback(&counters[i])) ++failed;
             ++obtained;
             if (instance == nullptr) return;
             for (int request = 0; request < kRequests; ++request)
                 failed += instance->sendKeyEvent(4, true) + manager->startup();
-            if (!eventually([&] { return counters[i]->states == 1; })) ++failed;
+            if (!eventually([&] { return counters[i].states == 1; })) ++failed;
             manager->ReleaseMirvoInstance(instance);
         });
     }
     EXPECT_TRUE(eventually([&] { return obtained == kInstances; }));
-    mEmulator->tell("state 7 1");
+    mEmulator->type("state 7 1");
     for (std::thread& thread : threads)
         thread.join();
     EXPECT_EQ(failed, 0);
-    ZRMirvoManager::ReleaseInstance(manager);
 }
 
 TEST_F(LimitsTest, aThousandManagersLeaveNothingBehind) {
     startEmulator();
     const auto useOnce = [&] {
-        ZRMirvoManager* manager = ZRMirvoManager::GetInstance("3.6");
-        ASSERT_NE(manager, nullptr);
         Counter counter;
+        const Manager manager = obtainManager();
         manager->RegisterCallback(&counter);
         ZRMirvo* const instance = manager->GetMirvoInstance(7);
         ASSERT_NE(instance, nullptr);
         instance->RegisterCallback(&counter);
         EXPECT_EQ(instance->sendKeyEvent(4, true), 0);
-        ZRMirvoManager::ReleaseInstance(manager);
     };
     constexpr int kWarm = 100;
     constexpr int kTimes = 1000;
     for (int i = 0; i < kWarm; ++i)
         useOnce();
-    const Resources before;
+    const Resources before("self");
+    const Resources beforeInService(std::to_string(mEmulator->pid()));
+    const size_t bytesBefore = bytesInUse();
     for (int i = 0; i < kTimes; ++i)
         useOnce();
-    EXPECT_TRUE(eventually([&] { return Resources().descriptors <= before.descriptors; }));
-    // A thread more or less may be waiting for events.
-    EXPECT_LE(Resources().threads, before.threads + 2);
+    EXPECT_TRUE(eventually([&] { return before.suffice() && beforeInService.suffice(); }));
     // Not a byte for each time.
-    EXPECT_LT(Resources().bytes, before.bytes + kTimes / 2 * sizeof(void*));
+    EXPECT_LT(bytesInUse(), bytesBefore + kTimes / 2 * sizeof(void*));
 }
 
 TEST_F(LimitsTest, withoutDescriptorsEverythingFailsAndNothingBreaks) {
@@ -97,8 +91,7 @@ TEST_F(LimitsTest, withoutDescriptorsEverythingFailsAndNothingBreaks) {
     GTEST_SKIP() << "the sanitizer itself opens pipes";
 #endif
     startEmulator();
-    ZRMirvoManager* manager = ZRMirvoManager::GetInstance("3.6");
-    ASSERT_NE(manager, nullptr);
+    Manager manager = obtainManager();
     rlimit limit = {};
     ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
     // From here on no file can be opened.
@@ -107,21 +100,19 @@ TEST_F(LimitsTest, withoutDescriptorsEverythingFailsAndNothingBreaks) {
     EXPECT_EQ(manager->startup(), 0);
     ZRMirvo* const instance = manager->GetMirvoInstance(7);
     const int sent = instance == nullptr ? 1 : instance->sendKeyEvent(4, true);
-    ZRMirvoManager::ReleaseInstance(manager);
-    manager = ZRMirvoManager::GetInstance("3.6");
-    const int started = manager == nullptr ? 1 : manager->startup();
-    ZRMirvo* const second = manager == nullptr ? nullptr : manager->GetMirvoInstance(7);
+    manager.reset();
+    ZRMirvoManager* const next = ZRMirvoManager::GetInstance("3.6");
+    const int started = next == nullptr ? 1 : next->startup();
+    ZRMirvo* const second = next == nullptr ? nullptr : next->GetMirvoInstance(7);
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
     EXPECT_EQ(sent, 1);
     EXPECT_EQ(started, 1);
     EXPECT_EQ(second, nullptr);
-    if (manager != nullptr) ZRMirvoManager::ReleaseInstance(manager);
+    if (next != nullptr) ZRMirvoManager::ReleaseInstance(next);
 
-    manager = ZRMirvoManager::GetInstance("3.6");
-    ASSERT_NE(manager, nullptr);
+    manager = obtainManager();
     EXPECT_EQ(manager->startup(), 0);
     EXPECT_NE(manager->GetMirvoInstance(7), nullptr);
-    ZRMirvoManager::ReleaseInstance(manager);
 }
 
 }  // namespace

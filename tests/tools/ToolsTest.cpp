@@ -10,12 +10,14 @@
 #include <vector>
 
 #include "emulator/Text.h"
-#include "tests/tools/Process.h"
+#include "tests/support/Process.h"
 
 namespace tools_test {
 namespace {
 
 using ::testing::Test;
+using testing_support::Folder;
+using testing_support::Process;
 
 // Long enough for an answer, so that nothing but a missing one takes it.
 constexpr const char* kTimeoutMs = "3000";
@@ -50,7 +52,11 @@ private:
 
 class ToolsTest : public Test {
 protected:
-    ToolsTest() { setenv("SERVICE_FRAMEWORK_TIMEOUT_MS", kTimeoutMs, 1); }
+    ToolsTest() {
+        setenv("SERVICE_FRAMEWORK_TIMEOUT_MS", kTimeoutMs, 1);
+        // A program that has ended is no reason for the test to end.
+        ::signal(SIGPIPE, SIG_IGN);
+    }
 
     struct Result {
         int status;

@@ -1,0 +1,86 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace testing_support {
+
+// Waits until `condition` holds. False when it does not by the deadline of all tests.
+[[nodiscard]] bool eventually(const std::function<bool()>& condition);
+
+// How many entries a folder has.
+size_t entries(const std::string& folder);
+
+// A folder of the test's own, in which services and clients of this process and of those that it
+// starts find each other.
+class Folder {
+public:
+    Folder();
+    ~Folder();
+    Folder(const Folder&) = delete;
+    Folder& operator=(const Folder&) = delete;
+
+    std::string write(const std::string& name, const std::string& content) const;
+    const std::string& path() const { return mPath; }
+
+private:
+    std::string mPath;
+};
+
+// Another program, with its standard streams in our hands. However much it writes, it never has to
+// wait for a reader. Who waits for it in vain fails the test.
+class Process {
+public:
+    enum class Input { kPipe, kTerminal };
+
+    // Before a program with a path, which was built here and may be for another processor, stand
+    // the words of ZRMIRVO_RUNNER, if set.
+    explicit Process(const std::vector<std::string>& command, Input input = Input::kPipe);
+    ~Process() { kill(); }
+    Process(const Process&) = delete;
+    Process& operator=(const Process&) = delete;
+
+    void type(const std::string& line);
+    void closeInput();
+    // After SIGSTOP it does nothing any more when this returns.
+    void signal(int number);
+    void kill();
+
+    // Waits for a line on standard output that is `line`, behind those that earlier calls have
+    // found.
+    bool waitForLine(const std::string& line);
+    // Waits for `text` somewhere on standard error.
+    bool waitForError(const std::string& text);
+    // Waits for the end. The exit status, or 128 and the number of the signal that killed it.
+    int wait();
+
+    // What had come when somebody waited last; everything, after wait().
+    const std::string& output() const { return mOutput.text; }
+    const std::string& errors() const { return mErrors.text; }
+
+    pid_t pid() const { return mPid; }
+
+private:
+    // A stream of its, in a file without a name.
+    struct Stream {
+        Stream();
+        ~Stream();
+        void read();
+        const int file;
+        std::string text;
+    };
+
+    bool await(const std::string& what, const std::function<bool()>& condition);
+    bool ended() const;
+
+    pid_t mPid = -1;
+    int mInput = -1;
+    Stream mOutput;
+    Stream mErrors;
+    size_t mFound = 0;
+};
+
+}  // namespace testing_support
