@@ -7,7 +7,7 @@
 namespace accessory {
 namespace {
 
-class DeviceClientTest : public SideTest<Device> {
+class DeviceClientTest : public ProxyTest<Device> {
 protected:
     const unsigned int array1[3] = {11, 12, 13};
     const unsigned int array2[3] = {21, 22, 23};
@@ -23,46 +23,38 @@ TEST_F(DeviceClientTest, Operations) {
     int length;
     const std::string kTouch = ", -2L, 3, 2, 4, 11, 21, 31, 12, 22, 32, 13, 23, -1";
     const std::vector<Operation<M>> operations = {
-        {"setNotifier", [&](M& m) { return m.setNotifier(notifier()); },
-         R"(134: 7, 1, -1, -1L, ".", 0)"},
-        {"setNotifier", [](M& m) { return m.setNotifier(nullptr); }},
-        {"setFeature", [&](M& m) { return m.setFeature(66, block, 2); },
-         "136: 7, 1, 66, 2, {01 02}", 131},
-        {"setFeature", [](M& m) { return m.setFeature(0xffffffff, nullptr, 0); },
-         "136: 7, 1, -1, 0", 131},
-        {"setFeature", [&](M& m) { return m.setFeature(66, block, 0x80000000); }},
-        {"sendTouchEvent", [&](M& m) { return m.sendTouchEvent(&touch); }, "135: 7, 1" + kTouch},
-        {"sendTouchEvent", [&](M& m) { return m.sendTouchEvent(&none); }, "135: 7, 1, 9L, 0, 2, 4"},
-        {"sendTouchEvent", [](M& m) { return m.sendTouchEvent(nullptr); }},
-        {"cookTouchEvent", [&](M& m) { return checkBytes(m, &M::cookTouchEvent, &touch); },
-         "135: 7, 2" + kTouch, 131},
-        {"cookTouchEvent", [&](M& m) { return m.cookTouchEvent(nullptr, &out, &length); }},
-        {"cookTouchEvent", [&](M& m) { return m.cookTouchEvent(&touch, nullptr, &length); }},
-        {"cookTouchEvent", [&](M& m) { return m.cookTouchEvent(&touch, &out, nullptr); }},
-        {"sendKeyEvent", [](M& m) { return m.sendKeyEvent(0x80000001, true); },
+        {"setNotifier", with(&M::setNotifier, notifier()), R"(134: 7, 1, -1, -1L, ".", 0)"},
+        {"setNotifier", with(&M::setNotifier, nullptr)},
+        {"setFeature", with(&M::setFeature, 66, block, 2), "136: 7, 1, 66, 2, {01 02}", 131},
+        {"setFeature", with(&M::setFeature, 0xffffffff, nullptr, 0), "136: 7, 1, -1, 0", 131},
+        {"setFeature", with(&M::setFeature, 66, block, 0x80000000)},
+        {"sendTouchEvent", with(&M::sendTouchEvent, &touch), "135: 7, 1" + kTouch},
+        {"sendTouchEvent", with(&M::sendTouchEvent, &none), "135: 7, 1, 9L, 0, 2, 4"},
+        {"sendTouchEvent", with(&M::sendTouchEvent, nullptr)},
+        {"cookTouchEvent", checkBytes(&M::cookTouchEvent, &touch), "135: 7, 2" + kTouch, 131},
+        {"cookTouchEvent", with(&M::cookTouchEvent, nullptr, &out, &length)},
+        {"cookTouchEvent", with(&M::cookTouchEvent, &touch, nullptr, &length)},
+        {"cookTouchEvent", with(&M::cookTouchEvent, &touch, &out, nullptr)},
+        {"sendKeyEvent", with(&M::sendKeyEvent, 0x80000001, true),
          R"(134: 7, 2, -2147483647, -1L, ".", 1)"},
-        {"sendCalibrateEvent", [](M& m) { return m.sendCalibrateEvent(); },
-         R"(134: 7, 3, -1, -1L, ".", 0)"},
-        {"sendVideoFocus", [](M& m) { return m.sendVideoFocus(5, true); },
-         R"(134: 7, 4, 5, -1L, ".", 1)"},
-        {"cookKeyEvent", [&](M& m) { return checkBytes(m, &M::cookKeyEvent, 66u, true); },
-         R"(134: 7, 5, 66, -1L, ".", 1)", 131},
-        {"cookKeyEvent", [&](M& m) { return m.cookKeyEvent(66, true, nullptr, &length); }},
-        {"cookKeyEvent", [&](M& m) { return m.cookKeyEvent(66, true, &out, nullptr); }},
-        {"cookCalibrateEvent", [&](M& m) { return checkBytes(m, &M::cookCalibrateEvent); },
-         R"(134: 7, 6, -1, -1L, ".", 0)", 131},
-        {"cookCalibrateEvent", [&](M& m) { return m.cookCalibrateEvent(nullptr, &length); }},
-        {"cookCalibrateEvent", [&](M& m) { return m.cookCalibrateEvent(&out, nullptr); }},
-        {"sendOnReadyForPairing", [](M& m) { return m.sendOnReadyForPairing(true); },
+        {"sendCalibrateEvent", &M::sendCalibrateEvent, R"(134: 7, 3, -1, -1L, ".", 0)"},
+        {"sendVideoFocus", with(&M::sendVideoFocus, 5, true), R"(134: 7, 4, 5, -1L, ".", 1)"},
+        {"cookKeyEvent", checkBytes(&M::cookKeyEvent, 66u, true), R"(134: 7, 5, 66, -1L, ".", 1)",
+         131},
+        {"cookKeyEvent", with(&M::cookKeyEvent, 66, true, nullptr, &length)},
+        {"cookKeyEvent", with(&M::cookKeyEvent, 66, true, &out, nullptr)},
+        {"cookCalibrateEvent", checkBytes(&M::cookCalibrateEvent), R"(134: 7, 6, -1, -1L, ".", 0)",
+         131},
+        {"cookCalibrateEvent", with(&M::cookCalibrateEvent, nullptr, &length)},
+        {"cookCalibrateEvent", with(&M::cookCalibrateEvent, &out, nullptr)},
+        {"sendOnReadyForPairing", with(&M::sendOnReadyForPairing, true),
          R"(134: 7, 7, -1, -1L, ".", 1)"},
-        {"sendForceLandscape", [](M& m) { return m.sendForceLandscape(true); },
-         R"(134: 7, 8, -1, -1L, ".", 1)"},
-        {"sendTimeDateInquiry", [](M& m) { return m.sendTimeDateInquiry(); },
-         R"(134: 7, 9, -1, -1L, ".", 0)"},
-        {"sendDisplayConfiguration", [](M& m) { return m.sendDisplayConfiguration(1, 2, 3, 4, 5); },
+        {"sendForceLandscape", with(&M::sendForceLandscape, true), R"(134: 7, 8, -1, -1L, ".", 1)"},
+        {"sendTimeDateInquiry", &M::sendTimeDateInquiry, R"(134: 7, 9, -1, -1L, ".", 0)"},
+        {"sendDisplayConfiguration", with(&M::sendDisplayConfiguration, 1, 2, 3, 4, 5),
          "137: 7, 0, 1, 2, 3, 4, 5"},
     };
-    checkOperations(operations, tag, *proxy, *unbound(Device::make));
+    checkOperations(operations);
 }
 
 TEST_F(DeviceClientTest, CookedBytesMayBeFewButNotAbsent) {
@@ -76,7 +68,7 @@ TEST_F(DeviceClientTest, CookedBytesMayBeFewButNotAbsent) {
     for (const std::string size : {"-5", "2147483647"}) {
         framework.answer("131: 5, " + size);
         log.take();
-        EXPECT_EQ(checkBytes(*proxy, &Mirvo::cookKeyEvent, 66u, true), 1);
+        EXPECT_EQ(checkBytes(&Mirvo::cookKeyEvent, 66u, true)(*proxy), 1);
         EXPECT_EQ(log.takeUntraced(tag),
                   Lines{"E/Mirvo[c]: no bytes for a cooked event of size " + size + "\n"});
     }
@@ -100,71 +92,57 @@ TEST_F(DeviceClientTest, Notifications) {
         check(message, "", {"[onNotify]notify type invaild"});
     EXPECT_EQ(proxy->sendCalibrateEvent(), 0);  // The loss of the service is not its business.
 
-    const std::string kUnhandled = "[onNotify]unhandle common notify";
-    const struct {
-        int type;
-        int value;
-        std::string call;
-        std::string line = "";
-    } kCommon[] = {
-        {0, 2, "controlUnavailable"},
-        {1, 2, "runningStateChange 2"},
-        {2, -2, "screenOrientationChange -2"},
-        {3, -6, "errorEvent -6"},
-        {4, 2, "", kUnhandled},
-        {-1, 2, "", kUnhandled},
-    };
-    for (const auto& row : kCommon) {
-        const std::string type = std::to_string(row.type);
-        Lines lines = {"on common notify type:" + type};
-        if (!row.line.empty()) lines.push_back(row.line);
-        check("133: 7, " + type + ", " + std::to_string(row.value) + kValues, row.call, lines);
-    }
-
     // A request is its type, two numbers, 28 more bytes and a length.
     const std::string kThirtySix =
         "01 02 03 04 05 00 00 80 09 0a 0b 0c 0d 0e 0f 10 11 12 13 14"
         " 15 16 17 18 19 1a 1b 1c 1d 1e 1f 20 21 22 23 24";
-    const std::string kBytes = "44, {01 00 00 00 " + kThirtySix;
+    const std::string kRequest = "134: 7, 1, 44, {01 00 00 00 " + kThirtySix;
     const std::string kResponse =
         "{01 00 00 00 02 00 00 00 03 00 00 00 04 00 00 00 05 00 00 00"
         " 06 00 00 00 07 00 00 00 08 00 00 00 09 00 00 00 0a 00 00 00";
+    const std::string kUnhandled = "[onNotify]unhandle common notify";
     const struct {
-        int type;
-        std::string block;
+        std::string message;
         std::string call;
         std::string line = "";
-    } kRaw[] = {
-        {0, "1, {0a}", "", kUnhandled},
-        {5, "1, {0a}", "", kUnhandled},
-        {-1, "1, {0a}", "", kUnhandled},
-        {3, "3, {0a 0b 0c}", "hidReportDescriptor {0a 0b 0c}"},
-        {4, "3, {0a 0b 0c}", "hidEvent {0a 0b 0c}"},
-        {3, "0", "hidReportDescriptor {}"},
-        {4, "-3", "hidEvent {}"},
-        {4, "2147483647", "hidEvent {}"},
-        {1, "44, {00 00 00 00 " + kThirtySix + " ff ff ff ff}",
+    } kMessages[] = {
+        {"133: 7, 0, 2" + kValues, "controlUnavailable"},
+        {"133: 7, 1, 2" + kValues, "runningStateChange 2"},
+        {"133: 7, 2, -2" + kValues, "screenOrientationChange -2"},
+        {"133: 7, 3, -6" + kValues, "errorEvent -6"},
+        {"133: 7, 4, 2" + kValues, "", kUnhandled},
+        {"133: 7, -1, 2" + kValues, "", kUnhandled},
+        {"134: 7, 0, 1, {0a}", "", kUnhandled},
+        {"134: 7, 5, 1, {0a}", "", kUnhandled},
+        {"134: 7, -1, 1, {0a}", "", kUnhandled},
+        {"134: 7, 3, 3, {0a 0b 0c}", "hidReportDescriptor {0a 0b 0c}"},
+        {"134: 7, 4, 3, {0a 0b 0c}", "hidEvent {0a 0b 0c}"},
+        {"134: 7, 3, 0", "hidReportDescriptor {}"},
+        {"134: 7, 4, -3", "hidEvent {}"},
+        {"134: 7, 4, 2147483647", "hidEvent {}"},
+        {"134: 7, 1, 44, {00 00 00 00 " + kThirtySix + " ff ff ff ff}",
          "deviceRequest 0 67305985 -2147483643"},
-        {1, "44, {02 00 00 00 " + kThirtySix + " ff ff ff ff}",
+        {"134: 7, 1, 44, {02 00 00 00 " + kThirtySix + " ff ff ff ff}",
          "deviceRequest 2 67305985 -2147483643"},
-        {1, kBytes + " 05 00 00 00}", "deviceRequest {01 02 03 04 05}"},
-        {1, kBytes + " 00 00 00 00}", "deviceRequest {}"},
-        {1, kBytes + " 24 00 00 00}", "deviceRequest {" + kThirtySix + "}"},
-        {1, kBytes + " 25 00 00 00}", "", "device request of 37 bytes dropped"},
-        {1, kBytes + " ff ff ff ff}", "", "device request of -1 bytes dropped"},
-        {1, "45, {01 00 00 00 " + kThirtySix + " 01 00 00 00 99}", "deviceRequest {01}"},
-        {1, "43", "", "rawdata of type 1 too short: 43"},
-        {1, "2147483647", "", "rawdata of type 1 too short: 2147483647"},
-        {2, "40, " + kResponse + "}", "deviceResponse 1 2 3 4 5 6 7 8 9 10"},
-        {2, "41, " + kResponse + " 99}", "deviceResponse 1 2 3 4 5 6 7 8 9 10"},
-        {2, "39", "", "rawdata of type 2 too short: 39"},
-        {2, "-1", "", "rawdata of type 2 too short: -1"},
+        {kRequest + " 05 00 00 00}", "deviceRequest {01 02 03 04 05}"},
+        {kRequest + " 00 00 00 00}", "deviceRequest {}"},
+        {kRequest + " 24 00 00 00}", "deviceRequest {" + kThirtySix + "}"},
+        {kRequest + " 25 00 00 00}", "", "device request of 37 bytes dropped"},
+        {kRequest + " ff ff ff ff}", "", "device request of -1 bytes dropped"},
+        {"134: 7, 1, 45, {01 00 00 00 " + kThirtySix + " 01 00 00 00 99}", "deviceRequest {01}"},
+        {"134: 7, 1, 43", "", "rawdata of type 1 too short: 43"},
+        {"134: 7, 1, 2147483647", "", "rawdata of type 1 too short: 2147483647"},
+        {"134: 7, 2, 40, " + kResponse + "}", "deviceResponse 1 2 3 4 5 6 7 8 9 10"},
+        {"134: 7, 2, 41, " + kResponse + " 99}", "deviceResponse 1 2 3 4 5 6 7 8 9 10"},
+        {"134: 7, 2, 39", "", "rawdata of type 2 too short: 39"},
+        {"134: 7, 2, -1", "", "rawdata of type 2 too short: -1"},
     };
-    for (const auto& row : kRaw) {
-        const std::string type = std::to_string(row.type);
-        Lines lines = {"on rawdata notify type:" + type};
+    for (const auto& row : kMessages) {
+        const std::string type = row.message.substr(8, row.message.find(',', 8) - 8);
+        const std::string kind = row.message[2] == '3' ? "common" : "rawdata";
+        Lines lines = {"on " + kind + " notify type:" + type};
         if (!row.line.empty()) lines.push_back(row.line);
-        check("134: 7, " + type + ", " + row.block, row.call, lines);
+        check(row.message, row.call, lines);
     }
 }
 

@@ -12,7 +12,7 @@ using testing_support::Gate;
 using testing_support::Task;
 
 template <typename Side>
-using LifeTest = SideTest<Side>;
+using LifeTest = ProxyTest<Side>;
 TYPED_TEST_SUITE(LifeTest, Sides);
 
 TYPED_TEST(LifeTest, ListensFromConstructionToDestruction) {

@@ -10,7 +10,7 @@
 namespace accessory {
 namespace {
 
-class ManagerClientTest : public SideTest<Manager> {
+class ManagerClientTest : public ProxyTest<Manager> {
 protected:
     int getIds(MirvoManager& manager) {
         unsigned int ids[] = {kUntouched, kUntouched, kUntouched};
@@ -36,32 +36,30 @@ TEST_F(ManagerClientTest, Operations) {
     MVBluetoothConfig full = {"", 0x62626262, 8};
     std::fill(std::begin(full.text), std::end(full.text), 'a');
     const std::vector<Operation<M>> operations = {
-        {"startup", [](M& m) { return m.startup(); }, R"(131: 1, -1, -1L, ".", 0)"},
-        {"shutdown", [](M& m) { return m.shutdown(); }, R"(131: 2, -1, -1L, ".", 0)"},
-        {"disconnect", [](M& m) { return m.disconnect("phone"); },
-         R"(131: 3, -1, -1L, "phone", 0)"},
-        {"disconnect", [](M& m) { return m.disconnect(nullptr); }},
-        {"setConfigFile", [](M& m) { return m.setConfigFile("/etc/a"); },
-         R"(131: 4, -1, -1L, "/etc/a", 0)"},
-        {"setConfigFile", [](M& m) { return m.setConfigFile(nullptr); }},
-        {"setBluetoothConfig", [&](M& m) { return m.setBluetoothConfig(&config); },
+        {"startup", &M::startup, R"(131: 1, -1, -1L, ".", 0)"},
+        {"shutdown", &M::shutdown, R"(131: 2, -1, -1L, ".", 0)"},
+        {"disconnect", with(&M::disconnect, "phone"), R"(131: 3, -1, -1L, "phone", 0)"},
+        {"disconnect", with(&M::disconnect, nullptr)},
+        {"setConfigFile", with(&M::setConfigFile, "/etc/a"), R"(131: 4, -1, -1L, "/etc/a", 0)"},
+        {"setConfigFile", with(&M::setConfigFile, nullptr)},
+        {"setBluetoothConfig", with(&M::setBluetoothConfig, &config),
          R"(131: 5, 8, -1L, "speaker", 0)"},
-        {"setBluetoothConfig", [&](M& m) { return m.setBluetoothConfig(&full); },
+        {"setBluetoothConfig", with(&M::setBluetoothConfig, &full),
          R"(131: 5, 8, -1L, "aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa", 0)"},
-        {"setBluetoothConfig", [](M& m) { return m.setBluetoothConfig(nullptr); }},
+        {"setBluetoothConfig", with(&M::setBluetoothConfig, nullptr)},
         {"getMirvo", [](M& m) { return m.getMirvo(0xfffffff9) == nullptr ? 1 : 0; },
          R"(131: 6, -7, -1L, ".", 0)", 129, 1, "failed to get Mirvo device.\n"},
         {"getIds", [&](M& m) { return getIds(m); }, R"(131: 7, -1, -1L, ".", 0)", 130, 0},
-        {"getIds", [&](M& m) { return m.getIds(nullptr, &count); }},
-        {"getIds", [&](M& m) { return m.getIds(ids, nullptr); }},
-        {"getHidDescriptor", [&](M& m) { return checkBytes(m, &M::getHidDescriptor); },
-         R"(131: 8, -1, -1L, ".", 0)", 131, 0},
-        {"getHidDescriptor", [&](M& m) { return m.getHidDescriptor(nullptr, &length); }},
-        {"getHidDescriptor", [&](M& m) { return m.getHidDescriptor(&data, nullptr); }},
-        {"connect", [](M& m) { return m.connect("phone"); }, R"(131: 9, -1, -1L, "phone", 0)"},
-        {"connect", [](M& m) { return m.connect(nullptr); }},
+        {"getIds", with(&M::getIds, nullptr, &count)},
+        {"getIds", with(&M::getIds, ids, nullptr)},
+        {"getHidDescriptor", checkBytes(&M::getHidDescriptor), R"(131: 8, -1, -1L, ".", 0)", 131,
+         0},
+        {"getHidDescriptor", with(&M::getHidDescriptor, nullptr, &length)},
+        {"getHidDescriptor", with(&M::getHidDescriptor, &data, nullptr)},
+        {"connect", with(&M::connect, "phone"), R"(131: 9, -1, -1L, "phone", 0)"},
+        {"connect", with(&M::connect, nullptr)},
     };
-    checkOperations(operations, tag, *proxy, *unbound(Manager::make));
+    checkOperations(operations);
 }
 
 TEST_F(ManagerClientTest, GetsNoHidDescriptorWithoutBytes) {

@@ -33,6 +33,12 @@ struct Operation {
     const char* refusedLine = "";
 };
 
+// The call of an operation with these arguments.
+template <typename Call, typename... Arguments>
+auto with(Call call, Arguments... arguments) {
+    return [=](auto& proxy) { return (proxy.*call)(arguments...); };
+}
+
 // A notifier that puts what it is told among the framework's events.
 template <typename Notifier>
 class Recording : public Notifier {
@@ -126,8 +132,12 @@ struct Device {
 
 using Sides = testing::Types<Manager, Device>;
 
+template <typename Side>
 class ProxyTest : public testing::Test {
 protected:
+    using Proxy = typename Side::Proxy;
+    using Notifier = typename Side::Notifier;
+
     static constexpr int kUntouched = 99;
 
     ProxyTest() { framework.answer(reply(129)); }
@@ -140,61 +150,51 @@ protected:
                (code == 129 ? R"(, 5, 6L, "text")" : ", 2, {0a 0b}");
     }
 
-    // Makes the calls to `bound`, and to `unbound` which has no client, under every fault.
-    template <typename Proxy>
-    void checkOperations(const std::vector<Operation<Proxy>>& operations, const std::string& tag,
-                         Proxy& bound, Proxy& unbound) {
+    // Makes the calls under every fault, also to a proxy that has no client.
+    void checkOperations(const std::vector<Operation<Proxy>>& operations) {
         const std::map<int, std::string> kNames = {
             {129, "COMMON"}, {130, "ACCESSORY_IDS"}, {131, "RAW_DATA"}, {133, "VERSION"}};
+        const sp<Proxy> bare = unbound(Side::make);
         for (const auto& operation : operations) {
-            const std::string name = operation.name;
-            SCOPED_TRACE(name + " " + operation.request);
-            const auto check = [&](Proxy& proxy, const std::string& answer, int result,
-                                   const std::string& line, bool sends = true) {
-                framework.answer(answer);
-                framework.takeEvents();
-                log.take();
-                EXPECT_EQ(operation.call(proxy), result);
-                EXPECT_EQ(framework.requests(), sends ? Lines{operation.request} : Lines());
-                Lines lines = line.empty() ? Lines() : Lines{"E/" + tag + ": " + line};
-                // One writes no trace.
-                if (name != "cookTouchEvent") lines = traced(tag, name, {lines});
-                EXPECT_EQ(log.take(tag), lines);
-            };
+            SCOPED_TRACE(operation.name + (" " + operation.request));
             if (operation.request.empty()) {
-                check(bound, reply(129), 1, "illegal parameter!\n", false);
-                check(unbound, reply(129), 1, "illegal parameter!\n", false);
+                for (const sp<Proxy>& callee : {proxy, bare})
+                    check(operation, callee, reply(129), 1, "illegal parameter!\n", false);
                 continue;
             }
-            check(bound, reply(operation.reply), 0, "");
-            check(bound, reply(operation.reply, 77), operation.refused, operation.refusedLine);
+            check(operation, proxy, reply(operation.reply), 0);
+            check(operation, proxy, reply(operation.reply, 77), operation.refused,
+                  operation.refusedLine);
             for (const auto& row : kNames) {
-                const std::string code = std::to_string(row.first);
                 if (row.first == operation.reply) continue;
-                check(bound, reply(row.first), 1,
+                check(operation, proxy, reply(row.first), 1,
                       "reply  type error target :MVServiceReply::" + kNames.at(operation.reply) +
-                          " curr: " + code + " \n");
+                          " curr: " + std::to_string(row.first) + " \n");
             }
-            check(bound, "", 1, "reply is null return\n");
-            check(unbound, reply(operation.reply), 1, "mServiceClient is null return\n", false);
+            check(operation, proxy, "", 1, "reply is null return\n");
+            check(operation, bare, reply(operation.reply), 1, "mServiceClient is null return\n",
+                  false);
         }
     }
 
     // Calls an operation that answers with bytes, and checks that it hands out the two of reply()
     // and their number or, failing, leaves both alone. The manager clears the number as it sends.
-    template <typename Proxy, typename Cook, typename... Arguments>
-    int checkBytes(Proxy& proxy, Cook cook, Arguments... arguments) {
-        unsigned char untouched = 0;
-        unsigned char* out = &untouched;
-        int length = kUntouched;
-        const int result = (proxy.*cook)(arguments..., &out, &length);
-        const bool cleared = std::is_same_v<Proxy, MirvoManager> && !framework.requests().empty();
-        EXPECT_EQ(length, result != 1 ? 2 : cleared ? 0 : kUntouched);
-        EXPECT_EQ(out == &untouched, result == 1);
-        if (out == &untouched) return result;
-        EXPECT_EQ(testing_support::bufferText(out, 2), "{0a 0b}");
-        delete[] out;
-        return result;
+    template <typename... Parameters, typename... Arguments>
+    auto checkBytes(int (Proxy::*cook)(Parameters...), Arguments... arguments) {
+        return [=](Proxy& callee) {
+            unsigned char untouched = 0;
+            unsigned char* out = &untouched;
+            int length = kUntouched;
+            const int result = (callee.*cook)(arguments..., &out, &length);
+            const bool cleared =
+                std::is_same_v<Proxy, MirvoManager> && !framework.requests().empty();
+            EXPECT_EQ(length, result != 1 ? 2 : cleared ? 0 : kUntouched);
+            EXPECT_EQ(out == &untouched, result == 1);
+            if (out == &untouched) return result;
+            EXPECT_EQ(testing_support::bufferText(out, 2), "{0a 0b}");
+            delete[] out;
+            return result;
+        };
     }
 
     // Delivers to the client that was bound first, and answers what came of it.
@@ -214,21 +214,29 @@ protected:
         return made;
     }
 
-    FakeFramework framework;
-    testing_support::LogCapture log;
-};
-
-// With a proxy, whose client is 0.
-template <typename Side>
-class SideTest : public ProxyTest {
-protected:
-    using Proxy = typename Side::Proxy;
-    using Notifier = typename Side::Notifier;
-
     sp<Notifier> notifier() { return new Notifier(framework); }
 
+    FakeFramework framework;
+    testing_support::LogCapture log;
     const std::string tag = Side::kTag;
+    // Its client is 0.
     sp<Proxy> proxy = Side::make();
+
+private:
+    void check(const Operation<Proxy>& operation, const sp<Proxy>& callee,
+               const std::string& answer, int result, const std::string& line = "",
+               bool sends = true) {
+        framework.answer(answer);
+        framework.takeEvents();
+        log.take();
+        EXPECT_EQ(operation.call(*callee), result);
+        EXPECT_EQ(framework.requests(), sends ? Lines{operation.request} : Lines());
+        Lines lines = line.empty() ? Lines() : Lines{"E/" + tag + ": " + line};
+        // One writes no trace.
+        if (operation.name != std::string("cookTouchEvent"))
+            lines = traced(tag, operation.name, {lines});
+        EXPECT_EQ(log.take(tag), lines);
+    }
 };
 
 }  // namespace accessory

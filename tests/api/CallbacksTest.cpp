@@ -2,7 +2,6 @@
 #include <thread>
 #include <utility>
 
-#include "api/ZRMirvoNotifier.h"
 #include "tests/api/Facade.h"
 
 namespace zrmirvo {
@@ -89,18 +88,9 @@ TEST_F(CallbacksTest, receiveEveryEventInTheOrderOfRegistration) {
         mInstance->UnregisterCallback(&second);
     }
     expectRows({"1", "3"});
-}
-
-TEST_F(CallbacksTest, areToldOfAnErrorWithoutItsCode) {
-    const android::sp<ZRMirvoManagerNotifier> notifier = new ZRMirvoManagerNotifier;
-    Callback first(recorder("1")), second(recorder("2"));
-    notifier->setCallbackObject(&first);
-    notifier->setCallbackObject(&second);
-    mLog.take();
-    notifier->error(5);
-    notifier->videoEstablished(kAccessory);
-    EXPECT_EQ(mLog.take(), traced("ZRMirvo", "error", {{"I/ZRMirvo: errorCode=5\n"}}));
-    EXPECT_EQ(calls(), (Lines{"1 onError", "2 onError"}));
+    deliver(kManagerClient, kServiceLost);
+    EXPECT_EQ(calls(), (Lines{"1 onError", "3 onError"}));
+    EXPECT_EQ(lines(), Lines{"I/ZRMirvo: errorCode=1\n"});
 }
 
 TEST_F(CallbacksTest, areNotToldOfDeviceErrors) {

@@ -2,6 +2,8 @@
 
 #include <memory>
 #include <regex>
+#include <tuple>
+#include <type_traits>
 
 namespace zrmirvo {
 namespace {
@@ -18,6 +20,32 @@ int listIds(ZRMirvoManager& manager) {
     return count == 0 || count == 99 ? result : -1;
 }
 
+using Run = std::function<int(ZRMirvoManager&, ZRMirvo&)>;
+
+// The call of an operation, of the manager or an instance, with these arguments.
+template <typename Target, typename Result, typename... Parameters, typename... Arguments>
+Run with(Result (Target::*operation)(Parameters...), Arguments... arguments) {
+    return [=](ZRMirvoManager& manager, ZRMirvo& instance) {
+        auto& target = std::get<Target&>(std::tie(manager, instance));
+        if constexpr (std::is_void_v<Result>) {
+            return (target.*operation)(arguments...), 0;
+        } else {
+            return (target.*operation)(arguments...);
+        }
+    };
+}
+
+// The same for one that hands out bytes besides.
+template <typename Operation, typename... Arguments>
+Run cooking(Operation operation, Arguments... arguments) {
+    return [=](ZRMirvoManager& manager, ZRMirvo& instance) {
+        return cook([&](char** out, int* length) {
+            return with(operation, arguments..., out, length)(manager, instance);
+        });
+    };
+}
+
+unsigned char kData[] = {10, 11, 12};
 const unsigned int kX[] = {11, 12};
 const unsigned int kY[] = {21, 22};
 const unsigned int kZ[] = {31, 32};
@@ -46,56 +74,32 @@ using M = ZRMirvoManager;
 using I = ZRMirvo;
 
 const std::vector<Operation> kOperations = {
-    {"startup", R"(131: 1, -1, -1L, ".", 0)", [](M& m, I&) { return m.startup(); }},
-    {"shutdown", R"(131: 2, -1, -1L, ".", 0)", [](M& m, I&) { return m.shutdown(); }},
-    {"disconnect", R"(131: 3, -1, -1L, "usb", 0)", [](M& m, I&) { return m.disconnect("usb"), 0; },
-     129, 0},
-    {"setConfigFile", R"(131: 4, -1, -1L, "/etc/mirvo", 0)",
-     [](M& m, I&) { return m.setConfigFile("/etc/mirvo"); }},
+    {"startup", with(&M::startup), R"(131: 1, -1, -1L, ".", 0)"},
+    {"shutdown", with(&M::shutdown), R"(131: 2, -1, -1L, ".", 0)"},
+    {"disconnect", with(&M::disconnect, "usb"), R"(131: 3, -1, -1L, "usb", 0)", 129, 0},
+    {"setConfigFile", with(&M::setConfigFile, "/etc/mirvo"), R"(131: 4, -1, -1L, "/etc/mirvo", 0)"},
     // No text may be longer.
-    {"setBluetoothConfig", R"(131: 5, -3, -1L, "bbbbbbbbbbbbbbbbbbbbbbbbbbbbbbb", 0)",
-     [](M& m, I&) { return m.setBluetoothConfig(std::string(31, 'b').c_str(), -3); }},
-    {"getIds", R"(131: 7, -1, -1L, ".", 0)", [](M& m, I&) { return listIds(m); }, 130, 0},
-    {"getHidDescriptor", R"(131: 8, -1, -1L, ".", 0)",
-     [](M& m, I&) { return cook([&](auto... out) { return m.getHidDescriptor(out...); }); }, 131,
-     0},
-    {"connect", R"(131: 9, -1, -1L, "usb", 0)", [](M& m, I&) { return m.connect("usb"), 0; }, 129,
-     0},
-    {"sendTouchEvent", "135: 7, 1, -1L, 2, 1, 4, 11, 21, 31, 12, 22, 32",
-     [](M&, I& i) { return i.sendTouchEvent(~0ULL, 2, kX, kY, kZ, 0, 4); }},
-    {"sendKeyEvent", R"(134: 7, 2, 5, -1L, ".", 1)",
-     [](M&, I& i) { return i.sendKeyEvent(24, true); }},
-    {"sendCalibrateEvent", R"(134: 7, 3, -1, -1L, ".", 0)",
-     [](M&, I& i) { return i.sendCalibrateEvent(); }},
-    {"cookTouchEvent", "135: 7, 2, 5L, 1, 3, -4, 11, 21, 31",
-     [](M&, I& i) {
-         return cook(
-             [&](auto... out) { return i.cookTouchEvent(5, 1, kX, kY, kZ, 2, -4, out...); });
-     },
-     131},
-    {"cookKeyEvent", R"(134: 7, 5, 3, -1L, ".", 0)",
-     [](M&, I& i) {
-         return cook([&](auto... out) { return i.cookKeyEvent(1000, false, out...); });
-     },
-     131},
-    {"cookCalibrateEvent", R"(134: 7, 6, -1, -1L, ".", 0)",
-     [](M&, I& i) { return cook([&](auto... out) { return i.cookCalibrateEvent(out...); }); }, 131},
-    {"sendForceLandscape", R"(134: 7, 8, -1, -1L, ".", 1)",
-     [](M&, I& i) { return i.sendForceLandscape(true); }},
-    {"sendVideoFocus", R"(134: 7, 4, 2, -1L, ".", 1)",
-     [](M&, I& i) { return i.sendVideoFocus(2, true); }},
-    {"sendOnReadyForPairing", R"(134: 7, 7, -1, -1L, ".", 1)",
-     [](M&, I& i) { return i.sendOnReadyForPairing(true); }},
-    {"sendTimeDateInquiry", R"(134: 7, 9, -1, -1L, ".", 0)",
-     [](M&, I& i) { return i.sendTimeDateInquiry(); }},
-    {"sendDisplayConfiguration", "137: 7, 0, 1, 2, 3, 4, 5",
-     [](M&, I& i) { return i.sendDisplayConfiguration(1, 2, 3, 4, 5); }},
-    {"setFeature", "136: 7, 1, 6, 3, {0a 0b 0c}",
-     [](M&, I& i) {
-         unsigned char data[] = {10, 11, 12};
-         return i.setFeature(6, data, 3);
-     },
-     131},
+    {"setBluetoothConfig", with(&M::setBluetoothConfig, "bbbbbbbbbbbbbbbbbbbbbbbbbbbbbbb", -3),
+     R"(131: 5, -3, -1L, "bbbbbbbbbbbbbbbbbbbbbbbbbbbbbbb", 0)"},
+    {"getIds", [](M& m, I&) { return listIds(m); }, R"(131: 7, -1, -1L, ".", 0)", 130, 0},
+    {"getHidDescriptor", cooking(&M::getHidDescriptor), R"(131: 8, -1, -1L, ".", 0)", 131, 0},
+    {"connect", with(&M::connect, "usb"), R"(131: 9, -1, -1L, "usb", 0)", 129, 0},
+    {"sendTouchEvent", with(&I::sendTouchEvent, ~0ULL, 2, kX, kY, kZ, 0, 4),
+     "135: 7, 1, -1L, 2, 1, 4, 11, 21, 31, 12, 22, 32"},
+    {"sendKeyEvent", with(&I::sendKeyEvent, 24, true), R"(134: 7, 2, 5, -1L, ".", 1)"},
+    {"sendCalibrateEvent", with(&I::sendCalibrateEvent), R"(134: 7, 3, -1, -1L, ".", 0)"},
+    {"cookTouchEvent", cooking(&I::cookTouchEvent, 5, 1, kX, kY, kZ, 2, -4),
+     "135: 7, 2, 5L, 1, 3, -4, 11, 21, 31", 131},
+    {"cookKeyEvent", cooking(&I::cookKeyEvent, 1000, false), R"(134: 7, 5, 3, -1L, ".", 0)", 131},
+    {"cookCalibrateEvent", cooking(&I::cookCalibrateEvent), R"(134: 7, 6, -1, -1L, ".", 0)", 131},
+    {"sendForceLandscape", with(&I::sendForceLandscape, true), R"(134: 7, 8, -1, -1L, ".", 1)"},
+    {"sendVideoFocus", with(&I::sendVideoFocus, 2, true), R"(134: 7, 4, 2, -1L, ".", 1)"},
+    {"sendOnReadyForPairing", with(&I::sendOnReadyForPairing, true),
+     R"(134: 7, 7, -1, -1L, ".", 1)"},
+    {"sendTimeDateInquiry", with(&I::sendTimeDateInquiry), R"(134: 7, 9, -1, -1L, ".", 0)"},
+    {"sendDisplayConfiguration", with(&I::sendDisplayConfiguration, 1, 2, 3, 4, 5),
+     "137: 7, 0, 1, 2, 3, 4, 5"},
+    {"setFeature", with(&I::setFeature, 6, kData, 3), "136: 7, 1, 6, 3, {0a 0b 0c}", 131},
 };
 
 void FacadeTest::obtain() {

@@ -98,8 +98,8 @@ struct Operation {
     bool ofManager() const { return std::string(request).rfind("131:", 0) == 0; }
 
     const char* name;
-    const char* request;
     std::function<int(ZRMirvoManager& manager, ZRMirvo& instance)> call;
+    const char* request;
     int replyType = 129;
     int refused = 5;
 };

@@ -23,17 +23,14 @@ constexpr int kApplications = 2;
 // Keeps the application's only duty: that nobody begins an operation of a manager that has been
 // released. Whoever uses the manager holds the lock shared; whoever releases it holds it alone.
 // A callback only tries to take it, since it must not wait for a thread that may wait for it.
-class StormTest : public testing::TestWithParam<bool> {
+class StormTest : public FacadeTest, public testing::WithParamInterface<bool> {
 protected:
-    StormTest() { mFramework.onRequest(healthyService); }
-
     // Whether callbacks release managers too. What they leave behind may still be running, so the
     // callbacks of that storm live until its end.
     bool releasesInside() const { return GetParam(); }
 
     void replaceManager() {
-        ZRMirvoManager* const old = std::exchange(mManager, nullptr);
-        if (old != nullptr) ZRMirvoManager::ReleaseInstance(old);
+        release();
         mManager = ZRMirvoManager::GetInstance("3.6");
     }
 
@@ -106,10 +103,7 @@ protected:
         }
     }
 
-    testing_support::FakeFramework mFramework;
-    testing_support::LogCapture mLog;
     std::shared_mutex mLock;
-    ZRMirvoManager* mManager = nullptr;
     std::atomic<bool> mOver{false};
     std::atomic<int> mCalls{0};
     // Begun by the applications, and to be begun before the next manager.
@@ -120,7 +114,7 @@ protected:
 };
 
 TEST_P(StormTest, isWeathered) {
-    mManager = ZRMirvoManager::GetInstance("3.6");
+    replaceManager();
     {
         Task deliverers[] = {Task([&] { deliverer(1); }), Task([&] { deliverer(2); }),
                              Task([&] { deliverer(3); })};
@@ -130,7 +124,7 @@ TEST_P(StormTest, isWeathered) {
         }
         mOver = true;
     }
-    ZRMirvoManager::ReleaseInstance(mManager);
+    release();
     EXPECT_EQ(mFramework.liveClients(), 0u);
     EXPECT_GT(mCalls, kManagers / 10);
 }
