@@ -3,6 +3,7 @@
 #include <atomic>
 #include <mutex>
 #include <random>
+#include <thread>
 #include <utility>
 
 #include "tests/accessory/ProxyTest.h"
@@ -34,8 +35,6 @@ void operate(MirvoManager& manager) {
     const int result = manager.getIds(ids, &count);
     EXPECT_EQ(count, result == 0 ? 2 : 0);
     EXPECT_EQ(ids[1], result == 0 ? 12 : 0);
-    const sp<Mirvo> handle = manager.getMirvo(7);
-    EXPECT_TRUE(handle == nullptr || handle->sendCalibrateEvent() == 0);
 }
 
 void operate(Mirvo& handle) {
@@ -67,10 +66,17 @@ protected:
 
     // The last reference to the one before goes here, or on a thread that still works with it.
     void make() {
-        for (size_t i = 0; i < 200 || (gCalls < 200 && i < 20000); ++i) {
+        for (size_t i = 0; i < 200; ++i) {
             sp<Proxy> proxy = Side::make();
-            const std::lock_guard guard(mLock);
-            std::swap(mProxies[i % mProxies.size()], proxy);
+            EXPECT_EQ(proxy->setNotifier(notifier()), 0);
+            {
+                const std::lock_guard guard(mLock);
+                std::swap(mProxies[i % mProxies.size()], proxy);
+            }
+            // Gives the deliveries a chance.
+            const int calls = gCalls;
+            for (int n = 0; n < 1000 && gCalls == calls; ++n)
+                std::this_thread::yield();
         }
         --mMaking;
     }
@@ -116,7 +122,7 @@ TYPED_TEST(StormTest, IsWeathered) {
     this->mProxies = {};
     EXPECT_EQ(this->mFramework.liveClients(), 0u);
     EXPECT_EQ(gNotifiers, 0);
-    EXPECT_GT(gCalls, 0);
+    EXPECT_GT(gCalls, 20);
 }
 
 }  // namespace
