@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <functional>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -64,51 +66,29 @@ TEST(Content, givesItsPieces) {
     EXPECT_EQ(pieces[0].iov_base, block.data() + 1);
 }
 
-// Parts that come one after the other.
+// What comes later, two bytes at a time.
 class Parts final : public ContentRest {
 public:
-    explicit Parts(std::vector<std::vector<uint8_t>> parts) : mParts(std::move(parts)) {}
-    size_t missing() const override {
-        size_t bytes = 0;
-        for (size_t i = mNext; i < mParts.size(); ++i)
-            bytes += mParts[i].size();
-        return bytes;
-    }
-    size_t nextPart() const override { return mNext < mParts.size() ? mParts[mNext].size() : 0; }
+    explicit Parts(std::vector<uint8_t> bytes) : mBytes(std::move(bytes)) {}
+    size_t missing() const override { return mBytes.size() - mNext; }
+    size_t nextPart() const override { return std::min<size_t>(missing(), 2); }
     bool receivePart(uint8_t* dest) override {
-        if (mBroken) return false;
-        std::copy(mParts[mNext].begin(), mParts[mNext].end(), dest);
-        ++mNext;
-        return true;
+        const size_t size = nextPart();
+        const uint8_t* part = bufferPart();
+        if (part != nullptr) std::copy_n(part, size, dest);
+        return part != nullptr;
     }
-    const uint8_t* bufferPart() override { return mBroken ? nullptr : mParts[mNext++].data(); }
+    const uint8_t* bufferPart() override {
+        const size_t at = std::exchange(mNext, mNext + nextPart());
+        return mBroken ? nullptr : &mBytes[at];
+    }
 
     bool mBroken = false;
 
 private:
-    std::vector<std::vector<uint8_t>> mParts;
+    const std::vector<uint8_t> mBytes;
     size_t mNext = 0;
 };
-
-TEST(Content, readsOverItsParts) {
-    const uint8_t first[] = {9, 0, 0};
-    Parts rest({{0, 'a', 'b'}, {'c', 'd'}, {0, 1, 2}, {3, 4}, {5, 6, 0}});
-    const sp<ReadContent> reader = new ReadContent;
-    reader->reset(first, sizeof(first), &rest);
-    EXPECT_EQ(reader->readInt32(), 9);
-    EXPECT_STREQ(reader->readCString(), "abcd");
-    uint8_t block[5];
-    EXPECT_EQ(reader->readBuffer(block, sizeof(block)), 0);
-    EXPECT_EQ(std::vector<uint8_t>(block, block + 5), (std::vector<uint8_t>{1, 2, 3, 4, 5}));
-    EXPECT_NE(reader->readBuffer(block, 3), 0);
-    EXPECT_EQ(reader->readCString(), nullptr);
-
-    Parts broken({{1, 1, 1, 1}});
-    broken.mBroken = true;
-    reader->reset(first, sizeof(first), &broken);
-    EXPECT_EQ(reader->readInt32(), 0);
-    EXPECT_EQ(reader->readCString(), nullptr);
-}
 
 TEST(Content, endsAtTheLimit) {
     const sp<WriteContent> content = new WriteContent;
@@ -124,31 +104,48 @@ TEST(Content, endsAtTheLimit) {
     EXPECT_EQ(content->writeInt32(1), 0);
 }
 
-// What is left after some bytes, read in every way.
-TEST(Content, answersNothingPastItsEnd) {
-    const uint8_t bytes[] = {'a', 0, 'b', 'c', 1, 1, 1, 1, 1};
+bool readsOnes(ReadContent& content, size_t count) {
+    std::vector<uint8_t> bytes(count);
+    return content.readBuffer(bytes.data(), static_cast<int64_t>(count)) == 0 &&
+           bytes == std::vector<uint8_t>(count, 1);
+}
+
+bool readsText(ReadContent& content, const std::string& expected) {
+    const char* text = content.readCString();
+    return text != nullptr && text == expected;
+}
+
+// Some bytes, read in every way, wherever they break off and a second part begins.
+TEST(Content, readsItsPartsAndNothingPastItsEnd) {
+    const uint8_t bytes[] = {'a', 0, 'b', 'c', 'd', 0, 1, 1, 1};
     const struct {
         size_t size;
         std::function<bool(ReadContent&)> read;
     } rows[] = {
-        {0, [](ReadContent& c) { return c.readInt32() == 0; }},
-        {3, [](ReadContent& c) { return c.readInt32() == 0; }},
-        {7, [](ReadContent& c) { return c.readInt64() == 0; }},
-        {0, [](ReadContent& c) { return c.readCString() == nullptr; }},
-        {1, [](ReadContent& c) { return c.readCString() == nullptr; }},
-        {4, [](ReadContent& c) { return c.readCString()[0] == 'a' && !c.readCString(); }},
+        {9, [](auto& c) { return readsText(c, "a") && readsText(c, "bcd") && readsOnes(c, 3); }},
+        {9, [](auto& c) { return c.readInt32() == 0x63620061 && c.readInt32() == 0x01010064; }},
+        {0, [](auto& c) { return c.readInt32() == 0; }},
+        {3, [](auto& c) { return c.readInt32() == 0; }},
+        {7, [](auto& c) { return c.readInt64() == 0; }},
+        {0, [](auto& c) { return c.readCString() == nullptr; }},
+        {1, [](auto& c) { return c.readCString() == nullptr; }},
+        {4, [](auto& c) { return readsText(c, "a") && !c.readCString(); }},
         // Once past the end, always past the end.
-        {5, [](ReadContent& c) { return c.readInt64() == 0 && c.readInt32() == 0; }},
-        {2, [](ReadContent& c) { return c.readInt32() == 0 && !c.readCString(); }},
-        {9, [](ReadContent& c) { return c.readInt64() != 0 && c.readInt32() == 0; }},
-        {4, [](ReadContent& c) { return c.readBuffer(nullptr, 1) != 0 && c.readInt32() != 0; }},
+        {5, [](auto& c) { return c.readInt64() == 0 && c.readInt32() == 0; }},
+        {5, [](auto& c) { return readsText(c, "a") && !readsOnes(c, 4) && !c.readCString(); }},
+        {2, [](auto& c) { return c.readInt32() == 0 && !c.readCString(); }},
+        {9, [](auto& c) { return c.readInt64() != 0 && c.readInt32() == 0; }},
+        {4, [](auto& c) { return c.readBuffer(nullptr, 1) != 0 && c.readInt32() != 0; }},
     };
     for (const auto& row : rows) {
-        // Exactly so many bytes, so that a sanitizer sees a read beyond.
-        const std::vector<uint8_t> content(bytes, bytes + row.size);
-        const sp<ReadContent> reader = new ReadContent;
-        reader->reset(content.data(), content.size());
-        EXPECT_TRUE(row.read(*reader)) << &row - rows;
+        for (size_t first = 0; first <= row.size; ++first) {
+            // Exactly so many bytes, so that a sanitizer sees a read beyond.
+            const std::vector<uint8_t> content(bytes, bytes + first);
+            Parts rest({bytes + first, bytes + row.size});
+            const sp<ReadContent> reader = new ReadContent;
+            reader->reset(content.data(), first, first == row.size ? nullptr : &rest);
+            EXPECT_TRUE(row.read(*reader)) << &row - rows << ", part at " << first;
+        }
     }
     for (const int64_t length : {int64_t{-1}, int64_t{4}, INT64_MAX}) {
         uint8_t kept[4] = {9, 9, 9, 9};
@@ -157,6 +154,12 @@ TEST(Content, answersNothingPastItsEnd) {
         EXPECT_NE(reader->readBuffer(kept, length), 0);
         EXPECT_EQ(std::vector<uint8_t>(kept, kept + 4), std::vector<uint8_t>(4, 9));
     }
+    Parts broken({1, 1, 1, 1});
+    broken.mBroken = true;
+    const sp<ReadContent> reader = new ReadContent;
+    reader->reset(bytes, 3, &broken);
+    EXPECT_EQ(reader->readInt32(), 0);
+    EXPECT_EQ(reader->readCString(), nullptr);
 }
 
 }  // namespace

@@ -33,6 +33,13 @@ int64_t processorMilliseconds(pid_t process) {
     return int64_t{time.tv_sec} * 1000 + time.tv_nsec / 1'000'000;
 }
 
+// Listens with a new recorder.
+sp<Recorder> record(const sp<ServiceClient>& client, const std::function<void()>& during = {}) {
+    const sp<Recorder> recorder = new Recorder(during);
+    EXPECT_EQ(listen(client, recorder), 0);
+    return recorder;
+}
+
 class ServiceTest : public testing::Test {
 protected:
     ServiceTest() { android::ProcessState::self()->startThreadPool(); }
@@ -83,10 +90,8 @@ TEST_F(ServiceTest, servesTwoThreadsOfOneClientAtOnce) {
 TEST_F(ServiceTest, deliversEveryNotificationInOrder) {
     constexpr size_t kCount = 100'000;
     const sp<ServiceClient> client = bind();
-    const sp<Recorder> recorder = new Recorder;
-    const sp<Recorder> another = new Recorder;
-    ASSERT_EQ(listen(client, recorder), 0);
-    ASSERT_EQ(listen(client, another), 0);
+    const sp<Recorder> recorder = record(client);
+    const sp<Recorder> another = record(client);
     ASSERT_EQ(listen(client, another), 0);  // once is enough
     ASSERT_EQ(ask(client, kNotifyMany, kCount), kNotifyMany);
     EXPECT_EQ(recorder->await(kCount), upTo(kCount));
@@ -102,8 +107,7 @@ TEST_F(ServiceTest, deliversEveryNotificationInOrder) {
 
 TEST_F(ServiceTest, failsAtOnceAfterTheServiceWasKilled) {
     const sp<ServiceClient> client = bind();
-    const sp<Recorder> recorder = new Recorder;
-    ASSERT_EQ(listen(client, recorder), 0);
+    const sp<Recorder> recorder = record(client);
     ASSERT_EQ(ask(client, kNotifyMany, 1), kNotifyMany);
     ASSERT_EQ(recorder->await(1), upTo(1));
     mService.kill();
@@ -184,12 +188,10 @@ TEST_F(ServiceTest, deliversToOthersWhileCallbacksBlock) {
     std::vector<sp<Recorder>> blocked;
     for (int i = 0; i < 8; ++i) {
         clients.push_back(bind());
-        blocked.push_back(new Recorder([done] { EXPECT_TRUE(done->wait()); }));
-        ASSERT_EQ(listen(clients.back(), blocked.back()), 0);
+        blocked.push_back(record(clients.back(), [done] { EXPECT_TRUE(done->wait()); }));
     }
     const sp<ServiceClient> client = bind();
-    const sp<Recorder> recorder = new Recorder;
-    ASSERT_EQ(listen(client, recorder), 0);
+    const sp<Recorder> recorder = record(client);
     ASSERT_EQ(ask(client, kNotifyMany, 10), kNotifyMany);
     EXPECT_EQ(recorder->await(10), upTo(10));
     for (const auto& each : blocked) {
@@ -234,8 +236,7 @@ TEST_F(ServiceTest, startsNoDeliveryAfterTheListenerHasGone) {
             EXPECT_EQ(recorder->await(1), upTo(1));
             if (how == How::kRelease) continue;
             // The client goes on, and may listen again.
-            const sp<Recorder> next = new Recorder;
-            ASSERT_EQ(listen(client, next), 0);
+            const sp<Recorder> next = record(client);
             ASSERT_EQ(ask(client, kNotifyMany, 3), kNotifyMany);
             EXPECT_EQ(next->await(3), upTo(3));
         }
@@ -244,10 +245,9 @@ TEST_F(ServiceTest, startsNoDeliveryAfterTheListenerHasGone) {
 
 TEST_F(ServiceTest, skipsAListenerThatAnotherHasRemoved) {
     const sp<ServiceClient> client = bind();
-    const sp<Recorder> removed = new Recorder;
-    const sp<Recorder> removing = new Recorder([&] { unlisten(client, removed); });
-    ASSERT_EQ(listen(client, removing), 0);
-    ASSERT_EQ(listen(client, removed), 0);
+    sp<Recorder> removed;
+    const sp<Recorder> removing = record(client, [&] { unlisten(client, removed); });
+    removed = record(client);
     ASSERT_EQ(ask(client, kNotifyMany, 3), kNotifyMany);
     EXPECT_EQ(removing->await(3), upTo(3));
     EXPECT_TRUE(removed->await(0).empty());
@@ -279,7 +279,7 @@ TEST_F(ServiceTest, copesWithoutFileDescriptors) {
     EXPECT_NE(listening, 0);
 
     const sp<ServiceClient> control = bind();
-    ASSERT_EQ(ask(control, kTakeDescriptors), kTakeDescriptors);
+    ASSERT_EQ(ask(control, kLimitDescriptors, 0), kLimitDescriptors);
     // The service may be waiting for the next client with a descriptor that it already has.
     ask(bind(), kEcho);
     const sp<ServiceClient> waiting = bind();
@@ -287,7 +287,7 @@ TEST_F(ServiceTest, copesWithoutFileDescriptors) {
     const int64_t start = processorMilliseconds(mService.pid());
     EXPECT_EQ(ask(waiting, kEcho), kNone);
     EXPECT_LT(processorMilliseconds(mService.pid()) - start, 30);
-    ASSERT_EQ(ask(control, kGiveDescriptors), kGiveDescriptors);
+    ASSERT_EQ(ask(control, kLimitDescriptors, 256), kLimitDescriptors);
     setTimeout("60000");
     EXPECT_EQ(ask(bind(), kEcho), kEcho);
     EXPECT_EQ(ask(waiting, kEcho), kEcho);

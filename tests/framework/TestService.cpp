@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <map>
 #include <utility>
 
 #include "protocol/ProcessState.h"
@@ -53,6 +54,9 @@ public:
     bool start() { return mHost.start(); }
 
 private:
+    using Act = void (*)(TestService& self, const TestItem& item, TestReply& reply);
+    static const std::map<int32_t, Act> kActs;
+
     sp<ServiceReply> handle(const TestItem& item);
     void notify(int32_t number, const std::vector<uint8_t>& bytes = {}, int32_t type = kTestType);
     void meet();
@@ -80,44 +84,32 @@ void TestService::meet() {
     }
 }
 
+const std::map<int32_t, TestService::Act> TestService::kActs = {
+    {kUnknownReply, [](auto&, auto&, auto&) {}},
+    {kMeet, [](auto& self, auto&, auto&) { self.meet(); }},
+    {kHugeReply, [](auto&, auto&, auto& reply) { reply.bytes.resize(17u << 20); }},
+    {kNotifyMany,
+     [](auto& self, auto& item, auto&) {
+         for (size_t i = 0; i < item.bytes.size(); ++i)
+             self.notify(static_cast<int32_t>(i));
+     }},
+    {kNotifyLarge, [](auto& self, auto& item, auto&) { self.notify(item.number, item.bytes); }},
+    {kNotifyUnknown, [](auto& self, auto&, auto&) { self.notify(0, {}, kUnknownType); }},
+    {kCountRequests, [](auto& self, auto&, auto& reply) { reply.number = self.mEchoes; }},
+    {kLimitDescriptors, [](auto&, auto& item, auto&) { limitDescriptors(item.bytes.size()); }},
+};
+
 sp<ServiceReply> TestService::handle(const TestItem& item) {
+    if (item.number == kSilence) return nullptr;
     const sp<TestReply> reply =
         new TestReply(item.number == kUnknownReply ? kUnknownType : kTestType);
     reply->number = item.number;
-    switch (item.number) {
-        case kSilence:
-            return nullptr;
-        case kUnknownReply:
-            break;
-        case kMeet:
-            meet();
-            break;
-        case kHugeReply:
-            reply->bytes.resize(17u << 20);
-            break;
-        case kNotifyMany:
-            for (size_t i = 0; i < item.bytes.size(); ++i) {
-                notify(static_cast<int32_t>(i));
-            }
-            break;
-        case kNotifyLarge:
-            notify(item.number, item.bytes);
-            break;
-        case kNotifyUnknown:
-            notify(0, {}, kUnknownType);
-            break;
-        case kCountRequests:
-            reply->number = mEchoes;
-            break;
-        case kTakeDescriptors:
-            limitDescriptors(0);
-            break;
-        case kGiveDescriptors:
-            limitDescriptors(256);
-            break;
-        default:
-            ++mEchoes;
-            reply->bytes = item.bytes;
+    const auto act = kActs.find(item.number);
+    if (act != kActs.end()) {
+        act->second(*this, item, *reply);
+    } else {
+        ++mEchoes;
+        reply->bytes = item.bytes;
     }
     return reply;
 }

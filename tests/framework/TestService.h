@@ -48,10 +48,9 @@ enum Command : int32_t {
     kNotifyMany,  // as many as the item has bytes, numbered from 0
     kNotifyLarge,
     kNotifyUnknown,
-    kCountRequests,    // replies with the number of echoes so far
-    kTakeDescriptors,  // leaves the service no file descriptor
-    kGiveDescriptors,
-    kEcho = 1000,  // and whatever is larger: a reply with the same content
+    kCountRequests,     // replies with the number of echoes so far
+    kLimitDescriptors,  // lets the service have as many as the item has bytes
+    kEcho = 1000,       // and whatever is larger: a reply with the same content
 };
 
 class TestInfo final : public ServiceInfo {

@@ -83,6 +83,12 @@ void sendTo(const UniqueFd& fd, const Bytes& datagram) {
               static_cast<ssize_t>(datagram.size()));
 }
 
+void sendAll(const UniqueFd& fd, const std::vector<Bytes>& datagrams) {
+    for (const Bytes& datagram : datagrams) {
+        sendTo(fd, datagram);
+    }
+}
+
 // Empty when the other side has closed.
 Bytes receiveFrom(const UniqueFd& fd) {
     Bytes bytes(kMaxDatagram);
@@ -162,9 +168,7 @@ TEST_F(WireTest, hostClosesAConnectionOnNonsense) {
         Pair bad = makePair();
         ASSERT_TRUE(host.adopt(good.own.release()));
         ASSERT_TRUE(host.adopt(bad.own.release()));
-        for (const Bytes& datagram : row.datagrams) {
-            sendTo(bad.peer, datagram);
-        }
+        sendAll(bad.peer, row.datagrams);
         Bytes answer = receiveFrom(bad.peer);
         if (!answer.empty()) {
             EXPECT_EQ(answer, frame(FrameKind::kListening, 0, 0, 0, 0, 0)) << row.what;
@@ -185,9 +189,7 @@ TEST_F(WireTest, clientClosesAConnectionOnNonsense) {
         Pair good = makePair();
         Pair bad = makePair();
         ASSERT_TRUE(host.adopt(good.own.release()));
-        for (const Bytes& datagram : row.datagrams) {
-            sendTo(bad.peer, datagram);
-        }
+        sendAll(bad.peer, row.datagrams);
         const auto client = clientOf(std::move(bad.own), std::move(good.peer));
         EXPECT_EQ(ask(client, 5), kNone) << row.what;
         EXPECT_EQ(mLog.take("ServiceFramework").size(), 1u) << row.what;
@@ -200,17 +202,14 @@ TEST_F(WireTest, clientClosesAConnectionOnNonsense) {
 TEST_F(WireTest, clientSkipsAnswersToEarlierRequests) {
     const Bytes number = {5, 0, 0, 0};
     const Bytes empty = {0, 0, 0, 0};
-    const Bytes stale[] = {
-        frame(FrameKind::kReply, 0, 8),
-        frame(FrameKind::kReply, 0xffffffff, kTwoParts) /* and its other part */,
-        frame(FrameKind::kReply, 0xffffffff, kTwoParts, kMaxPart),
-        frame(FrameKind::kNoReply, 0, 0),
-    };
     Pair pair = makePair();
-    for (const Bytes& datagram : stale) {
-        sendTo(pair.peer, datagram);
-    }
-    sendTo(pair.peer, frame(FrameKind::kReply, 1, 8, 0, 0) + number + empty);
+    sendAll(pair.peer, {
+                           frame(FrameKind::kReply, 0, 8),
+                           frame(FrameKind::kReply, 0xffffffff, kTwoParts),
+                           frame(FrameKind::kReply, 0xffffffff, kTwoParts, kMaxPart),
+                           frame(FrameKind::kNoReply, 0, 0),
+                           frame(FrameKind::kReply, 1, 8, 0, 0) + number + empty,
+                       });
     EXPECT_EQ(ask(clientOf(std::move(pair.own)), 5), 5);
 }
 
@@ -226,9 +225,7 @@ TEST_F(WireTest, losesTheServiceOnNonsenseWhereItListens) {
         Pair listening = makePair();
         sendTo(listening.peer, frame(FrameKind::kListening, 0, 0));
         sendTo(listening.peer, frame(FrameKind::kNotify, 0, 8) + frame(FrameKind::kNotify, 0, 8));
-        for (const Bytes& datagram : row.datagrams) {
-            sendTo(listening.peer, datagram);
-        }
+        sendAll(listening.peer, row.datagrams);
         const auto client = clientOf(std::move(requests.own), std::move(listening.own));
         const sp<Recorder> recorder = new Recorder;
         ASSERT_EQ(listen(client, recorder), 0);
@@ -246,9 +243,7 @@ TEST_F(WireTest, deliversWhatHadComeBeforeTheServiceDied) {
     NotifyPool::instance().start();
     Pair listening = makePair();
     sendTo(listening.peer, frame(FrameKind::kListening, 0, 0));
-    for (int i = 0; i < 50; ++i) {
-        sendTo(listening.peer, frame(FrameKind::kNotify, 0, 8));
-    }
+    sendAll(listening.peer, std::vector<Bytes>(50, frame(FrameKind::kNotify, 0, 8)));
     // Shared, because the last delivery may outlive the test.
     const auto dead = std::make_shared<Signal>();
     const sp<Recorder> recorder = new Recorder([dead] { EXPECT_TRUE(dead->wait()); });

@@ -1,4 +1,3 @@
-#include <android/log.h>
 #include <zrmirvo/ZRMirvoManager.h>
 
 #include <cstdlib>
@@ -40,33 +39,21 @@ std::string bytes(Input& input) {
 }
 
 std::string reply(Input& input) {
-    switch (input.number<uint8_t>() % 6) {
-        case 0:
-            return "";
-        case 1:
-            return "130: " + numbers(input, 12);
-        case 2:
-            return "131: " + numbers(input, 2) + ", " + bytes(input);
-        case 3:
-            return "133: null";
-        case 4:
-            return "129: " + numbers(input, 1);
-        default:
-            return "129: 0, -1, -1L, \".\"";
-    }
+    const int form = input.number<uint8_t>() % 6;
+    if (form == 0) return "";
+    if (form == 1) return "130: " + numbers(input, 12);
+    if (form == 2) return "131: " + numbers(input, 2) + ", " + bytes(input);
+    if (form == 3) return "133: null";
+    if (form == 4) return "129: " + numbers(input, 1);
+    return "129: 0, -1, -1L, \".\"";
 }
 
 std::string notification(Input& input) {
-    switch (input.number<uint8_t>() % 4) {
-        case 0:
-            return "-1: " + numbers(input, 1);
-        case 1:
-            return "130: " + numbers(input, 2);
-        case 2:
-            return "133: " + numbers(input, 4) + ", -1L, \".\", 1";
-        default:
-            return "134: " + numbers(input, 3) + ", " + bytes(input);
-    }
+    const int form = input.number<uint8_t>() % 4;
+    if (form == 0) return "-1: " + numbers(input, 1);
+    if (form == 1) return "130: " + numbers(input, 2);
+    if (form == 2) return "133: " + numbers(input, 4) + ", -1L, \".\", 1";
+    return "134: " + numbers(input, 3) + ", " + bytes(input);
 }
 
 // One run, and both kinds of callback in one.
@@ -115,30 +102,21 @@ private:
     void callManager() {
         unsigned int ids[10];
         unsigned int count = 0;
-        char* data = nullptr;
-        int length = 0;
-        switch (mInput.number<uint8_t>() % 6) {
-            case 0:
-                mManager->RegisterCallback(this);
-                break;
-            case 1:
-                mManager->UnregisterCallback(this);
-                break;
-            case 2:
-                mManager->getIds(ids, &count);
-                if (count > 10) abort();
-                break;
-            case 3:
-                if (mManager->getHidDescriptor(&data, &length) != 0 && data != nullptr) abort();
-                checkAndFree(data, length);
-                break;
-            case 4:
-                mManager->setBluetoothConfig("text", 1);
-                break;
-            default:
-                if (auto* instance = mManager->GetMirvoInstance(mInput.number<uint8_t>() % 8)) {
-                    mInstances.push_back(instance);
-                }
+        const int operation = mInput.number<uint8_t>() % 6;
+        if (operation == 0) mManager->RegisterCallback(this);
+        if (operation == 1) mManager->UnregisterCallback(this);
+        if (operation == 2) mManager->getIds(ids, &count);
+        if (count > 10) abort();
+        if (operation == 3) {
+            char* data = nullptr;
+            int length = 0;
+            if (mManager->getHidDescriptor(&data, &length) != 0 && data != nullptr) abort();
+            checkAndFree(data, length);
+        }
+        if (operation == 4) mManager->setBluetoothConfig("text", 1);
+        if (operation == 5) {
+            auto* instance = mManager->GetMirvoInstance(mInput.number<uint8_t>() % 8);
+            if (instance != nullptr) mInstances.push_back(instance);
         }
     }
 
@@ -149,32 +127,23 @@ private:
         const unsigned int values[] = {1, 2, 3};
         char* data = nullptr;
         int length = 0;
-        switch (mInput.number<uint8_t>() % 7) {
-            case 0:
-                instance->RegisterCallback(this);
-                break;
-            case 1:
-                instance->UnregisterCallback(this);
-                break;
-            case 2:
-                mInstances.erase(mInstances.begin() + static_cast<ptrdiff_t>(index));
-                mManager->ReleaseMirvoInstance(instance);
-                break;
-            case 3:
-                instance->cookKeyEvent(4, true, &data, &length);
-                checkAndFree(data, length);
-                break;
-            case 4:
-                instance->cookTouchEvent(1, 3, values, values, values, 2, 0, &data, &length);
-                checkAndFree(data, length);
-                break;
-            case 5:
-                instance->setFeature(1, nullptr, mInput.number<uint8_t>());
-                break;
-            default:
-                instance->sendTouchEvent(1, mInput.number<int8_t>() % 4, values, values, values, 0,
-                                         0);
+        const int operation = mInput.number<uint8_t>() % 7;
+        if (operation == 0) instance->RegisterCallback(this);
+        if (operation == 1) instance->UnregisterCallback(this);
+        if (operation == 2) {
+            mInstances.erase(mInstances.begin() + static_cast<ptrdiff_t>(index));
+            mManager->ReleaseMirvoInstance(instance);
         }
+        if (operation == 3) instance->cookKeyEvent(4, true, &data, &length);
+        if (operation == 4) {
+            instance->cookTouchEvent(1, 3, values, values, values, 2, 0, &data, &length);
+        }
+        if (operation == 5) instance->setFeature(1, nullptr, mInput.number<uint8_t>());
+        if (operation == 6) {
+            const int count = mInput.number<int8_t>() % 4;
+            instance->sendTouchEvent(1, count, values, values, values, 0, 0);
+        }
+        checkAndFree(data, length);
     }
 
     void checkAndFree(char* data, int length) {
@@ -235,13 +204,6 @@ private:
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    static const bool kQuiet = [] {
-        __android_log_set_logger([](const __android_logger_data*, const char*) {});
-        return true;
-    }();
-    static_cast<void>(kQuiet);
-    Input input(data, size);
+void fuzz(Input& input) {
     Session(input).run();
-    return 0;
 }

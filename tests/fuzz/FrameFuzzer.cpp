@@ -1,4 +1,3 @@
-#include <android/log.h>
 #include <sys/socket.h>
 
 #include <memory>
@@ -102,22 +101,7 @@ void serve(Input& input) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    static const bool kQuiet = [] {
-        __android_log_set_logger([](const __android_logger_data*, const char*) {});
-        return true;
-    }();
-    static_cast<void>(kQuiet);
-    Input input(data, size);
-    switch (input.number<uint8_t>() % 3) {
-        case 0:
-            request(input);
-            break;
-        case 1:
-            listen(input);
-            break;
-        default:
-            serve(input);
-    }
-    return 0;
+void fuzz(Input& input) {
+    constexpr void (*kSubjects[])(Input&) = {request, listen, serve};
+    kSubjects[input.number<uint8_t>() % 3](input);
 }

@@ -38,3 +38,6 @@ private:
     const uint8_t* mNext;
     const uint8_t* const mEnd;
 };
+
+// What a fuzzer does with one input.
+void fuzz(Input& input);

@@ -1,4 +1,3 @@
-#include <cstdint>
 #include <cstdlib>
 #include <vector>
 
@@ -49,20 +48,13 @@ void tryOne(const sp<Factory>& factory, int type, const std::vector<uint8_t>& by
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+void fuzz(Input& input) {
     static const sp<ServiceInfo> kInfo = new MirvoServiceInfo;
     const sp<ServiceProtocol> protocol = kInfo->protocol();
-    Input input(data, size);
     const int type = input.number<uint8_t>();
-    switch (input.number<uint8_t>() % 3) {
-        case 0:
-            tryOne(protocol->itemFactory(), type, input.rest());
-            break;
-        case 1:
-            tryOne(protocol->notifyFactory(), type, input.rest());
-            break;
-        default:
-            tryOne(protocol->replyFactory(), type, input.rest());
-    }
-    return 0;
+    const int family = input.number<uint8_t>() % 3;
+    const std::vector<uint8_t> bytes = input.rest();
+    if (family == 0) tryOne(protocol->itemFactory(), type, bytes);
+    if (family == 1) tryOne(protocol->notifyFactory(), type, bytes);
+    if (family == 2) tryOne(protocol->replyFactory(), type, bytes);
 }

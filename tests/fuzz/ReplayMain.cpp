@@ -8,6 +8,7 @@
 
 // Gives every file of a corpus to a fuzzer once, with any compiler. A failure ends the process.
 
+extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv);
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 
 int main(int argc, char** argv) {
@@ -15,6 +16,7 @@ int main(int argc, char** argv) {
         fprintf(stderr, "usage: %s CORPUS-FOLDER\n", argv[0]);
         return 2;
     }
+    LLVMFuzzerInitialize(&argc, &argv);
     size_t inputs = 0;
     for (const auto& file : std::filesystem::directory_iterator(argv[1])) {
         std::ifstream stream(file.path(), std::ios::binary);
