@@ -213,77 +213,46 @@ TEST_F(ToolsTest, EventsReachTheMonitor) {
 
 TEST_F(ToolsTest, AnswersDecideTheExitStatus) {
     const struct {
-        const char* commands[2];
+        const char* commands;
         const char* words;
         int status;
         const char* shown;
         const char* error;
     } kRows[] = {
-        {{"answer startup 5", ""}, "startup", 1, "startup: status 5\n", "the service refused it"},
-        {{"answer cookKeyEvent@7 -4", "answer cookKeyEvent bytes 41"},
-         "device 7 cook-key 4 up",
-         1,
+        {"answer startup 5", "startup", 1, "startup: status 5\n", "the service refused it"},
+        {"answer cookKeyEvent@7 -4\nanswer cookKeyEvent bytes 41", "device 7 cook-key 4 up", 1,
          "cookKeyEvent: status -4 bytes=\"4B070000000400000000\" text=\"K.........\"\n",
          "cookKeyEvent failed with status -4"},
-        {{"answer cookKeyEvent@7 0", "answer cookKeyEvent@7 bytes 41 42"},
-         "device 7 cook-key 4 up",
-         0,
-         "cookKeyEvent: ok bytes=\"4142\" text=\"AB\"\n",
-         ""},
-        {{"silent shutdown", ""}, "shutdown", 1, "shutdown: status 1\n", "reply is null return"},
-        {{"mistype startup", ""},
-         "startup",
-         1,
-         "startup: status 1\n",
+        {"answer cookKeyEvent@7 0\nanswer cookKeyEvent@7 bytes 41 42", "device 7 cook-key 4 up", 0,
+         "cookKeyEvent: ok bytes=\"4142\" text=\"AB\"\n", ""},
+        {"silent shutdown", "shutdown", 1, "shutdown: status 1\n", "reply is null return"},
+        {"mistype startup", "startup", 1, "startup: status 1\n",
          "target :MVServiceReply::COMMON curr: 131"},
-        {{"mistype getIds", ""},
-         "ids",
-         1,
-         "getIds: status 1\n",
+        {"mistype getIds", "ids", 1, "getIds: status 1\n",
          "target :MVServiceReply::ACCESSORY_IDS curr: 129"},
-        {{"answer getIds 4", ""},
-         "ids",
-         1,
-         "getIds: status 1\n",
+        {"answer getIds 4", "ids", 1, "getIds: status 1\n",
          "target :MVServiceReply::ACCESSORY_IDS curr: 129"},
-        {{"delay startup 1000000", ""}, "startup", 1, "startup: status 1\n", "the time is up"},
-        {{"delay startup 1", ""}, "startup", 0, "startup: ok\n", ""},
-        {{"once silent startup", "normal startup"}, "startup", 0, "startup: ok\n", ""},
-        {{"once answer startup 6", ""}, "startup", 1, "startup: status 6\n", "status 6"},
-        {{"descriptor-bytes", ""},
-         "hid-descriptor",
-         1,
-         "getHidDescriptor: status 1\n",
+        {"delay startup 1000000", "startup", 1, "startup: status 1\n", "the time is up"},
+        {"delay startup 1", "startup", 0, "startup: ok\n", ""},
+        {"once silent startup\nnormal startup", "startup", 0, "startup: ok\n", ""},
+        {"once answer startup 6", "startup", 1, "startup: status 6\n", "status 6"},
+        {"descriptor-bytes", "hid-descriptor", 1, "getHidDescriptor: status 1\n",
          "failed to get HID descriptor."},
-        {{"answer getMirvo@7 1", ""},
-         "device 7 calibrate",
-         1,
-         "",
+        {"answer getMirvo@7 1", "device 7 calibrate", 1, "",
          "the service gives no accessory 7: \"mirvoctl ids\" lists"},
-        {{"answer sendTimeDateInquiry 3", ""},
-         "device 7 time-date",
-         1,
-         "sendTimeDateInquiry: status 3\n",
+        {"answer sendTimeDateInquiry 3", "device 7 time-date", 1, "sendTimeDateInquiry: status 3\n",
          "the service refused it"},
-        {{"answer getMirvo@8 0", ""},
-         "device 8 calibrate",
-         1,
-         "sendCalibrateEvent: status 2\n",
+        {"answer getMirvo@8 0", "device 8 calibrate", 1, "sendCalibrateEvent: status 2\n",
          "the service refused it"},
-        {{"version 3.7.2", ""}, "startup", 3, "", "the service has version 3.7.2 and the library"},
-        {{"version none", ""}, "startup", 3, "", "the service gives no version"},
-        {{"version 3.7.2", ""},
-         "version",
-         0,
-         "getVersion: ok library=\"3.6.6\" service=\"3.7.2\"\n",
-         ""},
-        {{"silent getVersion", ""}, "version", 1, "", "the service does not answer"},
+        {"version 3.7.2", "startup", 3, "", "the service has version 3.7.2 and the library"},
+        {"version none", "startup", 3, "", "the service gives no version"},
+        {"version 3.7.2", "version", 0, "getVersion: ok library=\"3.6.6\" service=\"3.7.2\"\n", ""},
+        {"silent getVersion", "version", 1, "", "the service does not answer"},
     };
     for (const auto& row : kRows) {
-        SCOPED_TRACE(std::string(row.commands[0]) + ", " + row.words);
+        SCOPED_TRACE(std::string(row.commands) + ", " + row.words);
         Emulator emulator;
-        for (const char* command : row.commands)
-            emulator.tell(command);
+        emulator.tell(row.commands);
         const Result result = ctl(row.words);
         EXPECT_EQ(row.status, result.status);
         EXPECT_EQ(row.shown, result.output);
