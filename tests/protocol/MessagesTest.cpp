@@ -159,7 +159,9 @@ TEST(Messages, HoldNoBlockAboveTheLimit) {
     LogCapture log;
     const sp<MVSReplyRawData> message = new MVSReplyRawData;
     readContent(*message, "5, 16777216");
-    EXPECT_NE(message->data, nullptr);
+    ASSERT_NE(message->data, nullptr);
+    // Whatever the block was marked with, too.
+    EXPECT_EQ(std::count(message->data, message->data + message->size, 0), message->size);
     readContent(*message, "5, 16777217");
     EXPECT_EQ(message->data, nullptr);
     EXPECT_EQ(message->size, 16777217);
