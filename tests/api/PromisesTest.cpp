@@ -172,7 +172,6 @@ TEST_F(PromisesTest, noLockIsHeldWhereAnythingHappens) {
     Callback callback([](const std::string&) {});
     ZRMirvoManager* const manager = mManager;
     ZRMirvo* const instance = mInstance;
-    ZRMirvo* const other = manager->GetMirvoInstance(8);
     int lines = 0;
     bool released = false;
     mLog.onLine([&](const std::string& line) {
@@ -186,6 +185,7 @@ TEST_F(PromisesTest, noLockIsHeldWhereAnythingHappens) {
         ZRMirvoManager::ReleaseInstance(kForeign);
         ZRMirvoManager::getVersion();
     });
+    ZRMirvo* const other = manager->GetMirvoInstance(8);
     for (const char* notify : {kAttached, kServiceLost})
         deliver(kManagerClient, notify);
     for (const char* notify : {kStateChange, kTransportFatal})
