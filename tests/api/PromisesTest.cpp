@@ -11,8 +11,6 @@ namespace {
 
 using testing_support::Task;
 
-const std::string kOtherStateChange = R"(133: 8, 1, 3, -1, -1L, ".", 2)";
-
 bool contains(const std::string& text, const char* part) {
     return text.find(part) != std::string::npos;
 }
@@ -156,7 +154,7 @@ TEST_F(PromisesTest, nothingIsHeldUpByWhatWaits) {
     EXPECT_TRUE(other->RegisterCallback(&counting));
     expectAllToWork();
     deliverTo(kInstanceClient);
-    deliver(kInstanceClient + 1, kOtherStateChange);
+    deliver(kInstanceClient + 1, R"(133: 8, 1, 3, -1, -1L, ".", 2)");
     EXPECT_EQ(calls, 2);
     mManager->UnregisterCallback(&counting);
     for (ZRMirvo* instance : {mInstance, other})

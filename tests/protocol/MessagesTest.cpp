@@ -76,9 +76,11 @@ TEST(Messages, CarryTheirFieldsInBothDirections) {
         ASSERT_NE(message, nullptr);
         EXPECT_NE(message, row.create(row.code));
         EXPECT_EQ(contentOf(*message), row.fresh);
+        auto* item = dynamic_cast<MVSItemAccessoryBase*>(message.get());
         for (int i = 0; i < 2; ++i) {  // The second time, what it holds is released first.
             EXPECT_TRUE(readContent(*message, row.filled));
             EXPECT_EQ(contentOf(*message), row.filled);
+            EXPECT_TRUE(item == nullptr || item->accessoryId() == 7);
         }
     }
     EXPECT_EQ(log.take(), Lines());
