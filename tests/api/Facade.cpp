@@ -103,6 +103,7 @@ const std::vector<Operation> kOperations = {
 };
 
 void FacadeTest::obtain() {
+    mFramework.onRequest(healthyService);
     if (mManager == nullptr) mManager = ZRMirvoManager::GetInstance("3.6");
     ASSERT_NE(mManager, nullptr);
     if (mInstance == nullptr) mInstance = mManager->GetMirvoInstance(kAccessory);

@@ -110,7 +110,8 @@ protected:
     FacadeTest() { mFramework.onRequest(healthyService); }
     ~FacadeTest() override { release(); }
 
-    // Obtains what there is not: the manager, and an instance for accessory 7.
+    // Obtains what there is not: the manager, and an instance for accessory 7. From here on the
+    // service is healthy.
     void obtain();
     // Release what there is, and forget it first.
     void release();

@@ -82,7 +82,6 @@ TEST_F(PromisesTest, operationsUnderWayEndNormally) {
 TEST_F(PromisesTest, anInstanceThatComesTooLateIsNullAndItsErrorsOnlyLog) {
     for (const std::string step : {"131: 6,", "134: 7, 1,"}) {
         SCOPED_TRACE(step);
-        mFramework.onRequest(healthyService);
         obtain();
         const size_t clients = mFramework.liveClients();
         Gate gate;
