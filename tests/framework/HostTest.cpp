@@ -24,13 +24,6 @@ using testing_support::Folder;
 using testing_support::LogCapture;
 using testing_support::Signal;
 
-sp<ServiceReply> answer(sp<ServiceItem>& item) {
-    const sp<TestReply> reply = new TestReply;
-    reply->number = static_cast<TestItem&>(*item).number;
-    reply->bytes = static_cast<TestItem&>(*item).bytes;
-    return reply;
-}
-
 class HostTest : public testing::Test {
 protected:
     Folder mDirectory;
@@ -88,7 +81,7 @@ TEST_F(HostTest, usesNoDirectoryThatOthersCouldEnter) {
         setenv("SERVICE_FRAMEWORK_DIR", place.c_str(), 1);
         row.make();
         {
-            ServiceHost host(new TestInfo, answer);
+            ServiceHost host(new TestInfo, echo);
             EXPECT_EQ(host.start(), row.usable) << row.what;
             EXPECT_EQ(mLog.take("ServiceFramework").size(), row.usable ? 0u : 1u) << row.what;
             EXPECT_EQ(bind() != nullptr, row.usable) << row.what;
@@ -104,10 +97,10 @@ TEST_F(HostTest, hasItsNameForItself) {
         // What a dead host leaves behind.
         std::ofstream(socketFile) << "";
         std::ofstream(socketFile + ".lock") << "";
-        ServiceHost host(new TestInfo, answer);
+        ServiceHost host(new TestInfo, echo);
         ASSERT_TRUE(host.start());
         EXPECT_FALSE(host.start());
-        ServiceHost second(new TestInfo, answer);
+        ServiceHost second(new TestInfo, echo);
         EXPECT_FALSE(second.start());
         EXPECT_EQ(mLog.take("ServiceFramework").size(), 2u);
         EXPECT_EQ(ask(bind(), kEcho), kEcho);
@@ -131,7 +124,7 @@ TEST_F(HostTest, waitsForItsHandlersWhenItStops) {
         handling.set();
         EXPECT_TRUE(mayEnd.wait());
         ended = true;
-        return answer(item);
+        return echo(item);
     });
     ASSERT_TRUE(host.start());
     const sp<ServiceClient> client = bind();
@@ -147,7 +140,7 @@ TEST_F(HostTest, waitsForItsHandlersWhenItStops) {
 }
 
 TEST_F(HostTest, refusesWhatItCannotServe) {
-    ServiceHost host(new TestInfo, answer);
+    ServiceHost host(new TestInfo, echo);
     int ends[2];
     ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
     EXPECT_FALSE(host.adopt(ends[0]));
@@ -160,7 +153,7 @@ TEST_F(HostTest, refusesWhatItCannotServe) {
 }
 
 TEST_F(HostTest, takesTheDefaultForATimeoutThatIsNone) {
-    ServiceHost host(new TestInfo, answer);
+    ServiceHost host(new TestInfo, echo);
     ASSERT_TRUE(host.start());
     for (const char* text : {"0", "-5", "12x", "99999999999"}) {
         setTimeout(text);

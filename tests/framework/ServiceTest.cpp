@@ -105,40 +105,31 @@ TEST_F(ServiceTest, deliversEveryNotificationInOrder) {
     EXPECT_EQ(recorder->await(kCount + 3), expected);
 }
 
-TEST_F(ServiceTest, failsAtOnceAfterTheServiceWasKilled) {
+TEST_F(ServiceTest, neverReachesASuccessorOfAKilledService) {
     const sp<ServiceClient> client = bind();
+    const sp<ServiceClient> unused = bind();
     const sp<Recorder> recorder = record(client);
     ASSERT_EQ(ask(client, kNotifyMany, 1), kNotifyMany);
     ASSERT_EQ(recorder->await(1), upTo(1));
     mService.kill();
     EXPECT_EQ(recorder->await(2), (Numbers{0, Recorder::kLost}));
-    const int64_t start = milliseconds();
-    for (int i = 0; i < 20; ++i) {
-        EXPECT_EQ(ask(client, kEcho), kNone);
-    }
-    // Who comes later is told as well, and nobody twice.
-    const sp<Recorder> late = new Recorder;
-    EXPECT_NE(listen(client, late), 0);
-    EXPECT_EQ(late->await(1), Numbers{Recorder::kLost});
-    EXPECT_LT(milliseconds() - start, 4000);
-    EXPECT_EQ(recorder->await(2).size(), 2u);
-    EXPECT_TRUE(bind() == nullptr);
-}
-
-TEST_F(ServiceTest, neverReachesASuccessor) {
-    const sp<ServiceClient> used = bind();
-    const sp<ServiceClient> unused = bind();
-    ASSERT_EQ(ask(used, kEcho), kEcho);
-    mService.kill();
-    Role successor("--serve", mDirectory);
-    for (const auto& client : {used, unused}) {
-        for (int i = 0; i < 3; ++i) {
-            EXPECT_EQ(ask(client, kEcho), kNone);
+    const auto failsAtOnce = [](const sp<ServiceClient>& lost) {
+        const int64_t start = milliseconds();
+        for (int i = 0; i < 20; ++i) {
+            EXPECT_EQ(ask(lost, kEcho), kNone);
         }
-        const sp<Recorder> recorder = new Recorder;
-        EXPECT_NE(listen(client, recorder), 0);
-        EXPECT_EQ(recorder->await(1), Numbers{Recorder::kLost});
-    }
+        // Who comes later is told as well.
+        const sp<Recorder> late = new Recorder;
+        EXPECT_NE(listen(lost, late), 0);
+        EXPECT_EQ(late->await(1), Numbers{Recorder::kLost});
+        EXPECT_LT(milliseconds() - start, 4000);
+    };
+    failsAtOnce(client);
+    EXPECT_TRUE(bind() == nullptr);
+    const Role successor("--serve", mDirectory);
+    failsAtOnce(client);
+    failsAtOnce(unused);
+    EXPECT_EQ(recorder->await(2).size(), 2u);  // nobody is told twice
     EXPECT_EQ(ask(bind(), kCountRequests), 0);
 }
 

@@ -10,15 +10,14 @@
 #include <utility>
 
 #include "protocol/ProcessState.h"
-#include "tests/support/Signal.h"
 
 namespace accessory {
 
 using android::AutoMutex;
+using testing_support::eventually;
 
 namespace {
 
-constexpr nsecs_t kPatience = std::chrono::nanoseconds(testing_support::kDeadline).count();
 constexpr const char* kReady = "ready";
 
 template <typename Base, typename Factory>
@@ -59,12 +58,9 @@ private:
 
     sp<ServiceReply> handle(const TestItem& item);
     void notify(int32_t number, const std::vector<uint8_t>& bytes = {}, int32_t type = kTestType);
-    void meet();
 
     std::atomic<int32_t> mEchoes{0};
-    android::Mutex mMutex;
-    android::Condition mMet;
-    int mMeeting GUARDED_BY(mMutex) = 0;
+    std::atomic<int> mMeeting{0};
     // The first to go, since its threads use the others.
     ServiceHost mHost;
 };
@@ -76,17 +72,13 @@ void TestService::notify(int32_t number, const std::vector<uint8_t>& bytes, int3
     mHost.notify(message);
 }
 
-void TestService::meet() {
-    AutoMutex lock(mMutex);
-    ++mMeeting;
-    mMet.broadcast();
-    while (mMeeting < 2 && mMet.waitRelative(mMutex, kPatience) == 0) {
-    }
-}
-
 const std::map<int32_t, TestService::Act> TestService::kActs = {
     {kUnknownReply, [](auto&, auto&, auto&) {}},
-    {kMeet, [](auto& self, auto&, auto&) { self.meet(); }},
+    {kMeet,
+     [](auto& self, auto&, auto& reply) {
+         ++self.mMeeting;
+         if (!eventually([&] { return self.mMeeting == 2; })) reply.number = kNone;
+     }},
     {kHugeReply, [](auto&, auto&, auto& reply) { reply.bytes.resize(17u << 20); }},
     {kNotifyMany,
      [](auto& self, auto& item, auto&) {
@@ -147,6 +139,13 @@ sp<ServiceProtocol> TestInfo::protocol() {
     return new TestProtocol;
 }
 
+sp<ServiceReply> echo(sp<ServiceItem>& item) {
+    const sp<TestReply> reply = new TestReply;
+    reply->number = static_cast<TestItem&>(*item).number;
+    reply->bytes = static_cast<TestItem&>(*item).bytes;
+    return reply;
+}
+
 int serve(const std::string& directory) {
     TestService service(directory);
     if (!service.start()) return 1;
@@ -192,7 +191,6 @@ void Recorder::onNotify(sp<ServiceNotify>& notify) {
     {
         AutoMutex lock(mMutex);
         mNumbers.push_back(number);
-        mChanged.broadcast();
     }
     if (mDuring) mDuring();
     AutoMutex lock(mMutex);
@@ -200,9 +198,11 @@ void Recorder::onNotify(sp<ServiceNotify>& notify) {
 }
 
 std::vector<int32_t> Recorder::await(size_t count) {
+    static_cast<void>(eventually([&] {
+        AutoMutex lock(mMutex);
+        return mNumbers.size() >= count;
+    }));
     AutoMutex lock(mMutex);
-    while (mNumbers.size() < count && mChanged.waitRelative(mMutex, kPatience) == 0) {
-    }
     return mNumbers;
 }
 

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <sys/resource.h>
-#include <utils/Condition.h>
 #include <utils/Mutex.h>
 
 #include <functional>
@@ -59,6 +58,9 @@ public:
     sp<ServiceProtocol> protocol() override;
 };
 
+// A reply with the item's content.
+sp<ServiceReply> echo(sp<ServiceItem>& item);
+
 // What `main` does in the processes that tests start: serves, or is a client that leaves without
 // releasing anything, until standard input ends.
 int serve(const std::string& directory);
@@ -90,7 +92,6 @@ public:
 private:
     const std::function<void()> mDuring;
     android::Mutex mMutex;
-    android::Condition mChanged;
     std::vector<int32_t> mNumbers GUARDED_BY(mMutex);
     size_t mFinished GUARDED_BY(mMutex) = 0;
 };

@@ -4,7 +4,7 @@
 
 #include <atomic>
 #include <cstring>
-#include <deque>
+#include <memory>
 
 #include "framework/ClientFactory.h"
 #include "framework/Frame.h"
@@ -97,32 +97,21 @@ Bytes receiveFrom(const UniqueFd& fd) {
     return bytes;
 }
 
-sp<ServiceReply> echo(sp<ServiceItem>& item) {
-    const sp<TestReply> reply = new TestReply;
-    reply->number = static_cast<TestItem&>(*item).number;
-    return reply;
-}
-
-// Hands out sockets that the test has connected.
+// Hands out a socket that the test has connected, once.
 class Prepared final : public Connector {
 public:
-    explicit Prepared(std::deque<UniqueFd> sockets) : mSockets(std::move(sockets)) {}
+    explicit Prepared(UniqueFd socket) : mSocket(std::move(socket)) {}
     UniqueFd connect(const Deadline&, bool& lost) override {
-        lost = mSockets.empty();
-        if (lost) return {};
-        UniqueFd next = std::move(mSockets.front());
-        mSockets.pop_front();
-        return next;
+        lost = !mSocket;
+        return std::move(mSocket);
     }
 
 private:
-    std::deque<UniqueFd> mSockets;
+    UniqueFd mSocket;
 };
 
 sp<ServiceClient> clientOf(UniqueFd first, UniqueFd second = {}) {
-    std::deque<UniqueFd> sockets;
-    if (second) sockets.push_back(std::move(second));
-    return makeClient(new TestInfo, std::make_unique<Prepared>(std::move(sockets)),
+    return makeClient(new TestInfo, std::make_unique<Prepared>(std::move(second)),
                       std::move(first));
 }
 
@@ -136,20 +125,24 @@ TEST_F(WireTest, keepsToTheDocumentedForm) {
     ServiceHost host(new TestInfo, echo);
     Pair pair = makePair();
     ASSERT_TRUE(host.adopt(pair.own.release()));
-    const Bytes header = {1, 0, 1, 0, 7, 0, 0, 0, 9, 0, 0, 0, 8, 0, 0, 0, 0, 0, 0, 0};
     const Bytes content = {5, 0, 0, 0, 0, 0, 0, 0};
-    sendTo(pair.peer, header + content);
-    const Bytes reply = {1, 0, 2, 0, 7, 0, 0, 0, 9, 0, 0, 0, 8, 0, 0, 0, 0, 0, 0, 0};
-    EXPECT_EQ(receiveFrom(pair.peer), reply + content);
-    // An item that nobody knows.
-    const Bytes unknown = {1, 0, 1, 0, 8, 0, 0, 0, 10, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
-    sendTo(pair.peer, unknown);
-    const Bytes none = {1, 0, 3, 0, 0, 0, 0, 0, 10, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
-    EXPECT_EQ(receiveFrom(pair.peer), none);
-    const Bytes listen = {1, 0, 4, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
-    sendTo(pair.peer, listen);
-    const Bytes listening = {1, 0, 5, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
-    EXPECT_EQ(receiveFrom(pair.peer), listening);
+    const struct {
+        Bytes sent;
+        Bytes answered;
+    } rows[] = {
+        {Bytes{1, 0, 1, 0, 7, 0, 0, 0, 9, 0, 0, 0, 8, 0, 0, 0, 0, 0, 0, 0} + content,
+         Bytes{1, 0, 2, 0, 7, 0, 0, 0, 9, 0, 0, 0, 8, 0, 0, 0, 0, 0, 0, 0} + content},
+        // An item that nobody knows.
+        {{1, 0, 1, 0, 8, 0, 0, 0, 10, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0},
+         {1, 0, 3, 0, 0, 0, 0, 0, 10, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}},
+        // From here on it listens.
+        {{1, 0, 4, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0},
+         {1, 0, 5, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}},
+    };
+    for (const auto& row : rows) {
+        sendTo(pair.peer, row.sent);
+        EXPECT_EQ(receiveFrom(pair.peer), row.answered) << &row - rows;
+    }
     const sp<TestNotify> message = new TestNotify;
     message->number = 5;
     host.notify(message);
