@@ -90,6 +90,9 @@ TEST_F(OperationsTest, refuseArgumentsThatCannotBeSent) {
     const std::string below = "E/Mirvo[c]: illegal parameter!\n";
     const std::string manager = "E/MirvoManager[c]: illegal parameter!\n";
     const std::string text = "E/ZRMirvo: a Bluetooth text has at most 31 characters\n";
+    // Three arrays of so many share 16 MiB, and this is one too many.
+    const std::vector<unsigned int> many((16u << 20) / 12 + 1);
+    const std::string memory = "W/(null): no memory for 1398102 elements of 4 bytes";
     char* out = nullptr;
     int length = 0;
     unsigned int count = 0;
@@ -102,6 +105,7 @@ TEST_F(OperationsTest, refuseArgumentsThatCannotBeSent) {
         {[&] { return touch(1, nullptr, some, some); }, illegal},
         {[&] { return touch(1, some, nullptr, some); }, illegal},
         {[&] { return touch(1, some, some, nullptr); }, illegal},
+        {[&] { return touch(1398102, many.data(), many.data(), many.data()); }, memory},
         {[&] { return cookTouch(-1, some); }, illegal},
         {[&] { return cookTouch(1, nullptr); }, illegal},
         {[&] { return mInstance->cookKeyEvent(4, true, nullptr, &length); }, below},
