@@ -25,14 +25,6 @@ int pressKey(ZRMirvo* instance) {
     return instance == nullptr ? 1 : instance->sendKeyEvent(4, true);
 }
 
-int cookKey(ZRMirvo* instance) {
-    char* out = nullptr;
-    int length = 0;
-    const int result = instance == nullptr ? 1 : instance->cookKeyEvent(4, true, &out, &length);
-    delete[] out;
-    return result;
-}
-
 int listIds(ZRMirvoManager& manager) {
     unsigned int ids[10];
     unsigned int count = 0;
@@ -40,27 +32,15 @@ int listIds(ZRMirvoManager& manager) {
     return result == 0 && count != 2 ? -1 : result;
 }
 
-int readDescriptor(ZRMirvoManager& manager) {
-    char* data = nullptr;
-    int length = 0;
-    const int result = manager.getHidDescriptor(&data, &length);
-    delete[] data;
-    return result;
-}
-
 const Step kSession[] = {
     {1, [](auto& m, auto&) { return m.startup(); }},
-    {1, [](auto& m, auto&) { return m.setConfigFile("/etc/mirvo"); }},
-    {1, [](auto& m, auto&) { return m.setBluetoothConfig("00:11:22", 1); }},
     {1, [](auto& m, auto&) { return listIds(m); }},
-    {1, [](auto& m, auto&) { return readDescriptor(m); }},
     {1, [](auto& m, auto& i) { return (i = m.GetMirvoInstance(7)) == nullptr ? 1 : 0; }},
     // The second request of the step before, whose result nobody sees, and a first of its own.
     {2, [](auto&, auto& i) { return pressKey(i); }},
-    {1, [](auto&, auto& i) { return cookKey(i); }},
     {1, [](auto& m, auto&) { return m.shutdown(); }},
 };
-constexpr int kRequests = 10;
+constexpr int kRequests = 6;
 
 TEST_F(FaultsTest, aServiceThatDiesAtAnyStepIsObtainedAgain) {
     // The first request is the version's, and is made once in a process.
@@ -104,7 +84,7 @@ TEST_F(FaultsTest, aSpoiledAnswerFailsOneRequest) {
         const Manager manager = obtainManager();
         EXPECT_EQ(manager->startup(), row.result);
         EXPECT_EQ(listIds(*manager), row.next);
-        EXPECT_EQ(readDescriptor(*manager), row.next);
+        EXPECT_EQ(manager->shutdown(), row.next);
     }
 }
 
