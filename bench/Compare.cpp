@@ -76,8 +76,10 @@ void printRows(const std::string& title, const std::vector<Candidate>& candidate
            "half of the rounds");
     for (size_t i = 0; i < rows.size(); ++i) {
         const Row& row = rows[i];
-        printf("%-40s %10.3f %10.3f %7.3f  %.3f to %.3f\n", candidates[i].name.c_str(),
-               row.median / 1000, row.p99 / 1000, row.ratio, row.low, row.high);
+        char p99[16] = "-";
+        if (row.p99 > 0) snprintf(p99, sizeof(p99), "%.3f", row.p99 / 1000);
+        printf("%-40s %10.3f %10s %7.3f  %.3f to %.3f\n", candidates[i].name.c_str(),
+               row.median / 1000, p99, row.ratio, row.low, row.high);
     }
     fflush(stdout);
 }

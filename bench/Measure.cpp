@@ -71,6 +71,7 @@ ordered_json measureRoundTrips(const Setting& setting) {
         const std::vector<Candidate> two = roundTrips(setting, setting.twoCores);
         printRows("For information: each process on a core of its own", two,
                   compare(two, {setting.quick ? 3u : 10u, 5, 200}));
+        printf("Waking the other core is most of this, and the machine's doing.\n");
     }
     return figures;
 }
