@@ -5,7 +5,7 @@ set terminal svg size 1050,380 font 'sans-serif,13' background 'white'
 set output 'docs/performance.svg'
 set multiplot layout 1,3
 set grid ytics lc rgb '#dddddd'
-set key top left
+set key bottom right
 set border 3
 set tics nomirror
 set ylabel 'µs per call'
