@@ -77,7 +77,7 @@ const std::map<int32_t, TestService::Act> TestService::kActs = {
     {kMeet,
      [](auto& self, auto&, auto& reply) {
          ++self.mMeeting;
-         if (!eventually([&] { return self.mMeeting == 2; })) reply.number = kNone;
+         if (!eventually([&] { return self.mMeeting == kMeeting; })) reply.number = kNone;
      }},
     {kHugeReply, [](auto&, auto&, auto& reply) { reply.bytes.resize(17u << 20); }},
     {kNotifyMany,

@@ -41,7 +41,7 @@ using TestNotify = TestMessage<ServiceNotify>;
 // What the service does with an item's number.
 enum Command : int32_t {
     kSilence = 1,  // no reply
-    kMeet,         // replies when two such requests are being handled
+    kMeet,         // replies when kMeeting such requests are being handled
     kUnknownReply,
     kHugeReply,
     kNotifyMany,  // as many as the item has bytes, numbered from 0
@@ -51,6 +51,8 @@ enum Command : int32_t {
     kLimitDescriptors,  // lets the service have as many as the item has bytes
     kEcho = 1000,       // and whatever is larger: a reply with the same content
 };
+
+constexpr int kMeeting = 64;
 
 class TestInfo final : public ServiceInfo {
 public:

@@ -1,0 +1,203 @@
+#include <gtest/gtest.h>
+#include <malloc.h>
+#include <zrmirvo/ZRMirvoManager.h>
+
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "tests/support/Process.h"
+
+// The library, which is to survive whatever becomes of the service.
+
+namespace integration {
+namespace {
+
+using testing_support::entries;
+using testing_support::eventually;
+using testing_support::Process;
+using namespace zrmirvo;
+
+struct Release {
+    void operator()(ZRMirvoManager* manager) const { ZRMirvoManager::ReleaseInstance(manager); }
+};
+
+// The process's manager, which this test is the only one to use.
+using Manager = std::unique_ptr<ZRMirvoManager, Release>;
+
+// Without a manager the test ends.
+Manager obtainManager() {
+    Manager manager(ZRMirvoManager::GetInstance("3.6"));
+    if (manager == nullptr) throw std::runtime_error("no manager");
+    return manager;
+}
+
+// Counts the events that the tests wait for.
+class Counter final : public ZRMirvoManagerCallback {
+public:
+    std::atomic<int> errors{0};
+    std::atomic<unsigned int> attached{0};
+
+    void onError() override { ++errors; }
+    void onAttach(unsigned int accessoryId) override { attached = accessoryId; }
+    void onDetach(unsigned int) override {}
+};
+
+class EmulatorTest : public testing::Test {
+protected:
+    // With accessories 7 and 8. Returns when this, and before it `commands`, is done.
+    void startEmulator(const std::string& commands = "") {
+        const std::vector<std::string> command{EMULATOR, "--dir", mFolder.path()};
+        mEmulator = nullptr;
+        mEmulator = std::make_unique<Process>(command);
+        mEmulator->type(commands + "\nattach 7\nattach 8");
+        mEmulator->waitForLine("> attach 8");
+    }
+
+    // Starts an emulator that dies when it has got this request, and does not answer it.
+    void startEmulatorThatDiesAt(const std::string& request) {
+        startEmulator("delay " + request + " 100000");
+        mEmulator->type("wait-for " + request + "\ndie");
+    }
+
+    static void shortenTimeout() { setenv("SERVICE_FRAMEWORK_TIMEOUT_MS", "400", 1); }
+
+    const testing_support::Folder mFolder;
+    std::unique_ptr<Process> mEmulator;
+};
+
+// A session, step by step: its requests, and what gives 0 when they succeed.
+struct Step {
+    const char* request;
+    int (*run)(ZRMirvoManager& manager, ZRMirvo*& instance);
+};
+
+int pressKey(ZRMirvo* instance) {
+    return instance == nullptr ? 1 : instance->sendKeyEvent(4, true);
+}
+
+int listIds(ZRMirvoManager& manager) {
+    unsigned int ids[10];
+    unsigned int count = 0;
+    const int result = manager.getIds(ids, &count);
+    return result == 0 && count != 2 ? -1 : result;
+}
+
+const Step kSession[] = {
+    {"startup", [](auto& m, auto&) { return m.startup(); }},
+    {"getIds", [](auto& m, auto&) { return listIds(m); }},
+    {"getMirvo", [](auto& m, auto& i) { return (i = m.GetMirvoInstance(7)) == nullptr ? 1 : 0; }},
+    {"sendKeyEvent", [](auto&, auto& i) { return pressKey(i); }},
+    {"shutdown", [](auto& m, auto&) { return m.shutdown(); }},
+};
+
+TEST_F(EmulatorTest, aServiceThatDiesAtAnyStepIsObtainedAgain) {
+    // The version is asked for once in a process.
+    startEmulatorThatDiesAt("getVersion");
+    EXPECT_EQ(obtainManager()->startup(), 1);
+
+    for (const Step& last : kSession) {
+        SCOPED_TRACE(last.request);
+        startEmulatorThatDiesAt(last.request);
+        Counter counter;
+        const Manager manager = obtainManager();
+        ASSERT_TRUE(manager->RegisterCallback(&counter));
+        ZRMirvo* instance = nullptr;
+        for (const Step& step : kSession)
+            EXPECT_EQ(step.run(*manager, instance), &step < &last ? 0 : 1) << step.request;
+        EXPECT_TRUE(eventually([&] { return counter.errors == 1; }));
+    }
+}
+
+TEST_F(EmulatorTest, aServiceThatAnswersBadlyFailsOneRequest) {
+    shortenTimeout();
+    startEmulator();
+    Counter counter;
+    const Manager manager = obtainManager();
+    manager->RegisterCallback(&counter);
+    unsigned int id = 10;
+    for (const char* command : {"once silent", "once mistype", "once delay"}) {
+        SCOPED_TRACE(command);
+        const std::string time = std::string(command) == "once delay" ? " 800" : "";
+        for (const char* operation : {" startup", " getMirvo"})
+            mEmulator->type(command + std::string(operation) + time);
+        mEmulator->type("once answer shutdown 5");
+        mEmulator->type("attach " + std::to_string(++id));
+        ASSERT_TRUE(eventually([&] { return counter.attached == id; }));
+        EXPECT_EQ(manager->startup(), 1);
+        // The late answer is not taken for this one's.
+        EXPECT_EQ(manager->shutdown(), 5);
+        EXPECT_EQ(manager->startup(), 0);
+        EXPECT_EQ(manager->GetMirvoInstance(7), nullptr);
+        EXPECT_NE(manager->GetMirvoInstance(7), nullptr);
+    }
+}
+
+TEST_F(EmulatorTest, aServiceThatHangsBlocksNobodyForLong) {
+    shortenTimeout();
+    startEmulator();
+    Manager manager = obtainManager();
+    ZRMirvo* instance = manager->GetMirvoInstance(7);
+    ASSERT_NE(instance, nullptr);
+    mEmulator->signal(SIGSTOP);
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(manager->startup(), 1);
+    EXPECT_EQ(instance->sendKeyEvent(4, true), 1);
+    EXPECT_EQ(manager->GetMirvoInstance(8), nullptr);
+    manager->ReleaseMirvoInstance(instance);
+    manager.reset();
+    const auto taken = std::chrono::steady_clock::now() - begin;
+    EXPECT_GE(taken, std::chrono::milliseconds(3 * 400));
+    // One request would take this long without the shortened timeout.
+    EXPECT_LT(taken, std::chrono::seconds(5));
+
+    mEmulator->signal(SIGCONT);
+    EXPECT_EQ(obtainManager()->startup(), 0);
+}
+
+// What a process has at one moment, and can run out of.
+struct Resources {
+    explicit Resources(const std::string& pid) : process("/proc/" + pid) {}
+
+    // No more now. A thread more or less may be waiting for events.
+    bool suffice() const {
+        return entries(process + "/fd") <= descriptors && entries(process + "/task") <= threads + 2;
+    }
+
+    const std::string process;
+    const size_t descriptors = entries(process + "/fd");
+    const size_t threads = entries(process + "/task");
+};
+
+// 0 under the sanitizers, which look for leaks themselves.
+size_t bytesInUse() {
+    return mallinfo2().uordblks;
+}
+
+TEST_F(EmulatorTest, aThousandManagersLeaveNothingBehind) {
+    startEmulator();
+    const auto useOften = [](int times) {
+        for (int i = 0; i < times; ++i) {
+            Counter counter;
+            const Manager manager = obtainManager();
+            manager->RegisterCallback(&counter);
+            EXPECT_EQ(pressKey(manager->GetMirvoInstance(7)), 0);
+        }
+    };
+    useOften(100);
+    const Resources before("self");
+    const Resources beforeInService(std::to_string(mEmulator->pid()));
+    const size_t bytesBefore = bytesInUse();
+    useOften(1000);
+    EXPECT_TRUE(eventually([&] { return before.suffice() && beforeInService.suffice(); }));
+    // Not a byte for each time.
+    EXPECT_LT(bytesInUse(), bytesBefore + 500 * sizeof(void*));
+}
+
+}  // namespace
+}  // namespace integration
