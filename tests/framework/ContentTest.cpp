@@ -45,27 +45,6 @@ TEST(Content, writesTheBytesOfTheWireForm) {
     EXPECT_EQ(content->size(), 0u);
 }
 
-// A long block stays where it is, wherever in the content that is.
-TEST(Content, givesItsPieces) {
-    const std::vector<uint8_t> block(kBorrowed, 7);
-    const sp<WriteContent> content = new WriteContent;
-    content->writeInt32(0x04030201);
-    content->writeBuffer(block.data(), static_cast<int64_t>(block.size()));
-    content->writeBuffer(block.data(), static_cast<int64_t>(block.size()));
-    content->writeCString("z");
-    std::vector<uint8_t> expected = {1, 2, 3, 4};
-    expected.insert(expected.end(), 2 * kBorrowed, 7);
-    expected.insert(expected.end(), {'z', 0});
-    EXPECT_EQ(bytesOf(*content), expected);
-    iovec pieces[WriteContent::kMaxPieces];
-    ASSERT_EQ(content->pieces(2, kBorrowed + 3, pieces), 3u);
-    EXPECT_EQ(pieces[0].iov_len, 2u);
-    EXPECT_EQ(pieces[1].iov_base, block.data());
-    EXPECT_EQ(pieces[2].iov_len, 1u);
-    ASSERT_EQ(content->pieces(5, 1, pieces), 1u);
-    EXPECT_EQ(pieces[0].iov_base, block.data() + 1);
-}
-
 // What comes later, two bytes at a time.
 class Parts final : public ContentRest {
 public:
@@ -89,20 +68,6 @@ private:
     const std::vector<uint8_t> mBytes;
     size_t mNext = 0;
 };
-
-TEST(Content, endsAtTheLimit) {
-    const sp<WriteContent> content = new WriteContent;
-    const std::vector<uint8_t> block(kMaxContent - 3, 7);
-    EXPECT_EQ(content->writeBuffer(block.data(), static_cast<int64_t>(block.size())), 0);
-    EXPECT_EQ(content->writeInt32(1), EMSGSIZE);
-    EXPECT_TRUE(content->tooLong());
-    EXPECT_EQ(content->writeCString("ab"), 0);
-    EXPECT_EQ(content->writeCString(""), EMSGSIZE);
-    EXPECT_EQ(content->size(), kMaxContent);
-    content->clear();
-    EXPECT_FALSE(content->tooLong());
-    EXPECT_EQ(content->writeInt32(1), 0);
-}
 
 bool readsOnes(ReadContent& content, size_t count) {
     std::vector<uint8_t> bytes(count);

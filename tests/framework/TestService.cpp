@@ -42,6 +42,14 @@ public:
     }
 };
 
+// What goes with a number. No part of it is like one that is a whole number of datagrams away.
+std::vector<uint8_t> bytesOf(int32_t number, size_t size) {
+    std::vector<uint8_t> bytes(size);
+    for (size_t i = 0; i < size; ++i)
+        bytes[i] = static_cast<uint8_t>((static_cast<size_t>(number) + i) % 251);
+    return bytes;
+}
+
 // The service of these tests.
 class TestService {
 public:
@@ -182,10 +190,7 @@ void Recorder::onNotify(sp<ServiceNotify>& notify) {
         if (status.status == ServiceStatusNotify::kServiceLost) number = kLost;
     } else {
         const auto& message = static_cast<TestNotify&>(*notify);
-        const auto& bytes = message.bytes;
-        const auto expected = static_cast<uint8_t>(message.number);
-        const bool intact =
-            std::all_of(bytes.begin(), bytes.end(), [&](uint8_t byte) { return byte == expected; });
+        const bool intact = message.bytes == bytesOf(message.number, message.bytes.size());
         if (intact) number = message.number;
     }
     {
@@ -219,7 +224,7 @@ sp<ServiceClient> bind() {
 int32_t ask(const sp<ServiceClient>& client, int32_t number, size_t size, int32_t type) {
     const sp<TestItem> item = new TestItem(type);
     item->number = number;
-    item->bytes.assign(size, static_cast<uint8_t>(number));
+    item->bytes = bytesOf(number, size);
     sp<ServiceItem> request = item;
     const sp<ServiceReply> reply = client->request(request);
     if (reply == nullptr) return kNone;
