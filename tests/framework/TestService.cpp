@@ -1,6 +1,5 @@
 #include "tests/framework/TestService.h"
 
-#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
@@ -123,25 +122,6 @@ void stayReady() {
 }
 
 }  // namespace
-
-template <typename Base>
-void TestMessage<Base>::serialization(sp<SerializationContent>& content) {
-    content->writeInt32(number);
-    content->writeInt32(static_cast<int32_t>(bytes.size()));
-    content->writeBuffer(bytes.data(), static_cast<int64_t>(bytes.size()));
-}
-
-template <typename Base>
-void TestMessage<Base>::deserialization(sp<DeserializationContent>& content) {
-    number = content->readInt32();
-    // What comes may be anything but a length.
-    bytes.resize(static_cast<size_t>(std::clamp(content->readInt32(), 0, 17 << 20)));
-    content->readBuffer(bytes.data(), static_cast<int64_t>(bytes.size()));
-}
-
-template class TestMessage<ServiceItem>;
-template class TestMessage<ServiceReply>;
-template class TestMessage<ServiceNotify>;
 
 sp<ServiceProtocol> TestInfo::protocol() {
     return new TestProtocol;

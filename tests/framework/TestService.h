@@ -3,6 +3,7 @@
 #include <sys/resource.h>
 #include <utils/Mutex.h>
 
+#include <algorithm>
 #include <functional>
 #include <string>
 #include <vector>
@@ -24,8 +25,17 @@ class TestMessage final : public Base {
 public:
     explicit TestMessage(int32_t code = kTestType) : mCode(code) {}
     int32_t type() override { return mCode; }
-    void serialization(sp<SerializationContent>& content) override;
-    void deserialization(sp<DeserializationContent>& content) override;
+    void serialization(sp<SerializationContent>& content) override {
+        content->writeInt32(number);
+        content->writeInt32(static_cast<int32_t>(bytes.size()));
+        content->writeBuffer(bytes.data(), static_cast<int64_t>(bytes.size()));
+    }
+    void deserialization(sp<DeserializationContent>& content) override {
+        number = content->readInt32();
+        // What comes may be anything but a length.
+        bytes.resize(static_cast<size_t>(std::clamp(content->readInt32(), 0, 17 << 20)));
+        content->readBuffer(bytes.data(), static_cast<int64_t>(bytes.size()));
+    }
 
     int32_t number = 0;
     std::vector<uint8_t> bytes;

@@ -1,12 +1,13 @@
 #include <zrmirvo/ZRMirvoManager.h>
 
 #include <cstdlib>
+#include <numeric>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "tests/api/Facade.h"
 #include "tests/fuzz/Input.h"
-#include "tests/support/FakeFramework.h"
 
 // Arbitrary sequences of operations, answers and notifications at the facade, with callbacks that
 // change what they are registered with while they run.
@@ -28,14 +29,10 @@ std::string numbers(Input& input, int count) {
 }
 
 std::string bytes(Input& input) {
-    constexpr const char* kDigits = "0123456789abcdef";
-    std::string text;
-    for (int i = input.number<uint8_t>() % 64; i > 0; --i) {
-        const auto byte = input.number<uint8_t>();
-        text += {kDigits[byte >> 4], kDigits[byte & 15]};
-        if (i > 1) text += ' ';
-    }
-    return "{" + text + "}";
+    std::vector<uint8_t> block(input.number<uint8_t>() % 64);
+    for (uint8_t& byte : block)
+        byte = input.number<uint8_t>();
+    return testing_support::bufferText(block.data(), block.size());
 }
 
 std::string reply(Input& input) {
@@ -56,8 +53,7 @@ std::string notification(Input& input) {
     return "134: " + numbers(input, 3) + ", " + bytes(input);
 }
 
-// One run, and both kinds of callback in one.
-class Session final : ZRMirvoManagerCallback, ZRMirvoCallback {
+class Session final {
 public:
     explicit Session(Input& input) : mInput(input) {
         mFramework.onBind([this] {
@@ -103,8 +99,8 @@ private:
         unsigned int ids[10];
         unsigned int count = 0;
         const int operation = mInput.number<uint8_t>() % 6;
-        if (operation == 0) mManager->RegisterCallback(this);
-        if (operation == 1) mManager->UnregisterCallback(this);
+        if (operation == 0) mManager->RegisterCallback(&mCallback);
+        if (operation == 1) mManager->UnregisterCallback(&mCallback);
         if (operation == 2) mManager->getIds(ids, &count);
         if (count > 10) abort();
         if (operation == 3) {
@@ -128,8 +124,8 @@ private:
         char* data = nullptr;
         int length = 0;
         const int operation = mInput.number<uint8_t>() % 7;
-        if (operation == 0) instance->RegisterCallback(this);
-        if (operation == 1) instance->UnregisterCallback(this);
+        if (operation == 0) instance->RegisterCallback(&mCallback);
+        if (operation == 1) instance->UnregisterCallback(&mCallback);
         if (operation == 2) {
             mInstances.erase(mInstances.begin() + static_cast<ptrdiff_t>(index));
             mManager->ReleaseMirvoInstance(instance);
@@ -146,16 +142,10 @@ private:
         checkAndFree(data, length);
     }
 
+    // Reads it to the last byte.
     void checkAndFree(char* data, int length) {
-        if (data != nullptr)
-            read(reinterpret_cast<unsigned char*>(data), static_cast<unsigned>(length));
+        if (data != nullptr) mSum += std::accumulate(data, data + length, 0u);
         delete[] data;
-    }
-
-    // To the last byte.
-    void read(const unsigned char* data, unsigned int length) {
-        for (unsigned int i = 0; i < length; ++i)
-            mSum += data[i];
     }
 
     // What a callback does while it runs: perhaps one more step, which may release what called it.
@@ -166,35 +156,13 @@ private:
         --mDepth;
     }
 
-    void onError() override { inside(); }
-    void onAttach(unsigned int) override { inside(); }
-    void onDetach(unsigned int) override { inside(); }
-    void onRunningStateChange(int) override { inside(); }
-    void onControlUnavailable() override { inside(); }
-    void onDeviceRequestData(unsigned char* data, int length) override {
-        if (length < 0 || length > 36) abort();
-        read(data, static_cast<unsigned int>(length));
-        inside();
-    }
-    void onDeviceRequest(int, int) override { inside(); }
-    void onScreenOrientationChange(int) override { inside(); }
-    void onReserved() override { abort(); }
-    void onTimeDateResponse(const ZRMirvoTimeDate* timeDate) override {
-        if (timeDate == nullptr) abort();
-        inside();
-    }
-    void onHidReportDescriptor(unsigned char* data, unsigned int length) override {
-        read(data, length);
-        inside();
-    }
-    void onHidEvent(unsigned char* data, unsigned int length) override {
-        read(data, length);
-        inside();
-    }
-    void onDeviceResponse() override { inside(); }
-
     Input& mInput;
     FakeFramework mFramework;
+    // For the manager and all instances.
+    Callback mCallback{[this](const std::string& event) {
+        if (event == "onReserved") abort();
+        inside();
+    }};
     ZRMirvoManager* mManager = nullptr;
     std::vector<ZRMirvo*> mInstances;
     int mDepth = 0;

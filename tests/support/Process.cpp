@@ -19,27 +19,6 @@
 #include "tests/support/Signal.h"
 
 namespace testing_support {
-namespace {
-
-// Ours first, the child's second.
-using Ends = std::pair<int, int>;
-
-Ends makeTerminal() {
-    const int master = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
-    grantpt(master);
-    unlockpt(master);
-    char name[64];
-    ptsname_r(master, name, sizeof(name));
-    return {master, open(name, O_RDWR | O_NOCTTY | O_CLOEXEC)};
-}
-
-Ends makePipe() {
-    int ends[2];
-    if (pipe2(ends, O_CLOEXEC) != 0) abort();
-    return {ends[1], ends[0]};
-}
-
-}  // namespace
 
 bool eventually(const std::function<bool()>& condition) {
     const auto end = std::chrono::steady_clock::now() + kDeadline;
@@ -85,7 +64,7 @@ void Process::Stream::read() {
         text.append(bytes, static_cast<size_t>(count));
 }
 
-Process::Process(const std::vector<std::string>& command, Input input) {
+Process::Process(const std::vector<std::string>& command) {
     const char* runner = getenv("ZRMIRVO_RUNNER");
     const bool built = command[0].find('/') != std::string::npos;
     std::istringstream words(runner == nullptr || !built ? "" : runner);
@@ -96,18 +75,20 @@ Process::Process(const std::vector<std::string>& command, Input input) {
         arguments.push_back(word.data());
     arguments.push_back(nullptr);
 
-    const Ends ends = input == Input::kTerminal ? makeTerminal() : makePipe();
+    // The child's first, ours second.
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0) abort();
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, ends.second, STDIN_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, ends[0], STDIN_FILENO);
     posix_spawn_file_actions_adddup2(&actions, mOutput.file, STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&actions, mErrors.file, STDERR_FILENO);
     if (posix_spawnp(&mPid, arguments[0], &actions, nullptr, arguments.data(), environ) != 0) {
         abort();
     }
     posix_spawn_file_actions_destroy(&actions);
-    close(ends.second);
-    mInput = ends.first;
+    close(ends[0]);
+    mInput = ends[1];
 }
 
 void Process::type(const std::string& line) {
@@ -161,10 +142,6 @@ bool Process::waitForLine(const std::string& line) {
         }
         return false;
     });
-}
-
-bool Process::waitForError(const std::string& text) {
-    return await("no error: " + text, [&] { return errors().find(text) != std::string::npos; });
 }
 
 int Process::wait() {

@@ -34,11 +34,9 @@ private:
 // wait for a reader. Who waits for it in vain fails the test.
 class Process {
 public:
-    enum class Input { kPipe, kTerminal };
-
     // Before a program with a path, which was built here and may be for another processor, stand
     // the words of ZRMIRVO_RUNNER, if set.
-    explicit Process(const std::vector<std::string>& command, Input input = Input::kPipe);
+    explicit Process(const std::vector<std::string>& command);
     ~Process() { kill(); }
     Process(const Process&) = delete;
     Process& operator=(const Process&) = delete;
@@ -52,8 +50,6 @@ public:
     // Waits for a line on standard output that is `line`, behind those that earlier calls have
     // found.
     bool waitForLine(const std::string& line);
-    // Waits for `text` somewhere on standard error.
-    bool waitForError(const std::string& text);
     // Waits for the end. The exit status, or 128 and the number of the signal that killed it.
     int wait();
 
