@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -136,6 +137,19 @@ TEST_F(HostTest, waitsForItsHandlersWhenItStops) {
     asking.join();  // the connection is closed while the handler still runs
     mayEnd.set();
     stopping.join();
+}
+
+TEST_F(HostTest, refusesWhatItCannotServe) {
+    ServiceHost host(new TestInfo, echo);
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
+    EXPECT_FALSE(host.adopt(ends[0]));
+    close(ends[1]);
+    EXPECT_FALSE(host.adopt(-1));
+    host.notify(nullptr);
+    sp<ServiceInfo> nothing;
+    EXPECT_TRUE(ServiceDiscoverer::self()->bindTo(nothing) == nullptr);
+    EXPECT_EQ(mLog.take("ServiceFramework").size(), 4u);
 }
 
 TEST_F(HostTest, takesTheDefaultForATimeoutThatIsNone) {
