@@ -10,10 +10,10 @@
 #include <utility>
 
 #include "accessory/MVCodes.h"
-#include "framework/ServiceHost.h"
 #include "protocol/AccessoryMessages.h"
 #include "protocol/ManagerMessages.h"
 #include "protocol/MirvoServiceInfo.h"
+#include "standin/ServiceHost.h"
 
 namespace bench {
 namespace {

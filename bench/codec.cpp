@@ -1,7 +1,7 @@
 #include <benchmark/benchmark.h>
 
-#include "framework/Content.h"
 #include "protocol/ManagerMessages.h"
+#include "standin/Content.h"
 
 // What it costs to write the five-field manager command and to read it again.
 
@@ -10,8 +10,8 @@ namespace {
 using accessory::DeserializationContent;
 using accessory::MVSItemManagerCommon;
 using accessory::SerializationContent;
-using accessory::framework::ReadContent;
-using accessory::framework::WriteContent;
+using accessory::standin::ReadContent;
+using accessory::standin::WriteContent;
 using android::sp;
 
 // The contents that a connection keeps.
@@ -24,7 +24,7 @@ struct Contents {
     void copy(MVSItemManagerCommon& from, MVSItemManagerCommon& to) {
         bytes->clear();
         from.serialization(out);
-        view->reset(bytes->frame() + accessory::framework::kHeaderSize, bytes->size());
+        view->reset(bytes->frame() + accessory::standin::kHeaderSize, bytes->size());
         to.deserialization(in);
         benchmark::ClobberMemory();
     }

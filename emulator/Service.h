@@ -13,7 +13,7 @@
 #include "emulator/Printer.h"
 #include "emulator/Waker.h"
 #include "emulator/World.h"
-#include "framework/ServiceHost.h"
+#include "standin/ServiceHost.h"
 
 namespace emulator {
 

@@ -3,11 +3,11 @@
 #include <memory>
 #include <utility>
 
-#include "framework/ClientFactory.h"
-#include "framework/NotifyChannel.h"
-#include "framework/ServiceHost.h"
 #include "protocol/ManagerMessages.h"
 #include "protocol/MirvoServiceInfo.h"
+#include "standin/ClientFactory.h"
+#include "standin/NotifyChannel.h"
+#include "standin/ServiceHost.h"
 #include "tests/fuzz/Input.h"
 
 // Arbitrary datagrams at everything of the stand-in that receives: a client that waits for a reply,
@@ -16,8 +16,8 @@
 namespace {
 
 using namespace accessory;
-using framework::NotifyChannel;
-using framework::UniqueFd;
+using standin::NotifyChannel;
+using standin::UniqueFd;
 
 struct Ends {
     UniqueFd subject;
@@ -43,9 +43,9 @@ sp<ServiceInfo> info() {
     return kInfo;
 }
 
-class NoMore final : public framework::Connector {
+class NoMore final : public standin::Connector {
 public:
-    UniqueFd connect(const framework::Deadline&, bool& lost) override {
+    UniqueFd connect(const standin::Deadline&, bool& lost) override {
         lost = true;
         return {};
     }
@@ -62,7 +62,7 @@ public:
 void request(Input& input) {
     Ends ends = connection(input);
     const auto client =
-        framework::makeClient(info(), std::make_unique<NoMore>(), std::move(ends.subject));
+        standin::makeClient(info(), std::make_unique<NoMore>(), std::move(ends.subject));
     for (int i = 0; i < 3; ++i) {
         sp<ServiceItem> item = new MVSItemManagerVersion;
         client->request(item);
@@ -76,7 +76,7 @@ void listen(Input& input) {
     const sp<Listener> listener = new Listener;
     channel->add(listener);
     channel->setSocket(std::move(ends.subject));
-    std::vector<uint8_t> buffer(framework::kMaxDatagram);
+    std::vector<uint8_t> buffer(standin::kMaxDatagram);
     while (channel->process(buffer.data())) {
     }
     if (!*lost || listener->lost != 1) abort();
@@ -94,7 +94,7 @@ void serve(Input& input) {
     const int peer = ends.peer.get();
     if (!kHost->adopt(std::exchange(ends.subject, UniqueFd()).release())) abort();
     // It answers what it can, and must have closed the connection in the end.
-    std::vector<uint8_t> buffer(framework::kMaxDatagram);
+    std::vector<uint8_t> buffer(standin::kMaxDatagram);
     while (recv(peer, buffer.data(), buffer.size(), 0) > 0) {
     }
 }

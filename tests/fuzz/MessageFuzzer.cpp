@@ -1,8 +1,8 @@
 #include <cstdlib>
 #include <vector>
 
-#include "framework/Content.h"
 #include "protocol/MirvoServiceInfo.h"
+#include "standin/Content.h"
 #include "tests/fuzz/Input.h"
 
 // Arbitrary bytes as the content of any message: what was read, written and read again must be
@@ -11,8 +11,8 @@
 namespace {
 
 using namespace accessory;
-using framework::ReadContent;
-using framework::WriteContent;
+using standin::ReadContent;
+using standin::WriteContent;
 
 constexpr size_t kLarge = 64 << 10;
 

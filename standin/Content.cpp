@@ -1,0 +1,169 @@
+#include "standin/Content.h"
+
+#include <cerrno>
+#include <new>
+
+namespace accessory::standin {
+
+std::unique_ptr<uint8_t, WriteContent::Free> WriteContent::allocate(size_t capacity) {
+    void* memory = std::malloc(kHeaderSize + capacity);
+    if (memory == nullptr) throw std::bad_alloc();
+    return std::unique_ptr<uint8_t, Free>(static_cast<uint8_t*>(memory));
+}
+
+bool WriteContent::reserve(size_t more) {
+    const size_t limit = kMaxContent - mBlock.iov_len;
+    if (more > limit - mSize) {
+        mTooLong = true;
+        return false;
+    }
+    const size_t capacity = std::max(mSize + more, std::min(mCapacity * 2, limit));
+    void* memory = std::realloc(mFrame.get(), kHeaderSize + capacity);
+    if (memory == nullptr) throw std::bad_alloc();
+    static_cast<void>(mFrame.release());
+    mFrame.reset(static_cast<uint8_t*>(memory));
+    mCapacity = capacity;
+    return true;
+}
+
+inline int32_t WriteContent::append(const void* data, size_t length) {
+    if (length > mCapacity - mSize && !reserve(length)) return EMSGSIZE;
+    std::memcpy(mFrame.get() + kHeaderSize + mSize, data, length);
+    mSize += length;
+    return 0;
+}
+
+int32_t WriteContent::writeBuffer(const void* data, int64_t length) {
+    if (length < 0 || (data == nullptr && length > 0)) return EINVAL;
+    const auto size = static_cast<size_t>(length);
+    if (size < kBorrowed || !inOnePiece()) return size == 0 ? 0 : append(data, size);
+    if (size > kMaxContent - mSize) {
+        mTooLong = true;
+        return EMSGSIZE;
+    }
+    mBlock = {const_cast<void*>(data), size};
+    mBlockPlace = mSize;
+    // What is written behind it has to ask for room when the limit is near.
+    mCapacity = std::min(mCapacity, kMaxContent - size);
+    return 0;
+}
+
+size_t WriteContent::pieces(size_t offset, size_t length, iovec* out) const {
+    uint8_t* own = mFrame.get() + kHeaderSize;
+    const size_t before = inOnePiece() ? mSize : mBlockPlace;
+    const iovec all[kMaxPieces] = {{own, before}, mBlock, {own + before, mSize - before}};
+    size_t count = 0;
+    for (const iovec& piece : all) {
+        const size_t skipped = std::min(offset, piece.iov_len);
+        const size_t taken = std::min(length, piece.iov_len - skipped);
+        if (taken > 0) out[count++] = {static_cast<uint8_t*>(piece.iov_base) + skipped, taken};
+        offset -= skipped;
+        length -= taken;
+    }
+    return count;
+}
+
+int32_t WriteContent::writeInt32(int32_t value) {
+    return append(&value, sizeof(value));
+}
+
+int32_t WriteContent::writeInt64(int64_t value) {
+    return append(&value, sizeof(value));
+}
+
+int32_t WriteContent::reserved1() {
+    return ENOSYS;
+}
+
+int32_t WriteContent::reserved2() {
+    return ENOSYS;
+}
+
+int32_t WriteContent::writeCString(const char* text) {
+    return text == nullptr ? EINVAL : append(text, std::strlen(text) + 1);
+}
+
+// False when that is past the end.
+inline bool ReadContent::take(void* dest, size_t length) {
+    if (length > left()) return takeAcross(static_cast<uint8_t*>(dest), length);
+    std::memcpy(dest, mNext, length);
+    mNext += length;
+    return true;
+}
+
+// What follows counts as past the end.
+bool ReadContent::end() {
+    mNext = mEnd;
+    mRest = nullptr;
+    return false;
+}
+
+bool ReadContent::bufferNext() {
+    const size_t size = mRest == nullptr ? 0 : mRest->nextPart();
+    mNext = size == 0 ? nullptr : mRest->bufferPart();
+    mEnd = mNext == nullptr ? nullptr : mNext + size;
+    return mNext != nullptr || end();
+}
+
+bool ReadContent::takeAcross(uint8_t* dest, size_t length) {
+    if (mRest == nullptr || length > left() + mRest->missing()) return end();
+    while (length > 0) {
+        if (left() == 0 && length < mRest->nextPart() && !bufferNext()) return false;
+        size_t taken = std::min(length, left());
+        if (taken > 0) {
+            std::memcpy(dest, mNext, taken);
+            mNext += taken;
+        } else {
+            taken = mRest->nextPart();
+            if (!mRest->receivePart(dest)) return end();
+        }
+        dest += taken;
+        length -= taken;
+    }
+    return true;
+}
+
+int32_t ReadContent::readBuffer(void* dest, int64_t length) {
+    if (length < 0 || (dest == nullptr && length > 0)) return EINVAL;
+    return length == 0 || take(dest, static_cast<size_t>(length)) ? 0 : ENODATA;
+}
+
+int32_t ReadContent::readInt32() {
+    int32_t value = 0;
+    return take(&value, sizeof(value)) ? value : 0;
+}
+
+int64_t ReadContent::readInt64() {
+    int64_t value = 0;
+    return take(&value, sizeof(value)) ? value : 0;
+}
+
+int32_t ReadContent::reserved1() {
+    return ENOSYS;
+}
+
+int32_t ReadContent::reserved2() {
+    return ENOSYS;
+}
+
+const char* ReadContent::textAcross() {
+    mText.assign(mNext, mEnd);
+    while (bufferNext()) {
+        const void* zero = std::memchr(mNext, 0, left());
+        const uint8_t* next = zero == nullptr ? mEnd : static_cast<const uint8_t*>(zero) + 1;
+        mText.insert(mText.end(), mNext, next);
+        mNext = next;
+        if (zero != nullptr) return mText.data();
+    }
+    return nullptr;
+}
+
+const char* ReadContent::readCString() {
+    const void* zero = left() == 0 ? nullptr : std::memchr(mNext, 0, left());
+    if (zero == nullptr) return textAcross();
+    const uint8_t* text = mNext;
+    mNext = static_cast<const uint8_t*>(zero) + 1;
+    return reinterpret_cast<const char*>(text);
+}
+
+}  // namespace accessory::standin

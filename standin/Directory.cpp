@@ -1,0 +1,127 @@
+#include "standin/Directory.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+#include "standin/Log.h"
+
+namespace accessory::standin {
+
+namespace {
+
+// Null when the variable is unset or empty.
+const char* environment(const char* name) {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe)
+    const char* value = std::getenv(name);
+    return value != nullptr && *value != '\0' ? value : nullptr;
+}
+
+bool openLockFile(const std::string& path, UniqueFd& fd) {
+    fd.reset(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
+    if (fd) return true;
+    logError("cannot open %s: %s", path.c_str(), errorText(errno).c_str());
+    return false;
+}
+
+// A host that ends removes its lock file, perhaps after we have opened it.
+bool stillThere(const std::string& path, int fd) {
+    struct stat opened;
+    struct stat found;
+    return fstat(fd, &opened) == 0 && stat(path.c_str(), &found) == 0 &&
+           opened.st_ino == found.st_ino && opened.st_dev == found.st_dev;
+}
+
+}  // namespace
+
+std::string serviceDirectory() {
+    if (const char* own = environment("SERVICE_FRAMEWORK_DIR")) return own;
+    if (const char* runtime = environment("XDG_RUNTIME_DIR")) {
+        return std::string(runtime) + "/service_framework";
+    }
+    const char* temporary = environment("TMPDIR");
+    return std::string(temporary ? temporary : "/tmp") + "/service_framework-" +
+           std::to_string(geteuid());
+}
+
+bool checkDirectory(const std::string& path) {
+    struct stat status;
+    if (lstat(path.c_str(), &status) != 0) {
+        if (errno != ENOENT) {
+            logError("cannot use %s: %s", path.c_str(), errorText(errno).c_str());
+        }
+        return false;
+    }
+    const char* fault = !S_ISDIR(status.st_mode)          ? "it is no directory"
+                        : status.st_uid != geteuid()      ? "it belongs to another user"
+                        : (status.st_mode & 0777) != 0700 ? "its mode is not 0700"
+                                                          : nullptr;
+    if (fault != nullptr) logError("cannot use %s: %s", path.c_str(), fault);
+    return fault == nullptr;
+}
+
+bool makeDirectory(const std::string& path) {
+    if (mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) {
+        logError("cannot make %s: %s", path.c_str(), errorText(errno).c_str());
+        return false;
+    }
+    return checkDirectory(path);
+}
+
+std::string socketPath(const std::string& directory, const char* name) {
+    sockaddr_un address;
+    const bool valid =
+        name != nullptr && *name != '\0' && *name != '.' && std::strchr(name, '/') == nullptr;
+    std::string path = directory + "/" + (valid ? name : "");
+    if (valid && fillAddress(address, path)) return path;
+    logError("%s is no %s", path.c_str(), valid ? "short enough path" : "name for a service");
+    return {};
+}
+
+bool fillAddress(sockaddr_un& address, const std::string& path) {
+    if (path.size() >= sizeof(address.sun_path)) return false;
+    address = {};
+    address.sun_family = AF_UNIX;
+    std::memcpy(address.sun_path, path.c_str(), path.size());
+    return true;
+}
+
+bool checkPeer(int fd, pid_t* pid) {
+    ucred peer{};
+    socklen_t size = sizeof(peer);
+    if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0) {
+        logError("cannot tell whose socket this is: %s", errorText(errno).c_str());
+        return false;
+    }
+    if (pid != nullptr) *pid = peer.pid;
+    if (peer.uid == geteuid()) return true;
+    logError("process %d is refused: it runs as user %u", peer.pid, peer.uid);
+    return false;
+}
+
+bool NameLock::acquire(const std::string& socketPath) {
+    mPath = socketPath + ".lock";
+    do {
+        if (!openLockFile(mPath, mFd)) return false;
+        if (flock(mFd.get(), LOCK_EX | LOCK_NB) != 0) {
+            logError("%s is served by another process", socketPath.c_str());
+            mFd.reset();
+            return false;
+        }
+    } while (!stillThere(mPath, mFd.get()));
+    return true;
+}
+
+void NameLock::release() {
+    if (!mFd) return;
+    unlink(mPath.c_str());
+    mFd.reset();
+}
+
+}  // namespace accessory::standin

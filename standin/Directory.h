@@ -1,0 +1,51 @@
+#pragma once
+
+#include <sys/un.h>
+
+#include <string>
+
+#include "standin/UniqueFd.h"
+
+namespace accessory::standin {
+
+// Where services are found: one socket per service in a directory that belongs to the user alone.
+// SERVICE_FRAMEWORK_DIR, else below XDG_RUNTIME_DIR, else below the temporary directory.
+std::string serviceDirectory();
+
+// Whether `path` is a directory of this user's that nobody else can enter. One line in the log when
+// it is something else; a missing directory gives no line.
+bool checkDirectory(const std::string& path);
+
+// As checkDirectory, but makes a missing directory.
+bool makeDirectory(const std::string& path);
+
+// The path of a service's socket. Empty, with one line in the log, when the name cannot be that of
+// a file or the path is too long for a socket.
+std::string socketPath(const std::string& directory, const char* name);
+
+// False when the path does not fit.
+bool fillAddress(sockaddr_un& address, const std::string& path);
+
+// Whether the process at the other end runs as this user; `pid` is its number. One line in the log
+// when it does not.
+bool checkPeer(int fd, pid_t* pid = nullptr);
+
+// A service's name, taken by one host at a time and given back with the object. Whoever holds the
+// lock may replace the socket, because whoever left it there is dead.
+class NameLock {
+public:
+    NameLock() = default;
+    ~NameLock() { release(); }
+    NameLock(const NameLock&) = delete;
+    NameLock& operator=(const NameLock&) = delete;
+
+    // False, with one line in the log, when another host has the name.
+    bool acquire(const std::string& socketPath);
+    void release();
+
+private:
+    std::string mPath;
+    UniqueFd mFd;
+};
+
+}  // namespace accessory::standin

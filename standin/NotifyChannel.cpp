@@ -1,0 +1,194 @@
+#include "standin/NotifyChannel.h"
+
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "standin/Content.h"
+#include "standin/Log.h"
+
+namespace accessory::standin {
+
+using android::AutoMutex;
+
+namespace {
+
+std::atomic<uint64_t> nextKey{1};
+
+class StatusNotify final : public ServiceStatusNotify {
+public:
+    int32_t type() override { return kType; }
+    void serialization(sp<SerializationContent>& content) override { content->writeInt32(status); }
+    void deserialization(sp<DeserializationContent>& content) override {
+        status = content->readInt32();
+    }
+};
+
+}  // namespace
+
+NotifyChannel::NotifyChannel(const sp<ServiceNotifyFactory>& factory,
+                             const std::shared_ptr<std::atomic<bool>>& lost)
+    : mKey(nextKey++),
+      mFactory(factory),
+      mLost(lost),
+      mContent(new ReadContent),
+      mEntries(std::make_shared<Entries>()) {}
+
+NotifyChannel::Added NotifyChannel::add(const sp<ServiceNotifyListener>& listener) {
+    AutoMutex lock(mMutex);
+    if (mClosed) return Added::kClosed;
+    for (const auto& entry : *mEntries) {
+        if (entry->listener == listener) return Added::kListening;
+    }
+    auto entries = std::make_shared<Entries>(*mEntries);
+    entries->push_back(std::make_shared<Entry>(listener));
+    mEntries = std::move(entries);
+    return mEnded ? Added::kEnded : Added::kListening;
+}
+
+bool NotifyChannel::remove(const sp<ServiceNotifyListener>& listener) {
+    // The old list goes after the lock: its listeners may be destroyed with it.
+    std::shared_ptr<const Entries> old;
+    {
+        AutoMutex lock(mMutex);
+        old = mEntries;
+        auto entries = std::make_shared<Entries>();
+        for (const auto& entry : *old) {
+            if (entry->listener == listener) {
+                entry->removed = true;
+            } else {
+                entries->push_back(entry);
+            }
+        }
+        if (entries->size() == old->size()) return false;
+        mEntries = entries;
+        if (!entries->empty()) return false;
+        mClosed = true;
+    }
+    return true;
+}
+
+void NotifyChannel::close() {
+    std::shared_ptr<const Entries> old = std::make_shared<Entries>();
+    {
+        AutoMutex lock(mMutex);
+        mClosed = true;
+        mEntries.swap(old);
+        for (const auto& entry : *old) {
+            entry->removed = true;
+        }
+        // Closed is the socket when the last user has let go of the channel, since a delivery may
+        // be using it.
+        if (mFd) shutdown(mFd.get(), SHUT_RDWR);
+    }
+}
+
+void NotifyChannel::setSocket(UniqueFd fd) {
+    AutoMutex lock(mMutex);
+    mFd = std::move(fd);
+    if (mClosed) shutdown(mFd.get(), SHUT_RDWR);
+}
+
+void NotifyChannel::abandon() {
+    mAbandoned = true;
+    // Makes the pool look at the channel.
+    shutdown(mFd.get(), SHUT_RDWR);
+}
+
+std::shared_ptr<const NotifyChannel::Entries> NotifyChannel::entries() const {
+    AutoMutex lock(mMutex);
+    return mEntries;
+}
+
+bool NotifyChannel::process(uint8_t* buffer) {
+    static_cast<void>(mHandedOn.load(std::memory_order_acquire));
+    const bool more = receive(buffer);
+    mHandedOn.store(true, std::memory_order_release);
+    return more;
+}
+
+bool NotifyChannel::receive(uint8_t* buffer) {
+    while (!mAbandoned && !mClosed) {
+        const ssize_t size = recv(mFd.get(), buffer, kMaxDatagram, MSG_DONTWAIT | MSG_TRUNC);
+        if (size < 0) {
+            if (errno == EAGAIN) return true;
+            // A reset is reported once, and before what had come until then.
+            if (errno == EINTR || errno == ECONNRESET) continue;
+            logError("cannot receive notifications: %s", errorText(errno).c_str());
+            break;
+        }
+        if (size == 0) break;
+        if (!processDatagram(buffer, static_cast<size_t>(size))) {
+            logError("what came for notifications is no frame: %zd bytes", size);
+            break;
+        }
+    }
+    mAbandoned = true;
+    if (!mClosed) tellLoss();
+    return false;
+}
+
+bool NotifyChannel::processDatagram(const uint8_t* data, size_t size) {
+    if (size > kMaxDatagram) return false;
+    while (size > 0 && !mClosed) {
+        FrameHeader header;
+        if (!readHeader(data, size, header) || header.kind != FrameKind::kNotify) return false;
+        if (!processFrame(header, data + kHeaderSize)) return false;
+        const size_t length = kHeaderSize + partLength(header);
+        data += length;
+        size -= length;
+    }
+    return true;
+}
+
+bool NotifyChannel::processFrame(const FrameHeader& header, const uint8_t* part) {
+    if (header.length <= kMaxPart) {
+        if (!mAssembly.empty()) return false;
+        deliver(header.type, part, header.length);
+        return true;
+    }
+    uint8_t* place = mAssembly.place(header);
+    if (place == nullptr) return false;
+    std::memcpy(place, part, partLength(header));
+    if (mAssembly.missing() == 0) deliver(header.type, mAssembly.take(), header.length);
+    return true;
+}
+
+void NotifyChannel::deliver(int32_t type, const uint8_t* content, size_t size) {
+    const sp<ServiceNotify> notify = mFactory->create(type);
+    if (notify == nullptr) {
+        logError("a notification of unknown type %d is dropped", type);
+        return;
+    }
+    static_cast<ReadContent*>(mContent.get())->reset(content, size);
+    notify->deserialization(mContent);
+    const std::shared_ptr<const Entries> current = entries();
+    for (const auto& entry : *current) {
+        if (entry->removed) continue;
+        // The listener may do with its pointer as it likes.
+        sp<ServiceNotify> own = notify;
+        entry->listener->onNotify(own);
+    }
+}
+
+std::shared_ptr<NotifyChannel::Entry> NotifyChannel::nextToTell() {
+    AutoMutex lock(mMutex);
+    for (const auto& entry : *mEntries) {
+        if (!std::exchange(entry->toldOfLoss, true)) return entry;
+    }
+    mEnded = true;
+    return nullptr;
+}
+
+void NotifyChannel::tellLoss() {
+    mLost->store(true);
+    while (const std::shared_ptr<Entry> entry = nextToTell()) {
+        sp<StatusNotify> status = new StatusNotify;
+        status->status = ServiceStatusNotify::kServiceLost;
+        sp<ServiceNotify> own = status;
+        entry->listener->onNotify(own);
+    }
+}
+
+}  // namespace accessory::standin

@@ -1,0 +1,166 @@
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "standin/Directory.h"
+#include "tests/standin/TestService.h"
+#include "tests/support/LogCapture.h"
+#include "tests/support/Signal.h"
+
+// Hosts of this process: their directory, their name, their end.
+
+namespace accessory::standin {
+namespace {
+
+namespace fs = std::filesystem;
+using testing_support::entries;
+using testing_support::Folder;
+using testing_support::LogCapture;
+using testing_support::Signal;
+
+class HostTest : public testing::Test {
+protected:
+    Folder mDirectory;
+    LogCapture mLog;
+};
+
+TEST_F(HostTest, looksForTheDirectoryInItsPlaces) {
+    const std::string user = std::to_string(geteuid());
+    const struct {
+        const char* own;
+        const char* runtime;
+        const char* temporary;
+        std::string expected;
+    } rows[] = {
+        {"/a", "/b", "/c", "/a"},
+        {"", "/b", "/c", "/b/service_framework"},
+        {"", "", "/c", "/c/service_framework-" + user},
+        {"", "", "", "/tmp/service_framework-" + user},
+    };
+    for (const auto& row : rows) {
+        setenv("SERVICE_FRAMEWORK_DIR", row.own, 1);
+        setenv("XDG_RUNTIME_DIR", row.runtime, 1);
+        setenv("TMPDIR", row.temporary, 1);
+        EXPECT_EQ(serviceDirectory(), row.expected);
+    }
+    unsetenv("XDG_RUNTIME_DIR");
+    unsetenv("TMPDIR");
+}
+
+TEST_F(HostTest, usesNoDirectoryThatOthersCouldEnter) {
+    const std::string place = mDirectory.path() + "/place";
+    const struct {
+        const char* what;
+        std::function<void()> make;
+        bool usable;
+    } rows[] = {
+        {"missing", [] {}, true},
+        {"right", [&] { mkdir(place.c_str(), 0700); }, true},
+        {"open to others", [&] { mkdir(place.c_str(), 0700), chmod(place.c_str(), 0711); }, false},
+        {"a file", [&] { std::ofstream(place) << "x"; }, false},
+        {"a link", [&] { fs::create_directory_symlink(mDirectory.path(), place); }, false},
+        {"too long", [&] { setenv("SERVICE_FRAMEWORK_DIR", std::string(100, 'x').c_str(), 1); },
+         false},
+        {"below nothing", [&] { setenv("SERVICE_FRAMEWORK_DIR", (place + "/deep").c_str(), 1); },
+         false},
+        {"another user's",
+         [&] {
+             mkdir(place.c_str(), 0700);
+             // Where that is not possible, it is made unusable in another way.
+             if (chown(place.c_str(), 65534, 65534) != 0) chmod(place.c_str(), 0);
+         },
+         false},
+    };
+    for (const auto& row : rows) {
+        setenv("SERVICE_FRAMEWORK_DIR", place.c_str(), 1);
+        row.make();
+        {
+            ServiceHost host(new TestInfo, echo);
+            EXPECT_EQ(host.start(), row.usable) << row.what;
+            EXPECT_EQ(mLog.take("ServiceFramework").size(), row.usable ? 0u : 1u) << row.what;
+            EXPECT_EQ(bind() != nullptr, row.usable) << row.what;
+            mLog.take();
+        }
+        fs::remove_all(place);
+    }
+}
+
+TEST_F(HostTest, hasItsNameForItself) {
+    const std::string socketFile = mDirectory.path() + "/test.service";
+    for (int i = 0; i < 2; ++i) {
+        // What a dead host leaves behind.
+        std::ofstream(socketFile) << "";
+        std::ofstream(socketFile + ".lock") << "";
+        ServiceHost host(new TestInfo, echo);
+        ASSERT_TRUE(host.start());
+        EXPECT_FALSE(host.start());
+        ServiceHost second(new TestInfo, echo);
+        EXPECT_FALSE(second.start());
+        EXPECT_EQ(mLog.take("ServiceFramework").size(), 2u);
+        EXPECT_EQ(ask(bind(), kEcho), kEcho);
+        host.stop();
+        EXPECT_EQ(entries(mDirectory.path()), 0u);
+        EXPECT_TRUE(second.start());
+        EXPECT_EQ(ask(bind(), kEcho), kEcho);
+        second.stop();
+        // As good as new.
+        EXPECT_TRUE(second.start());
+        EXPECT_EQ(ask(bind(), kEcho), kEcho);
+    }
+    EXPECT_EQ(entries(mDirectory.path()), 0u);
+}
+
+TEST_F(HostTest, waitsForItsHandlersWhenItStops) {
+    Signal handling;
+    Signal mayEnd;
+    std::atomic<bool> ended{false};
+    ServiceHost host(new TestInfo, [&](sp<ServiceItem>& item) {
+        handling.set();
+        EXPECT_TRUE(mayEnd.wait());
+        ended = true;
+        return echo(item);
+    });
+    ASSERT_TRUE(host.start());
+    const sp<ServiceClient> client = bind();
+    std::thread asking([&] { EXPECT_EQ(ask(client, 5), kNone); });
+    ASSERT_TRUE(handling.wait());
+    std::thread stopping([&] {
+        host.stop();
+        EXPECT_TRUE(ended);
+    });
+    asking.join();  // the connection is closed while the handler still runs
+    mayEnd.set();
+    stopping.join();
+}
+
+TEST_F(HostTest, refusesWhatItCannotServe) {
+    ServiceHost host(new TestInfo, echo);
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
+    EXPECT_FALSE(host.adopt(ends[0]));
+    close(ends[1]);
+    EXPECT_FALSE(host.adopt(-1));
+    host.notify(nullptr);
+    sp<ServiceInfo> nothing;
+    EXPECT_TRUE(ServiceDiscoverer::self()->bindTo(nothing) == nullptr);
+    EXPECT_EQ(mLog.take("ServiceFramework").size(), 4u);
+}
+
+TEST_F(HostTest, takesTheDefaultForATimeoutThatIsNone) {
+    ServiceHost host(new TestInfo, echo);
+    ASSERT_TRUE(host.start());
+    for (const char* text : {"0", "-5", "12x", "99999999999"}) {
+        setTimeout(text);
+        EXPECT_EQ(ask(bind(), kEcho), kEcho) << text;
+        EXPECT_EQ(mLog.take("ServiceFramework").size(), 1u) << text;
+    }
+}
+
+}  // namespace
+}  // namespace accessory::standin

@@ -1,0 +1,287 @@
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstring>
+#include <memory>
+
+#include "standin/ClientFactory.h"
+#include "standin/Frame.h"
+#include "standin/NotifyPool.h"
+#include "tests/standin/TestService.h"
+#include "tests/support/LogCapture.h"
+#include "tests/support/Signal.h"
+
+// Client and host of this process, each against a peer that sends what no decent peer would.
+
+namespace accessory::standin {
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+using testing_support::eventually;
+using testing_support::LogCapture;
+using testing_support::Signal;
+
+Bytes operator+(Bytes first, const Bytes& second) {
+    first.insert(first.end(), second.begin(), second.end());
+    return first;
+}
+
+Bytes frame(FrameKind kind, uint32_t sequence, uint32_t length, uint32_t offset = 0,
+            size_t carried = SIZE_MAX, int32_t type = kTestType, uint16_t version = kWireVersion) {
+    const FrameHeader header{version, kind, type, sequence, length, offset};
+    Bytes bytes(kHeaderSize);
+    std::memcpy(bytes.data(), &header, kHeaderSize);
+    const size_t part = std::min<size_t>(length - offset, kMaxPart);
+    return bytes + Bytes(carried == SIZE_MAX ? part : carried, 0);
+}
+
+constexpr uint32_t kTwoParts = kMaxPart + 1;
+
+// Datagrams that break a connection of whichever kind.
+struct Broken {
+    const char* what;
+    std::vector<Bytes> datagrams;
+};
+
+std::vector<Broken> brokenFrames(FrameKind kind) {
+    return {
+        {"shorter than a header", {Bytes(kHeaderSize - 1, 1)}},
+        {"another version", {frame(kind, 1, 8, 0, 8, kTestType, kWireVersion + 1)}},
+        {"unknown kinds", {frame(FrameKind{0}, 1, 8)}},
+        {"unknown kinds", {frame(FrameKind{7}, 1, 8)}},
+        {"a kind of the other direction", {frame(FrameKind::kListening, 1, 0)}},
+        {"cut off", {frame(kind, 1, 8, 0, 7)}},
+        {"longer than it says", {frame(kind, 1, 8, 0, 9)}},
+        {"longer than a datagram", {frame(kind, 1, kTwoParts, 0, kTwoParts)}},
+        {"over the limit", {frame(kind, 1, kMaxContent + 1)}},
+        {"beginning in the middle", {frame(kind, 1, kTwoParts, kMaxPart)}},
+        {"other message in between", {frame(kind, 1, kTwoParts), frame(kind, 2, 8)}},
+        {"second part too short",
+         {frame(kind, 1, 2 * kMaxPart), frame(kind, 1, 2 * kMaxPart, kMaxPart, 9)}},
+    };
+}
+
+struct Pair {
+    UniqueFd own;
+    UniqueFd peer;
+};
+
+Pair makePair() {
+    int ends[2];
+    if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) != 0) abort();
+    return {UniqueFd(ends[0]), UniqueFd(ends[1])};
+}
+
+void sendTo(const UniqueFd& fd, const Bytes& datagram) {
+    ASSERT_EQ(send(fd.get(), datagram.data(), datagram.size(), MSG_NOSIGNAL),
+              static_cast<ssize_t>(datagram.size()));
+}
+
+void sendAll(const UniqueFd& fd, const std::vector<Bytes>& datagrams) {
+    for (const Bytes& datagram : datagrams) {
+        sendTo(fd, datagram);
+    }
+}
+
+// Empty when the other side has closed.
+Bytes receiveFrom(const UniqueFd& fd) {
+    Bytes bytes(kMaxDatagram);
+    const ssize_t size = recv(fd.get(), bytes.data(), bytes.size(), 0);
+    bytes.resize(size > 0 ? static_cast<size_t>(size) : 0);
+    return bytes;
+}
+
+// Hands out a socket that the test has connected, once.
+class Prepared final : public Connector {
+public:
+    explicit Prepared(UniqueFd socket) : mSocket(std::move(socket)) {}
+    UniqueFd connect(const Deadline&, bool& lost) override {
+        lost = !mSocket;
+        return std::move(mSocket);
+    }
+
+private:
+    UniqueFd mSocket;
+};
+
+sp<ServiceClient> clientOf(UniqueFd first, UniqueFd second = {}) {
+    return makeClient(new TestInfo, std::make_unique<Prepared>(std::move(second)),
+                      std::move(first));
+}
+
+class WireTest : public testing::Test {
+protected:
+    WireTest() { setTimeout("60000"); }
+    LogCapture mLog;
+};
+
+TEST_F(WireTest, keepsToTheDocumentedForm) {
+    ServiceHost host(new TestInfo, echo);
+    Pair pair = makePair();
+    ASSERT_TRUE(host.adopt(pair.own.release()));
+    const Bytes content = {5, 0, 0, 0, 0, 0, 0, 0};
+    const struct {
+        Bytes sent;
+        Bytes answered;
+    } rows[] = {
+        {Bytes{1, 0, 1, 0, 7, 0, 0, 0, 9, 0, 0, 0, 8, 0, 0, 0, 0, 0, 0, 0} + content,
+         Bytes{1, 0, 2, 0, 7, 0, 0, 0, 9, 0, 0, 0, 8, 0, 0, 0, 0, 0, 0, 0} + content},
+        // An item that nobody knows.
+        {{1, 0, 1, 0, 8, 0, 0, 0, 10, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0},
+         {1, 0, 3, 0, 0, 0, 0, 0, 10, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}},
+        // From here on it listens.
+        {{1, 0, 4, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0},
+         {1, 0, 5, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}},
+    };
+    for (const auto& row : rows) {
+        sendTo(pair.peer, row.sent);
+        EXPECT_EQ(receiveFrom(pair.peer), row.answered) << &row - rows;
+    }
+    const sp<TestNotify> message = new TestNotify;
+    message->number = 5;
+    host.notify(message);
+    const Bytes notify = {1, 0, 6, 0, 7, 0, 0, 0, 0, 0, 0, 0, 8, 0, 0, 0, 0, 0, 0, 0};
+    EXPECT_EQ(receiveFrom(pair.peer), notify + content);
+    static_assert(kMaxPart == 81'900 && kMaxContent == 16u << 20, "as docs/wire.md says");
+}
+
+TEST_F(WireTest, hostClosesAConnectionOnNonsense) {
+    ServiceHost host(new TestInfo, echo);
+    std::vector<Broken> rows = brokenFrames(FrameKind::kRequest);
+    rows.push_back({"a reply", {frame(FrameKind::kReply, 1, 8)}});
+    rows.push_back({"words where it listens", {frame(FrameKind::kListen, 0, 0), Bytes(3, 1)}});
+    for (const Broken& row : rows) {
+        Pair good = makePair();
+        Pair bad = makePair();
+        ASSERT_TRUE(host.adopt(good.own.release()));
+        ASSERT_TRUE(host.adopt(bad.own.release()));
+        sendAll(bad.peer, row.datagrams);
+        Bytes answer = receiveFrom(bad.peer);
+        if (!answer.empty()) {
+            EXPECT_EQ(answer, frame(FrameKind::kListening, 0, 0, 0, 0, 0)) << row.what;
+            answer = receiveFrom(bad.peer);
+        }
+        EXPECT_TRUE(answer.empty()) << row.what;
+        EXPECT_EQ(mLog.take("ServiceFramework").size(), 1u) << row.what;
+        EXPECT_EQ(ask(clientOf(std::move(good.peer)), 5), 5) << row.what;
+    }
+}
+
+TEST_F(WireTest, clientClosesAConnectionOnNonsense) {
+    ServiceHost host(new TestInfo, echo);
+    std::vector<Broken> rows = brokenFrames(FrameKind::kReply);
+    rows.push_back({"an answer to the future", {frame(FrameKind::kReply, 2, 8)}});
+    rows.push_back({"a request", {frame(FrameKind::kRequest, 1, 8)}});
+    for (const Broken& row : rows) {
+        Pair good = makePair();
+        Pair bad = makePair();
+        ASSERT_TRUE(host.adopt(good.own.release()));
+        sendAll(bad.peer, row.datagrams);
+        const auto client = clientOf(std::move(bad.own), std::move(good.peer));
+        EXPECT_EQ(ask(client, 5), kNone) << row.what;
+        EXPECT_EQ(mLog.take("ServiceFramework").size(), 1u) << row.what;
+        EXPECT_FALSE(receiveFrom(bad.peer).empty()) << row.what;  // the request
+        EXPECT_TRUE(receiveFrom(bad.peer).empty()) << row.what;
+        EXPECT_EQ(ask(client, 5), 5) << row.what;
+    }
+}
+
+TEST_F(WireTest, clientSkipsAnswersToEarlierRequests) {
+    const Bytes number = {5, 0, 0, 0};
+    const Bytes empty = {0, 0, 0, 0};
+    Pair pair = makePair();
+    sendAll(pair.peer, {
+                           frame(FrameKind::kReply, 0, 8),
+                           frame(FrameKind::kReply, 0xffffffff, kTwoParts),
+                           frame(FrameKind::kReply, 0xffffffff, kTwoParts, kMaxPart),
+                           frame(FrameKind::kNoReply, 0, 0),
+                           frame(FrameKind::kReply, 1, 8, 0, 0) + number + empty,
+                       });
+    EXPECT_EQ(ask(clientOf(std::move(pair.own)), 5), 5);
+}
+
+TEST_F(WireTest, losesTheServiceOnNonsenseWhereItListens) {
+    NotifyPool::instance().start();
+    std::vector<Broken> rows = brokenFrames(FrameKind::kNotify);
+    rows.push_back({"a reply", {frame(FrameKind::kReply, 0, 8)}});
+    rows.push_back({"good and bad", {frame(FrameKind::kNotify, 0, 8) + Bytes(3, 1)}});
+    for (const Broken& row : rows) {
+        // Frames may share a datagram here, so this is just the one after.
+        if (row.what == std::string("longer than it says")) continue;
+        Pair requests = makePair();
+        Pair listening = makePair();
+        sendTo(listening.peer, frame(FrameKind::kListening, 0, 0));
+        sendTo(listening.peer, frame(FrameKind::kNotify, 0, 8) + frame(FrameKind::kNotify, 0, 8));
+        sendAll(listening.peer, row.datagrams);
+        const auto client = clientOf(std::move(requests.own), std::move(listening.own));
+        const sp<Recorder> recorder = new Recorder;
+        ASSERT_EQ(listen(client, recorder), 0);
+        const size_t before = row.what == std::string("good and bad") ? 3 : 2;
+        std::vector<int32_t> expected(before, 0);
+        expected.push_back(Recorder::kLost);
+        EXPECT_EQ(recorder->await(before + 1), expected) << row.what;
+        EXPECT_EQ(mLog.take("ServiceFramework").size(), 1u) << row.what;
+        EXPECT_EQ(ask(client, 5), kNone) << row.what;
+        mLog.take();
+    }
+}
+
+TEST_F(WireTest, deliversWhatHadComeBeforeTheServiceDied) {
+    NotifyPool::instance().start();
+    Pair listening = makePair();
+    sendTo(listening.peer, frame(FrameKind::kListening, 0, 0));
+    sendAll(listening.peer, std::vector<Bytes>(50, frame(FrameKind::kNotify, 0, 8)));
+    // Shared, because the last delivery may outlive the test.
+    const auto dead = std::make_shared<Signal>();
+    const sp<Recorder> recorder = new Recorder([dead] { EXPECT_TRUE(dead->wait()); });
+    const auto client = clientOf(std::move(makePair().own), std::move(listening.own));
+    ASSERT_EQ(listen(client, recorder), 0);
+    listening.peer.reset();
+    dead->set();
+    std::vector<int32_t> expected(50, 0);
+    expected.push_back(Recorder::kLost);
+    EXPECT_EQ(recorder->await(51), expected);
+}
+
+TEST_F(WireTest, cutsOffAProcessThatDoesNotKeepUp) {
+    std::atomic<size_t> reported{SIZE_MAX};
+    ServiceHost host(new TestInfo, echo,
+                     {"", 1u << 20, [&](size_t clients) { reported = clients; }});
+    Pair slow = makePair();
+    Pair other = makePair();
+    ASSERT_TRUE(host.adopt(slow.own.release()));
+    ASSERT_TRUE(host.adopt(other.own.release()));
+    sendTo(slow.peer, frame(FrameKind::kListen, 0, 0));
+    ASSERT_TRUE(eventually([&] { return reported == 1; }));
+    EXPECT_EQ(host.clients(), 1u);
+    const sp<TestNotify> notify = new TestNotify;
+    notify->bytes.resize(100'000);
+    for (int i = 0; i < 100; ++i) {
+        host.notify(notify);
+    }
+    EXPECT_TRUE(eventually([&] { return host.clients() == 0; }));
+    EXPECT_TRUE(receiveFrom(other.peer).empty());
+    EXPECT_EQ(mLog.take("ServiceFramework").size(), 1u);
+    host.stop();
+    EXPECT_EQ(reported, 0u);
+}
+
+TEST_F(WireTest, refusesPeersOfOtherUsers) {
+    if (geteuid() != 0) GTEST_SKIP() << "only root can be somebody else";
+    ASSERT_EQ(seteuid(65534), 0);
+    Pair forHost = makePair();
+    Pair forClient = makePair();
+    Pair forLater = makePair();
+    ASSERT_EQ(seteuid(0), 0);
+    ServiceHost host(new TestInfo, echo);
+    EXPECT_FALSE(host.adopt(forHost.own.release()));
+    EXPECT_TRUE(receiveFrom(forHost.peer).empty());
+    EXPECT_TRUE(clientOf(std::move(forClient.own)) == nullptr);
+    EXPECT_EQ(ask(clientOf({}, std::move(forLater.own)), 5), kNone);
+    EXPECT_EQ(mLog.take("ServiceFramework").size(), 3u);
+}
+
+}  // namespace
+}  // namespace accessory::standin
