@@ -8,7 +8,7 @@
 #include <string>
 
 #include "emulator/Operations.h"
-#include "emulator/Text.h"
+#include "tool/Text.h"
 
 namespace emulator {
 

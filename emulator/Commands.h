@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "emulator/Service.h"
-#include "emulator/Waker.h"
 #include "emulator/Words.h"
+#include "tool/Waker.h"
 
 // The command language, one command a line.
 

@@ -3,8 +3,8 @@
 #include <array>
 #include <cstdint>
 
-#include "emulator/Text.h"
 #include "protocol/ServiceContract.h"
+#include "tool/Text.h"
 
 // The notifications that the service pushes.
 

@@ -1,9 +1,9 @@
 #include "emulator/Operations.h"
 
 #include "accessory/MVCodes.h"
-#include "emulator/Text.h"
 #include "protocol/AccessoryMessages.h"
 #include "protocol/ManagerMessages.h"
+#include "tool/Text.h"
 
 namespace emulator {
 namespace {

@@ -4,8 +4,8 @@
 #include <optional>
 #include <string>
 
-#include "emulator/Lines.h"
 #include "protocol/ServiceContract.h"
+#include "tool/Lines.h"
 
 // What the service can be asked, under the names that the library gives it.
 

@@ -11,9 +11,9 @@
 #include "emulator/Answers.h"
 #include "emulator/Events.h"
 #include "emulator/Printer.h"
-#include "emulator/Waker.h"
 #include "emulator/World.h"
 #include "standin/ServiceHost.h"
+#include "tool/Waker.h"
 
 namespace emulator {
 

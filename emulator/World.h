@@ -6,7 +6,7 @@
 
 #include "emulator/Answers.h"
 #include "emulator/Operations.h"
-#include "emulator/Text.h"
+#include "tool/Text.h"
 
 namespace emulator {
 

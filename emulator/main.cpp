@@ -9,7 +9,7 @@
 #include "emulator/Printer.h"
 #include "emulator/Script.h"
 #include "emulator/Service.h"
-#include "emulator/Waker.h"
+#include "tool/Waker.h"
 
 namespace {
 

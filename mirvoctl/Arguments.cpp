@@ -7,7 +7,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "emulator/Text.h"
+#include "tool/Text.h"
 
 namespace mirvoctl {
 namespace {

@@ -8,8 +8,8 @@
 #include <map>
 #include <memory>
 
-#include "emulator/Waker.h"
 #include "mirvoctl/Events.h"
+#include "tool/Waker.h"
 
 namespace mirvoctl {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <cctype>
 
-#include "emulator/Text.h"
+#include "tool/Text.h"
 
 namespace mirvoctl {
 namespace {

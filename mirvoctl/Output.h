@@ -3,7 +3,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "emulator/Lines.h"
+#include "tool/Lines.h"
 
 namespace mirvoctl {
 

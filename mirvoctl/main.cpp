@@ -8,11 +8,11 @@
 #include <string>
 #include <vector>
 
-#include "emulator/Text.h"
 #include "mirvoctl/Commands.h"
 #include "mirvoctl/Connection.h"
 #include "mirvoctl/Monitor.h"
 #include "mirvoctl/Output.h"
+#include "tool/Text.h"
 
 namespace {
 

@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "emulator/Text.h"
 #include "tests/support/Process.h"
+#include "tool/Text.h"
 
 namespace tools_test {
 namespace {

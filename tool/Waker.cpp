@@ -1,4 +1,4 @@
-#include "emulator/Waker.h"
+#include "tool/Waker.h"
 
 #include <poll.h>
 #include <sys/eventfd.h>

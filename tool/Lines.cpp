@@ -1,4 +1,4 @@
-#include "emulator/Lines.h"
+#include "tool/Lines.h"
 
 #include <cstdio>
 

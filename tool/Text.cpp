@@ -1,4 +1,4 @@
-#include "emulator/Text.h"
+#include "tool/Text.h"
 
 #include <cctype>
 
