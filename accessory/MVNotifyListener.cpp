@@ -7,8 +7,8 @@
 
 #include "accessory/AutoTrace.h"
 #include "accessory/CallbackScope.h"
-#include "accessory/MVCodes.h"
 #include "accessory/MirvoImpl.h"
+#include "protocol/MVCodes.h"
 
 namespace accessory {
 namespace {

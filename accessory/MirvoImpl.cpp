@@ -5,9 +5,9 @@
 
 #include "accessory/AutoTrace.h"
 #include "accessory/Exchange.h"
-#include "accessory/MVCodes.h"
 #include "accessory/MVNotifyListener.h"
 #include "protocol/AccessoryMessages.h"
+#include "protocol/MVCodes.h"
 
 namespace accessory {
 namespace {

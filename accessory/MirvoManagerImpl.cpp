@@ -7,9 +7,9 @@
 #include "accessory/AutoTrace.h"
 #include "accessory/CallbackScope.h"
 #include "accessory/Exchange.h"
-#include "accessory/MVCodes.h"
 #include "accessory/MirvoImpl.h"
 #include "accessory/OwnerLink.h"
+#include "protocol/MVCodes.h"
 
 namespace accessory {
 namespace {

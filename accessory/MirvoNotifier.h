@@ -2,7 +2,7 @@
 
 #include <utils/RefBase.h>
 
-#include "accessory/MVDeviceRecords.h"
+#include "protocol/MVDeviceRecords.h"
 
 namespace accessory {
 

@@ -4,9 +4,9 @@
 #include <iterator>
 
 #include "accessory/AutoTrace.h"
-#include "accessory/MVCodes.h"
 #include "api/FacadeLog.h"
 #include "api/ZRMirvoManagerImpl.h"
+#include "protocol/MVCodes.h"
 
 namespace zrmirvo {
 namespace {

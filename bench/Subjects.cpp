@@ -9,8 +9,8 @@
 #include <cstdlib>
 #include <utility>
 
-#include "accessory/MVCodes.h"
 #include "protocol/AccessoryMessages.h"
+#include "protocol/MVCodes.h"
 #include "protocol/ManagerMessages.h"
 #include "protocol/MirvoServiceInfo.h"
 #include "standin/ServiceHost.h"

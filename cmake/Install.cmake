@@ -14,8 +14,8 @@ set(package ${CMAKE_INSTALL_LIBDIR}/cmake/zrmirvo)
 # The headers that a user of the proxies includes, and what those include.
 set(proxy_headers
   accessory/MVBluetoothConfig.h
-  accessory/MVCodes.h
-  accessory/MVDeviceRecords.h
+  protocol/MVCodes.h
+  protocol/MVDeviceRecords.h
   accessory/MVEvent.h
   accessory/Mirvo.h
   accessory/MirvoImpl.h

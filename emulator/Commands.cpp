@@ -3,9 +3,9 @@
 #include <csignal>
 #include <utility>
 
-#include "accessory/MVCodes.h"
-#include "accessory/MVDeviceRecords.h"
 #include "emulator/Events.h"
+#include "protocol/MVCodes.h"
+#include "protocol/MVDeviceRecords.h"
 
 namespace emulator {
 namespace {

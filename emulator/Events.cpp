@@ -5,9 +5,9 @@
 #include <cstring>
 #include <ctime>
 
-#include "accessory/MVCodes.h"
-#include "accessory/MVDeviceRecords.h"
 #include "protocol/AccessoryMessages.h"
+#include "protocol/MVCodes.h"
+#include "protocol/MVDeviceRecords.h"
 #include "protocol/ManagerMessages.h"
 
 namespace emulator {

@@ -1,7 +1,7 @@
 #include "emulator/Operations.h"
 
-#include "accessory/MVCodes.h"
 #include "protocol/AccessoryMessages.h"
+#include "protocol/MVCodes.h"
 #include "protocol/ManagerMessages.h"
 #include "tool/Text.h"
 

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
-#include "accessory/MVCodes.h"
 #include "protocol/AccessoryMessages.h"
+#include "protocol/MVCodes.h"
 #include "protocol/ManagerMessages.h"
 
 namespace emulator {
