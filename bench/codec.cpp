@@ -24,7 +24,7 @@ struct Contents {
     void copy(MVSItemManagerCommon& from, MVSItemManagerCommon& to) {
         bytes->clear();
         from.serialization(out);
-        view->reset(bytes->frame() + accessory::standin::kHeaderSize, bytes->size());
+        view->reset(bytes->frame() + accessory::kHeaderSize, bytes->size());
         to.deserialization(in);
         benchmark::ClobberMemory();
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 
@@ -17,6 +18,17 @@ enum class FrameKind : uint16_t {
     kListen = 4,     // client to service: this connection is to carry notifications
     kListening = 5,  // service to client: from here on it does
     kNotify = 6,     // service to client: a notification
+
+    // Only in recordings: what is no message between client and service.
+    kBegin = 100,            // a recording, or the next file of one, begins
+    kBound = 101,            // a binding was made
+    kNotBound = 102,         // there was no service to bind to
+    kUnbound = 103,          // the last reference to a binding went
+    kListenerSet = 104,      // a binding got a listener
+    kListenerRemoved = 105,  // and lost it
+    kStatus = 106,           // a notification of the framework's own; its status is the content
+    kEnded = 107,            // the listener has returned from a notification
+    kGap = 108,              // records are missing here; their number is the content
 };
 
 struct FrameHeader {
@@ -31,5 +43,16 @@ static_assert(sizeof(FrameHeader) == 20, "the header is laid out without padding
 
 // The longest content of a message.
 constexpr size_t kMaxContent = 16u << 20;
+constexpr size_t kHeaderSize = sizeof(FrameHeader);
+// The most that the kernel keeps in single pages behind a small linear head. Anything longer asks
+// it for memory in one piece, which it may not have.
+constexpr size_t kMaxDatagram = 80u << 10;
+// Every frame of a message carries this much of its content, only the last one less. That is what
+// makes the length of a frame follow from its header.
+constexpr size_t kMaxPart = kMaxDatagram - kHeaderSize;
+
+inline size_t partLength(const FrameHeader& header) {
+    return std::min<size_t>(header.length - header.offset, kMaxPart);
+}
 
 }  // namespace accessory

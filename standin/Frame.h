@@ -13,18 +13,6 @@
 
 namespace accessory::standin {
 
-constexpr size_t kHeaderSize = sizeof(FrameHeader);
-// The most that the kernel keeps in single pages behind a small linear head. Anything longer asks
-// it for memory in one piece, which it may not have.
-constexpr size_t kMaxDatagram = 80u << 10;
-// Every frame of a message carries this much of its content, only the last one less. That is what
-// makes the length of a frame follow from its header.
-constexpr size_t kMaxPart = kMaxDatagram - kHeaderSize;
-
-inline size_t partLength(const FrameHeader& header) {
-    return std::min<size_t>(header.length - header.offset, kMaxPart);
-}
-
 // Reads the frame that begins at `data`. False when the bytes are no frame. Datagrams may hold more
 // than one, so there may be bytes left behind it.
 inline bool readHeader(const uint8_t* data, size_t size, FrameHeader& header) {

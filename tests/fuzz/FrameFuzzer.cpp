@@ -76,7 +76,7 @@ void listen(Input& input) {
     const sp<Listener> listener = new Listener;
     channel->add(listener);
     channel->setSocket(std::move(ends.subject));
-    std::vector<uint8_t> buffer(standin::kMaxDatagram);
+    std::vector<uint8_t> buffer(kMaxDatagram);
     while (channel->process(buffer.data())) {
     }
     if (!*lost || listener->lost != 1) abort();
@@ -94,7 +94,7 @@ void serve(Input& input) {
     const int peer = ends.peer.get();
     if (!kHost->adopt(std::exchange(ends.subject, UniqueFd()).release())) abort();
     // It answers what it can, and must have closed the connection in the end.
-    std::vector<uint8_t> buffer(standin::kMaxDatagram);
+    std::vector<uint8_t> buffer(kMaxDatagram);
     while (recv(peer, buffer.data(), buffer.size(), 0) > 0) {
     }
 }
