@@ -4,10 +4,9 @@ namespace emulator {
 
 using tool::dump;
 using tool::pairs;
-using tool::writeLine;
 
 void Printer::ready(const std::string& service) const {
-    writeLine(mJson ? dump({{"ready", service}}) : "ready: " + service);
+    mOutput.writeLine(mJson ? dump({{"ready", service}}) : "ready: " + service);
 }
 
 void Printer::request(const Request& request, const Json& answer) const {
@@ -17,18 +16,19 @@ void Printer::request(const Request& request, const Json& answer) const {
         if (request.accessory) line["accessory"] = *request.accessory;
         line["arguments"] = request.arguments;
         line["answer"] = answer;
-        return writeLine(dump(line));
+        mOutput.writeLine(dump(line));
+        return;
     }
     std::string line = request.name;
     if (request.accessory) line += " accessory=" + std::to_string(*request.accessory);
     line += pairs(request.arguments) + " ->";
     line += answer.contains("silent") ? " silent" : pairs(answer);
-    writeLine(line);
+    mOutput.writeLine(line);
 }
 
 void Printer::event(const std::string& command) const {
     if (mQuiet) return;
-    writeLine(mJson ? dump({{"event", command}}) : "> " + command);
+    mOutput.writeLine(mJson ? dump({{"event", command}}) : "> " + command);
 }
 
 }  // namespace emulator

@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -34,12 +35,12 @@ bool standardInputHasCommands() {
     return isatty(STDIN_FILENO) == 1 || !S_ISCHR(status.st_mode);
 }
 
-int run(const Options& options) {
+int run(const Options& options, tool::StandardOutput& output) {
     std::vector<Command> script;
     if (!options.script.empty() && !readScript(options.script, script)) return kBadInput;
 
-    const Printer printer(options.json, options.quiet);
-    tool::Waker waker;
+    const Printer printer(output, options.json, options.quiet);
+    tool::Waker waker(output);
     Service service(printer, waker, options.directory);
     service.change([&](World& world) { world.version = options.version; });
     // The log says why.
@@ -61,6 +62,7 @@ int run(const Options& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    tool::StandardOutput output;
     Options options;
     CLI::App app(
         "Serves \"mirvo.accessory.manager\" as the projection service of a car does.\n"
@@ -78,7 +80,10 @@ int main(int argc, char** argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? kDone : kBadInput;
+        std::ostringstream text;
+        const int status = app.exit(error, text) == 0 ? kDone : kBadInput;
+        output.write(text.str());
+        return output.exitStatus("mirvo-emulator", status);
     }
-    return run(options);
+    return output.exitStatus("mirvo-emulator", run(options, output));
 }

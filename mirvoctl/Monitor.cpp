@@ -153,7 +153,7 @@ private:
 }  // namespace
 
 void monitor(Connection& connection, const Output& output, const std::vector<uint32_t>& ids) {
-    tool::Waker waker;
+    tool::Waker waker(output.standard());
     Monitor(connection.manager(), output, waker, ids).run();
 }
 

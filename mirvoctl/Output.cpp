@@ -23,10 +23,10 @@ void Output::result(const std::string& operation, int status, const Json& data) 
     if (json) {
         Json line = {{"operation", operation}, {"status", status}};
         line.update(data);
-        tool::writeLine(tool::dump(line));
+        mStandard.writeLine(tool::dump(line));
     } else if (!quiet || !data.empty()) {
         const std::string shown = status == 0 ? "ok" : "status " + std::to_string(status);
-        tool::writeLine(operation + ": " + shown + tool::pairs(data));
+        mStandard.writeLine(operation + ": " + shown + tool::pairs(data));
     }
     if (status == 0) return;
     throw Failure(kRefused, operation + " failed with status " + std::to_string(status) + ": " +
@@ -35,17 +35,20 @@ void Output::result(const std::string& operation, int status, const Json& data) 
 
 void Output::sent(const std::string& operation) const {
     if (json) {
-        tool::writeLine(tool::dump({{"operation", operation}}));
+        mStandard.writeLine(tool::dump({{"operation", operation}}));
     } else if (!quiet) {
-        tool::writeLine(operation + ": sent");
+        mStandard.writeLine(operation + ": sent");
     }
 }
 
 void Output::event(const std::string& name, const Json& values) const {
-    if (!json) return tool::writeLine(name + tool::pairs(values));
+    if (!json) {
+        mStandard.writeLine(name + tool::pairs(values));
+        return;
+    }
     Json line = {{"event", name}};
     line.update(values);
-    tool::writeLine(tool::dump(line));
+    mStandard.writeLine(tool::dump(line));
 }
 
 Json bytesAs(const char* name, const void* data, size_t length) {

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "tool/Lines.h"
+#include "tool/StandardOutput.h"
 
 namespace mirvoctl {
 
@@ -25,6 +26,8 @@ private:
 // What the tool prints. Thread-safe once its options are set, since a line leaves in one piece.
 class Output {
 public:
+    explicit Output(tool::StandardOutput& standard) : mStandard(standard) {}
+
     bool json = false;
     bool quiet = false;
 
@@ -34,6 +37,11 @@ public:
     void sent(const std::string& operation) const;
     // A callback, or something that is no operation: `name` and its values.
     void event(const std::string& name, const Json& values) const;
+
+    tool::StandardOutput& standard() const { return mStandard; }
+
+private:
+    tool::StandardOutput& mStandard;
 };
 
 // Bytes in hexadecimal as `name`, and what of them is text. Null with length 0 is fine.

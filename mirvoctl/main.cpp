@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <iostream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -20,7 +21,7 @@ using namespace mirvoctl;
 
 // Runs `command`, which parses a command line and executes it, and reports how that went wrong.
 template <typename Command>
-int run(const CLI::App& app, Command command) {
+int run(const CLI::App& app, const Output& output, Command command) {
     try {
         command();
         return kDone;
@@ -28,7 +29,10 @@ int run(const CLI::App& app, Command command) {
         fprintf(stderr, "mirvoctl: %s\n", failure.what());
         return failure.status();
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? kDone : kBadCommand;
+        std::ostringstream text;
+        const int status = app.exit(error, text) == 0 ? kDone : kBadCommand;
+        output.standard().write(text.str());
+        return status;
     }
 }
 
@@ -38,7 +42,7 @@ int runLine(const Context& context, const std::string& line) {
     requireCommand(app);
     addManagerCommands(app, context);
     addDeviceCommands(app, context);
-    return run(app, [&] {
+    return run(app, context.output, [&] {
         if (!words) throw CLI::ValidationError("line", "a quote stays open");
         // The parser takes its arguments from the back.
         std::reverse(words->begin(), words->end());
@@ -59,13 +63,15 @@ int runShell(const Context& context) {
             return worst;
         }
         worst = std::max(worst, runLine(context, line));
+        if (context.output.standard().failed()) return worst;
     }
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    Output output;
+    tool::StandardOutput standard;
+    Output output(standard);
     bool verbose = false;
     std::vector<uint32_t> ids;
 
@@ -93,6 +99,6 @@ int main(int argc, char** argv) {
     app.add_subcommand("shell", "Read commands line by line from standard input")->callback([&] {
         status = runShell(context);
     });
-    const int result = run(app, [&] { app.parse(argc, argv); });
-    return result == kDone ? status : result;
+    const int result = run(app, output, [&] { app.parse(argc, argv); });
+    return standard.exitStatus("mirvoctl", result == kDone ? status : result);
 }

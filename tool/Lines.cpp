@@ -1,14 +1,6 @@
 #include "tool/Lines.h"
 
-#include <cstdio>
-
 namespace tool {
-
-void writeLine(std::string line) {
-    line += '\n';
-    fwrite(line.data(), 1, line.size(), stdout);
-    fflush(stdout);
-}
 
 std::string dump(const Json& value) {
     return value.dump(-1, ' ', false, Json::error_handler_t::replace);

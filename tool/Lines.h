@@ -3,15 +3,11 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-// The lines that the tools read and write.
+// What the lines of the tools are made of.
 
 namespace tool {
 
 using Json = nlohmann::ordered_json;
-
-// `line` on standard output, at once and in one piece, so that what several processes write to one
-// file stays readable.
-void writeLine(std::string line);
 
 // One line of JSON. What comes from a client or a service need not be valid text.
 std::string dump(const Json& value);

@@ -299,5 +299,36 @@ TEST_F(MirvoctlTest, CompletionKnowsTheCommands) {
     }
 }
 
+// Through a shell, which has what it takes to lose a reader.
+TEST_F(MirvoctlTest, StandardOutputThatFailsEndsTheTool) {
+    const struct {
+        const char* command;
+        int status;
+        const char* output;
+        const char* error;
+    } kRows[] = {
+        // The service sends nothing after these lines.
+        {"$CTL monitor | head -1; echo ${PIPESTATUS[0]}", 0, "monitoring accessories=[7]\n0\n", ""},
+        {"$CTL monitor | grep -m1 monitoring; echo ${PIPESTATUS[0]}", 0,
+         "monitoring accessories=[7]\n0\n", ""},
+        {"$CTL monitor >/dev/full", 5, "", "cannot write to standard output: No space left"},
+        {"$CTL ids >/dev/full", 5, "", "cannot write to standard output: No space left"},
+        {"$CTL --help >/dev/full", 5, "", "cannot write to standard output: No space left"},
+        {"$CTL ids >&-", 5, "", "cannot write to standard output: Bad file descriptor"},
+        {"$CTL shell <<<ids >/dev/full", 5, "", "cannot write to standard output: No space left"},
+        {"$CTL ids 2>&- <&-", 0, "getIds: ok ids=[7]\n", ""},
+    };
+    Emulator emulator;
+    for (const auto& row : kRows) {
+        SCOPED_TRACE(row.command);
+        Process bash(
+            {"bash", "-c", R"(CTL="$ZRMIRVO_RUNNER $0"; )" + std::string(row.command), MIRVOCTL});
+        EXPECT_EQ(row.status, bash.wait());
+        EXPECT_EQ(row.output, bash.output());
+        EXPECT_TRUE(contains(bash.errors(), row.error)) << bash.errors();
+        EXPECT_EQ(row.status != 0, contains(bash.errors(), "mirvoctl: ")) << bash.errors();
+    }
+}
+
 }  // namespace
 }  // namespace tools_test

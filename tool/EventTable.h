@@ -1,0 +1,56 @@
+#pragma once
+
+#include <cstddef>
+#include <initializer_list>
+#include <string_view>
+
+#include "tool/Lines.h"
+
+namespace tool {
+
+// One kind of event. The emulator sends it and `mirvoctl monitor` shows it under the same name and
+// with the same fields.
+struct EventInfo {
+    static constexpr size_t kMaxFields = 10;
+
+    // The library's callback. Where an event reaches no callback, the emulator's command.
+    const char* name;
+    // The emulator's command; null when no command sends it.
+    const char* command;
+    // In the order in which callback and command have them; the rest are null. `data` holds bytes,
+    // every other field a number.
+    const char* fields[kMaxFields];
+
+    size_t fieldCount() const;
+};
+
+// All events, the manager's first.
+constexpr EventInfo kEvents[] = {
+    {"onError", nullptr, {}},
+    {"onAttach", "attach", {"accessory"}},
+    {"onDetach", "detach", {"accessory"}},
+    {"onRunningStateChange", "state", {"accessory", "state"}},
+    {"onControlUnavailable", "unavailable", {"accessory"}},
+    {"onDeviceRequestData", "request-data", {"accessory", "data"}},
+    {"onDeviceRequest", "request", {"accessory", "param1", "param2"}},
+    {"onScreenOrientationChange", "orientation", {"accessory", "orientation"}},
+    {"onTimeDateResponse",
+     "time-date",
+     {"accessory", "date1", "date2", "date3", "hour", "minute", "second", "fraction", "week",
+      "dayOfWeek"}},
+    {"onHidReportDescriptor", "descriptor", {"accessory", "data"}},
+    {"onHidEvent", "hid", {"accessory", "data"}},
+    {"onDeviceResponse", "response", {"accessory"}},
+    {"error", "error", {"accessory", "code"}},
+    {"raw", "raw", {"accessory", "subCode", "data"}},
+    {"notify", "notify", {"accessory", "subCode", "value"}},
+};
+
+// The event with this name or this command. Null when there is none.
+const EventInfo* findEvent(std::string_view nameOrCommand);
+
+// The fields of an event as an object with `values` in the order of the table, as many as there are
+// fields; bytes as hexadecimal digits.
+Json eventFields(const EventInfo& event, std::initializer_list<Json> values);
+
+}  // namespace tool
