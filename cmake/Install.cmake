@@ -3,7 +3,8 @@
 #
 #   include/zrmirvo-MAJOR.MINOR/zrmirvo/              for applications
 #   include/zrmirvo-MAJOR.MINOR/{accessory,protocol}/ for those who use the client proxies
-#   lib/cmake/zrmirvo/, lib/pkgconfig/                zrmirvo::zrmirvo, zrmirvo::proxies, zrmirvo.pc
+#   lib/cmake/zrmirvo/, lib/pkgconfig/                zrmirvo::zrmirvo, zrmirvo::session,
+#                                                     zrmirvo::proxies, zrmirvo.pc, …
 
 include(CMakePackageConfigHelpers)
 
@@ -32,10 +33,10 @@ add_library(zrmirvo_proxies INTERFACE)
 set_target_properties(zrmirvo_proxies PROPERTIES EXPORT_NAME proxies)
 target_link_libraries(zrmirvo_proxies INTERFACE zrmirvo service_framework android::utils)
 
-install(TARGETS zrmirvo service_framework zrmirvo_proxies EXPORT zrmirvo
+install(TARGETS zrmirvo zrmirvo_session service_framework zrmirvo_proxies EXPORT zrmirvo
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   INCLUDES DESTINATION ${headers})
-install(DIRECTORY api/zrmirvo DESTINATION ${headers} FILES_MATCHING PATTERN "*.h")
+install(DIRECTORY api/zrmirvo session/zrmirvo DESTINATION ${headers} FILES_MATCHING PATTERN "*.h")
 foreach(header ${proxy_headers})
   get_filename_component(folder ${header} DIRECTORY)
   install(FILES ${header} DESTINATION ${headers}/${folder})
@@ -53,8 +54,9 @@ file(RELATIVE_PATH prefix_from_pc /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /pre
 string(REGEX REPLACE "/$" "" prefix_from_pc ${prefix_from_pc})
 configure_file(cmake/zrmirvo.pc.in zrmirvo.pc @ONLY)
 configure_file(cmake/zrmirvo-proxies.pc.in zrmirvo-proxies.pc @ONLY)
+configure_file(cmake/zrmirvo-session.pc.in zrmirvo-session.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/zrmirvo.pc ${PROJECT_BINARY_DIR}/zrmirvo-proxies.pc
-  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+  ${PROJECT_BINARY_DIR}/zrmirvo-session.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
 install(FILES docs/man/mirvo-emulator.1 docs/man/mirvoctl.1
   DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)

@@ -1,0 +1,302 @@
+#pragma once
+
+#include <fcntl.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <system_error>
+#include <thread>
+#include <type_traits>
+#include <utility>
+
+namespace zrmirvo::detail {
+
+// Events that were refused one after the other, and the number of the first.
+struct Missing {
+    size_t count = 0;
+    uint64_t first = 0;
+
+    void add(const Missing& more) {
+        if (count == 0) first = more.first;
+        count += more.count;
+    }
+};
+
+// Something that waits to be run on the loop's thread: one piece of memory with all that it needs.
+class Event {
+public:
+    Event() = default;
+    virtual ~Event() = default;
+    Event(const Event&) = delete;
+    Event& operator=(const Event&) = delete;
+
+    virtual void run() = 0;
+
+private:
+    friend class EventList;
+    friend class QueueCore;
+
+    Event* mNext = nullptr;
+    const void* mOwner = nullptr;
+    size_t mBytes = 0;
+    uint64_t mNumber = 0;
+    // After this one and before the next.
+    Missing mMissing;
+    // Whether it takes of the room that is bounded.
+    bool mBounded = false;
+};
+
+template <typename Task>
+class TaskEvent final : public Event {
+public:
+    template <typename From>
+    explicit TaskEvent(From&& task) : mTask(std::forward<From>(task)) {}
+    void run() override { mTask(); }
+
+private:
+    Task mTask;
+};
+
+// Null when there is no memory.
+template <typename Task>
+std::unique_ptr<Event> makeEvent(Task&& task) {
+    using Made = TaskEvent<std::decay_t<Task>>;
+    return std::unique_ptr<Event>(new (std::nothrow) Made(std::forward<Task>(task)));
+}
+
+// Events in their order. Adding one needs no memory.
+class EventList {
+public:
+    EventList() = default;
+    EventList(EventList&& other) noexcept
+        : mFirst(std::exchange(other.mFirst, nullptr)),
+          mLast(std::exchange(other.mLast, nullptr)) {}
+    EventList& operator=(EventList&& other) noexcept {
+        std::swap(mFirst, other.mFirst);
+        std::swap(mLast, other.mLast);
+        return *this;
+    }
+    EventList(const EventList&) = delete;
+    EventList& operator=(const EventList&) = delete;
+    ~EventList() {
+        while (mFirst != nullptr)
+            pop();
+    }
+
+    Event* first() const { return mFirst; }
+    Event* last() const { return mLast; }
+
+    void push(std::unique_ptr<Event> event) noexcept {
+        Event* added = event.release();
+        added->mNext = nullptr;
+        (mLast == nullptr ? mFirst : mLast->mNext) = added;
+        mLast = added;
+    }
+
+    std::unique_ptr<Event> pop() noexcept {
+        std::unique_ptr<Event> popped(mFirst);
+        mFirst = mFirst->mNext;
+        if (mFirst == nullptr) mLast = nullptr;
+        return popped;
+    }
+
+private:
+    Event* mFirst = nullptr;
+    Event* mLast = nullptr;
+};
+
+// What EventQueue is made of. Shared, so that a dispatch that is under way survives its queue.
+class QueueCore {
+public:
+    QueueCore(size_t maxEvents, size_t maxBytes)
+        : mMaxEvents(maxEvents), mMaxBytes(maxBytes), mFd(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+        if (mFd < 0) throw std::system_error(errno, std::generic_category(), "eventfd");
+    }
+    ~QueueCore() { ::close(mFd); }
+    QueueCore(const QueueCore&) = delete;
+    QueueCore& operator=(const QueueCore&) = delete;
+
+    int fd() const { return mFd; }
+
+    // Adds an event that drop(owner) finds. False when there is no room for it, or when it is null
+    // since there was no memory; that is counted. False, too, once the queue is closed.
+    bool post(std::unique_ptr<Event> event, const void* owner, size_t bytes) noexcept {
+        const std::lock_guard lock(mLock);
+        if (mClosed) return false;
+        ++mPosted;
+        const bool fits = mEvents < mMaxEvents && bytes <= mMaxBytes - mBytes;
+        const bool posted = fits && event != nullptr;
+        if (posted) {
+            ++mEvents;
+            mBytes += bytes;
+            event->mOwner = owner;
+            event->mBytes = bytes;
+            event->mBounded = true;
+            push(std::move(event));
+        } else {
+            missingAtEnd().add({1, mPosted});
+        }
+        signal();
+        return posted;
+    }
+
+    // Adds an event for which there always is room.
+    void postReserved(std::unique_ptr<Event> event) noexcept {
+        const std::lock_guard lock(mLock);
+        if (mClosed) return;
+        ++mPosted;
+        push(std::move(event));
+        signal();
+    }
+
+    // Runs what waited when it was called; how many that were.
+    size_t dispatch() {
+        uint64_t last;
+        {
+            const std::lock_guard lock(mLock);
+            last = mPosted;
+        }
+        size_t count = 0;
+        while (dispatchOne(last))
+            ++count;
+        return count;
+    }
+
+    // Runs the next event, or tells of those that are missing in its place. False when there is
+    // none that was posted before the one after `last`. An exception passes through; the event that
+    // has thrown it has been run.
+    bool dispatchOne(uint64_t last = UINT64_MAX) {
+        const Dispatching dispatching(mDispatcher);
+        std::unique_ptr<Event> event;
+        Missing missing;
+        {
+            const std::lock_guard lock(mLock);
+            if (mMissing.count > 0) {
+                if (mMissing.first > last) return false;
+                missing = std::exchange(mMissing, {});
+            } else if (mWaiting.first() != nullptr && mWaiting.first()->mNumber <= last) {
+                event = mWaiting.pop();
+                settle(*event);
+                mMissing = event->mMissing;
+            } else {
+                return false;
+            }
+            signal();
+        }
+        if (event != nullptr) {
+            event->run();
+        } else if (mOnOverflow) {
+            // A copy, since it may replace itself.
+            const std::function<void(size_t)> tell = mOnOverflow;
+            tell(missing.count);
+        }
+        return true;
+    }
+
+    // Forgets what waits for `owner`.
+    void drop(const void* owner) {
+        EventList dropped;
+        const std::lock_guard lock(mLock);
+        EventList all = std::move(mWaiting);
+        while (all.first() != nullptr) {
+            std::unique_ptr<Event> event = all.pop();
+            if (event->mOwner != owner) {
+                mWaiting.push(std::move(event));
+                continue;
+            }
+            settle(*event);
+            missingAtEnd().add(event->mMissing);
+            dropped.push(std::move(event));
+        }
+        signal();
+    }
+
+    // Forgets everything, for good. On the loop's thread.
+    void close() {
+        const std::function<void(size_t)> tell = std::move(mOnOverflow);
+        mOnOverflow = nullptr;
+        EventList dropped;
+        const std::lock_guard lock(mLock);
+        mClosed = true;
+        mMissing = {};
+        dropped = std::move(mWaiting);
+        signal();
+    }
+
+    // On the loop's thread.
+    void onOverflow(std::function<void(size_t)> tell) { mOnOverflow = std::move(tell); }
+
+    // Whether the caller is inside an event that it runs itself.
+    bool dispatchedHere() const { return mDispatcher == std::this_thread::get_id(); }
+
+private:
+    // A dispatch under way on this thread, which may be inside another one.
+    class Dispatching {
+    public:
+        explicit Dispatching(std::atomic<std::thread::id>& dispatcher)
+            : mDispatcher(dispatcher), mBefore(dispatcher.exchange(std::this_thread::get_id())) {}
+        ~Dispatching() { mDispatcher = mBefore; }
+        Dispatching(const Dispatching&) = delete;
+        Dispatching& operator=(const Dispatching&) = delete;
+
+    private:
+        std::atomic<std::thread::id>& mDispatcher;
+        const std::thread::id mBefore;
+    };
+
+    // The rest is called with the lock.
+
+    void push(std::unique_ptr<Event> event) noexcept {
+        event->mNumber = mPosted;
+        mWaiting.push(std::move(event));
+    }
+
+    // Gives back the room of an event that no longer waits.
+    void settle(const Event& event) {
+        if (event.mBounded) --mEvents;
+        mBytes -= event.mBytes;
+    }
+
+    // What is missing behind all that waits.
+    Missing& missingAtEnd() {
+        return mWaiting.last() == nullptr ? mMissing : mWaiting.last()->mMissing;
+    }
+
+    // Makes the descriptor say whether something waits.
+    void signal() noexcept {
+        const bool waiting = mMissing.count > 0 || mWaiting.first() != nullptr;
+        if (waiting == mSignalled) return;
+        mSignalled = waiting;
+        eventfd_t value = 1;
+        // Neither can fail: the counter goes from 0 to 1 and back.
+        static_cast<void>(waiting ? eventfd_write(mFd, value) : eventfd_read(mFd, &value));
+    }
+
+    const size_t mMaxEvents;
+    const size_t mMaxBytes;
+    const int mFd;
+    // Belongs to the loop's thread.
+    std::function<void(size_t)> mOnOverflow;
+    std::atomic<std::thread::id> mDispatcher{};
+
+    std::mutex mLock;
+    // Guarded by the lock.
+    bool mClosed = false;
+    bool mSignalled = false;
+    EventList mWaiting;
+    size_t mEvents = 0;
+    size_t mBytes = 0;
+    uint64_t mPosted = 0;
+    // Before the first that waits.
+    Missing mMissing;
+};
+
+}  // namespace zrmirvo::detail
