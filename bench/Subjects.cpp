@@ -57,7 +57,7 @@ std::unique_ptr<Process> startService(int processor, const std::string& folder,
     auto process = std::make_unique<Process>(processor, [&](int control) {
         useFolder(folder);
         const sp<accessory::ServiceInfo> info = new accessory::MirvoServiceInfo;
-        ServiceHost host(info, [](sp<ServiceItem>& item) { return answer(*item); });
+        ServiceHost host(info, [](ServiceHost::Request& request) { return answer(*request.item); });
         require(host.start(), "the service");
         ready(control);
         work(host);

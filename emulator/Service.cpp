@@ -11,7 +11,8 @@ using namespace accessory;
 Service::Service(const Printer& printer, tool::Waker& waker, const std::string& directory)
     : mPrinter(printer),
       mWaker(waker),
-      mHost(new MirvoServiceInfo, [this](sp<ServiceItem>& item) { return handle(*item); },
+      mHost(new MirvoServiceInfo,
+            [this](ServiceHost::Request& request) { return handle(*request.item); },
             {directory, ServiceHost::Options().queueLimit, [this](size_t /*clients*/) {
                  {
                      android::AutoMutex lock(mLock);

@@ -18,6 +18,7 @@ enum class FrameKind : uint16_t {
     kListen = 4,     // client to service: this connection is to carry notifications
     kListening = 5,  // service to client: from here on it does
     kNotify = 6,     // service to client: a notification
+    kCutOff = 7,     // service to client: the last frame that this process gets, and why
 
     // Only in recordings: what is no message between client and service.
     kBegin = 100,            // a recording, or the next file of one, begins

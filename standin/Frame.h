@@ -19,7 +19,7 @@ inline bool readHeader(const uint8_t* data, size_t size, FrameHeader& header) {
     if (size < kHeaderSize) return false;
     std::memcpy(&header, data, kHeaderSize);
     if (header.version != kWireVersion) return false;
-    if (header.kind < FrameKind::kRequest || header.kind > FrameKind::kNotify) return false;
+    if (header.kind < FrameKind::kRequest || header.kind > FrameKind::kCutOff) return false;
     if (header.length > kMaxContent || header.offset % kMaxPart != 0) return false;
     if (header.offset >= header.length && header.offset != 0) return false;
     return partLength(header) <= size - kHeaderSize;

@@ -1,82 +1,85 @@
+#include "standin/HostConnection.h"
+
 #include <sys/socket.h>
 
 #include <cerrno>
 
-#include "standin/HostImpl.h"
 #include "standin/Log.h"
 
-// What the thread of one connection does.
+namespace accessory::standin {
 
-namespace accessory {
-
-using android::AutoMutex;
-using namespace standin;
-
-void ServiceHost::Impl::serve(Connection& connection) {
+HostConnection::End HostConnection::serve(ServiceItemFactory* factory,
+                                          const ServiceHost::Handler& handler) {
     Message message;
     for (;;) {
-        const IoStatus status = connection.frames.receive(message);
-        if (status == IoStatus::kClosed) return;
+        const IoStatus status = mFrames.receive(message);
+        if (status == IoStatus::kClosed) return End::kOver;
         if (status == IoStatus::kOk && message.header.kind == FrameKind::kRequest) {
-            if (!answer(connection, message)) return;
+            if (!answer(message, factory, handler)) return End::kOver;
             continue;
         }
         if (status == IoStatus::kOk && message.header.kind == FrameKind::kListen &&
-            connection.frames.missing() == 0) {
-            // Whoever ends connections finds this one either here or with the sender.
-            AutoMutex lock(mMutex);
-            mSender.add(std::move(connection.fd), connection.pid);
-            return;
+            mFrames.missing() == 0) {
+            return End::kListens;
         }
         if (status == IoStatus::kFailed) {
-            logError("cannot receive from process %d: %s", connection.pid,
-                     errorText(errno).c_str());
+            logError("cannot receive from process %d: %s", mProcess, errorText(errno).c_str());
         } else {
-            logError("process %d sends what is no request", connection.pid);
+            logError("process %d sends what is no request", mProcess);
         }
-        return;
+        return End::kOver;
     }
 }
 
 // False when the connection is of no use any more.
-bool ServiceHost::Impl::answer(Connection& connection, const Message& message) {
+bool HostConnection::answer(const Message& message, ServiceItemFactory* factory,
+                            const ServiceHost::Handler& handler) {
     const FrameHeader& header = message.header;
-    sp<ServiceItem> item = mItemFactory == nullptr ? nullptr : mItemFactory->create(header.type);
-    if (item == nullptr) {
-        logError("process %d sends a request of unknown type %d", connection.pid, header.type);
-        return sendNone(connection, header.sequence);
+    ServiceHost::Request request;
+    request.item = factory == nullptr ? nullptr : factory->create(header.type);
+    if (request.item == nullptr) {
+        logError("process %d sends a request of unknown type %d", mProcess, header.type);
+        return sendNoReply(header.sequence);
     }
-    static_cast<ReadContent&>(*connection.in)
-        .reset(message.content, message.size, &connection.frames);
-    item->deserialization(connection.in);
-    // What is wrong with the rest, the next receive() tells.
-    if (connection.frames.finish() != IoStatus::kOk) return true;
-    const sp<ServiceReply> reply = mHandler(item);
-    return reply == nullptr || sendReply(connection, header.sequence, reply);
+    static_cast<ReadContent&>(*mIn).reset(message.content, message.size, &mFrames);
+    request.item->deserialization(mIn);
+    // The next receive() reports what is wrong with the rest.
+    if (mFrames.finish() != IoStatus::kOk) return true;
+    request.process = mProcess;
+    request.connection = mNumber;
+    const sp<ServiceReply> reply = handler(request);
+    const bool usable = reply != nullptr  ? sendReply(header.sequence, reply)
+                        : request.noReply ? sendNoReply(header.sequence)
+                                          : true;
+    if (request.settled) request.settled();
+    return usable;
 }
 
-bool ServiceHost::Impl::sendReply(Connection& connection, uint32_t sequence,
-                                  const sp<ServiceReply>& reply) {
-    auto& out = static_cast<WriteContent&>(*connection.out);
+bool HostConnection::sendReply(uint32_t sequence, const sp<ServiceReply>& reply) {
+    auto& out = static_cast<WriteContent&>(*mOut);
     out.clear();
-    reply->serialization(connection.out);
+    reply->serialization(mOut);
     if (out.tooLong()) {
         logError("reply %d is longer than %zu bytes and was not sent", reply->type(), kMaxContent);
-        return sendNone(connection, sequence);
+        return sendNoReply(sequence);
     }
     FrameHeader header;
     header.kind = FrameKind::kReply;
     header.type = reply->type();
     header.sequence = sequence;
-    // A client that has given up meanwhile has said so in its own log.
-    return connection.frames.send(header, out) == IoStatus::kOk;
+    // A failure needs no line: a client that has given up meanwhile has said so in its own log.
+    return mFrames.send(header, out) == IoStatus::kOk;
 }
 
-bool ServiceHost::Impl::sendNone(Connection& connection, uint32_t sequence) {
+bool HostConnection::sendNoReply(uint32_t sequence) {
     FrameHeader header;
     header.kind = FrameKind::kNoReply;
     header.sequence = sequence;
-    return connection.frames.send(header) == IoStatus::kOk;
+    return mFrames.send(header) == IoStatus::kOk;
 }
 
-}  // namespace accessory
+void HostConnection::shutDown(int how) const {
+    shutdown(mSocket.get(), how);
+}
+
+}  // namespace accessory::standin

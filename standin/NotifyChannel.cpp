@@ -25,6 +25,13 @@ public:
     }
 };
 
+void logCutOff(const uint8_t* content, size_t size) {
+    const sp<ReadContent> reason = new ReadContent;
+    reason->reset(content, size);
+    const char* text = reason->readCString();
+    logError("the service has cut this process off: %s", text == nullptr ? "" : text);
+}
+
 }  // namespace
 
 NotifyChannel::NotifyChannel(const sp<ServiceNotifyFactory>& factory,
@@ -133,7 +140,13 @@ bool NotifyChannel::processDatagram(const uint8_t* data, size_t size) {
     if (size > kMaxDatagram) return false;
     while (size > 0 && !mClosed) {
         FrameHeader header;
-        if (!readHeader(data, size, header) || header.kind != FrameKind::kNotify) return false;
+        if (!readHeader(data, size, header)) return false;
+        if (header.kind == FrameKind::kCutOff) {
+            logCutOff(data + kHeaderSize, partLength(header));
+            mAbandoned = true;
+            return true;
+        }
+        if (header.kind != FrameKind::kNotify) return false;
         if (!processFrame(header, data + kHeaderSize)) return false;
         const size_t length = kHeaderSize + partLength(header);
         data += length;

@@ -17,8 +17,26 @@ using android::AutoMutex;
 
 namespace {
 
-// Datagrams kept for the next notifications once they have been sent.
-constexpr size_t kMaxSpare = 4;
+// A longer reason is cut.
+constexpr size_t kMaxReason = 1000;
+
+// The last frame that a client gets. Its socket may be full, so it gets more room for this one.
+// When that is not to be had either, the client does without the reason.
+void sendReason(int fd, const std::string& reason) {
+    int size = 0;
+    socklen_t length = sizeof(size);
+    if (getsockopt(fd, SOL_SOCKET, SO_SNDBUF, &size, &length) == 0) {
+        // The kernel doubles what it is given.
+        setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &size, length);
+    }
+    const std::string text = reason.substr(0, kMaxReason);
+    FrameHeader header;
+    header.kind = FrameKind::kCutOff;
+    header.length = static_cast<uint32_t>(text.size() + 1);
+    std::string frame(reinterpret_cast<const char*>(&header), kHeaderSize);
+    frame.append(text.c_str(), header.length);
+    ::send(fd, frame.data(), frame.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+}
 
 }  // namespace
 
@@ -54,10 +72,10 @@ bool NotifySender::watch(Listener& listener, int operation, uint32_t events) {
     return epoll_ctl(mEpoll.get(), operation, listener.fd.get(), &event) == 0;
 }
 
-bool NotifySender::add(UniqueFd fd, pid_t pid) {
+bool NotifySender::add(UniqueFd fd, pid_t process, uint32_t number) {
     AutoMutex lock(mMutex);
     if (mStopping || !prepare()) return false;
-    auto listener = std::make_unique<Listener>(std::move(fd), pid);
+    auto listener = std::make_unique<Listener>(std::move(fd), process, number);
     // In a datagram of its own, which is how the client receives it, and before any notification.
     // It does not wait: nothing has been sent on this socket yet.
     FrameHeader header;
@@ -73,7 +91,8 @@ bool NotifySender::add(UniqueFd fd, pid_t pid) {
     return true;
 }
 
-void NotifySender::notify(ServiceNotify& notify) {
+size_t NotifySender::notify(ServiceNotify& notify, pid_t process) {
+    size_t reached = 0;
     std::vector<pid_t> overflowed;
     {
         AutoMutex writing(mWriting);
@@ -87,54 +106,27 @@ void NotifySender::notify(ServiceNotify& notify) {
         if (content.tooLong()) {
             logError("notification %d is longer than %zu bytes and was not sent", header.type,
                      kMaxContent);
-            return;
+            return 0;
         }
         AutoMutex lock(mMutex);
         for (const auto& listener : mListeners) {
-            if (listener->cutOff || listener->dead) continue;
-            enqueue(*listener, header, &content);
-            if (listener->queued <= mQueueLimit) continue;
+            const bool meant = process == kEveryProcess || process == listener->process;
+            if (!meant || !listener->listens()) continue;
+            listener->queue.append(header, content);
+            ++reached;
+            if (listener->queue.bytes() <= mQueueLimit) continue;
             listener->cutOff = true;
-            if (std::find(overflowed.begin(), overflowed.end(), listener->pid) ==
+            if (std::find(overflowed.begin(), overflowed.end(), listener->process) ==
                 overflowed.end()) {
-                overflowed.push_back(listener->pid);
+                overflowed.push_back(listener->process);
             }
         }
         wake();
     }
-    for (const pid_t pid : overflowed) {
-        logError("process %d does not keep up with its notifications and is cut off", pid);
-        mCutOff(pid);
+    for (const pid_t slow : overflowed) {
+        mCutOff(slow, "it does not keep up with its notifications");
     }
-}
-
-void NotifySender::enqueue(Listener& listener, FrameHeader header, const WriteContent* content) {
-    do {
-        const size_t length = partLength(header);
-        Datagram& datagram = lastWithRoom(listener, kHeaderSize + length);
-        const auto* bytes = reinterpret_cast<const uint8_t*>(&header);
-        datagram.insert(datagram.end(), bytes, bytes + kHeaderSize);
-        iovec pieces[WriteContent::kMaxPieces];
-        const size_t count = length == 0 ? 0 : content->pieces(header.offset, length, pieces);
-        for (size_t i = 0; i < count; ++i) {
-            const auto* from = static_cast<const uint8_t*>(pieces[i].iov_base);
-            datagram.insert(datagram.end(), from, from + pieces[i].iov_len);
-        }
-        listener.queued += kHeaderSize + length;
-        header.offset += static_cast<uint32_t>(length);
-    } while (header.offset < header.length);
-}
-
-NotifySender::Datagram& NotifySender::lastWithRoom(Listener& listener, size_t size) {
-    auto& queue = listener.queue;
-    if (!queue.empty() && queue.back().size() + size <= kMaxDatagram) return queue.back();
-    if (mSpare.empty()) {
-        queue.emplace_back();
-    } else {
-        queue.push_back(std::move(mSpare.back()));
-        mSpare.pop_back();
-    }
-    return queue.back();
+    return reached;
 }
 
 void NotifySender::wake() {
@@ -143,18 +135,63 @@ void NotifySender::wake() {
     eventfd_write(mWake.get(), 1);
 }
 
-void NotifySender::drop(pid_t pid) {
+bool NotifySender::waitForRoom(int milliseconds) {
+    AutoMutex lock(mMutex);
+    for (;;) {
+        bool room = true;
+        nsecs_t patience = 0;
+        for (const auto& listener : mListeners) {
+            if (!listener->listens() || listener->queue.bytes() <= mQueueLimit / 2) continue;
+            room = false;
+            const nsecs_t idle = systemTime() - listener->queue.lastProgress();
+            patience = std::max(patience, ms2ns(milliseconds) - idle);
+        }
+        if (room || patience == 0 || mStopping) return room;
+        mTaken.waitRelative(mMutex, patience);
+    }
+}
+
+size_t NotifySender::waitUntilTaken(int milliseconds) {
+    const nsecs_t until = systemTime() + ms2ns(milliseconds);
+    AutoMutex lock(mMutex);
+    for (;;) {
+        size_t waiting = 0;
+        for (const auto& listener : mListeners) {
+            if (listener->listens()) waiting += listener->queue.notifications();
+        }
+        const nsecs_t left = until - systemTime();
+        if (waiting == 0 || left <= 0 || mStopping) return waiting;
+        mTaken.waitRelative(mMutex, left);
+    }
+}
+
+bool NotifySender::disconnect(pid_t process, const std::string& reason) {
+    bool found = false;
     AutoMutex lock(mMutex);
     for (const auto& listener : mListeners) {
-        if (listener->pid != pid) continue;
+        if (listener->process != process || listener->dead) continue;
+        // Once is enough: the process has one log.
+        if (!found) sendReason(listener->fd.get(), reason);
+        found = true;
         listener->cutOff = true;
         shutdown(listener->fd.get(), SHUT_RDWR);
     }
+    mTaken.broadcast();
+    return found;
 }
 
 size_t NotifySender::clients() const {
     AutoMutex lock(mMutex);
     return mListeners.size();
+}
+
+std::vector<ServiceHost::Connection> NotifySender::connections() const {
+    std::vector<ServiceHost::Connection> all;
+    AutoMutex lock(mMutex);
+    for (const auto& listener : mListeners) {
+        if (listener->listens()) all.push_back({listener->process, listener->number, true});
+    }
+    return all;
 }
 
 void NotifySender::stop() {
@@ -164,6 +201,7 @@ void NotifySender::stop() {
         if (!mThread.joinable()) return;
         mStopping = true;
         thread = std::move(mThread);
+        mTaken.broadcast();
         wake();
     }
     thread.join();
@@ -183,8 +221,7 @@ bool NotifySender::fallAsleep() {
     {
         AutoMutex lock(mMutex);
         for (const auto& listener : mListeners) {
-            const bool ready = !listener->queue.empty() && !listener->blocked;
-            if (ready && !listener->dead) return true;
+            if (listener->ready()) return true;
         }
         if (mStopping) return false;
         // Someone has come since the last report, unnoticed because this thread was awake.
@@ -203,44 +240,35 @@ void NotifySender::flush() {
     while (sent) {
         sent = false;
         for (size_t index = 0;; ++index) {
-            Datagram datagram;
+            NotifyQueue::Datagram datagram;
             Listener* listener = nullptr;
             {
                 AutoMutex lock(mMutex);
                 if (index >= mListeners.size()) break;
-                listener = takeNext(index, datagram);
+                listener = mListeners[index].get();
+                if (!listener->ready()) continue;
+                datagram = listener->queue.take();
             }
-            if (listener == nullptr) continue;
             send(*listener, std::move(datagram));
             sent = true;
         }
     }
 }
 
-NotifySender::Listener* NotifySender::takeNext(size_t index, Datagram& datagram) {
-    Listener& listener = *mListeners[index];
-    if (listener.dead || listener.blocked || listener.queue.empty()) return nullptr;
-    datagram = std::move(listener.queue.front());
-    listener.queue.pop_front();
-    return &listener;
-}
-
-void NotifySender::send(Listener& listener, Datagram datagram) {
-    const ssize_t result =
-        ::send(listener.fd.get(), datagram.data(), datagram.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+void NotifySender::send(Listener& listener, NotifyQueue::Datagram datagram) {
+    const ssize_t result = ::send(listener.fd.get(), datagram.bytes.data(), datagram.bytes.size(),
+                                  MSG_DONTWAIT | MSG_NOSIGNAL);
     const bool full = result < 0 && (errno == EAGAIN || errno == EINTR || errno == ENOBUFS);
     AutoMutex lock(mMutex);
     if (full) {
-        listener.queue.push_front(std::move(datagram));
+        listener.queue.putBack(std::move(datagram));
         listener.blocked = true;
         watch(listener, EPOLL_CTL_MOD, EPOLLIN | EPOLLOUT);
         return;
     }
     listener.dead = listener.dead || result < 0;
-    listener.queued -= datagram.size();
-    if (mSpare.size() >= kMaxSpare) return;
-    datagram.clear();
-    mSpare.push_back(std::move(datagram));
+    listener.queue.sent(std::move(datagram));
+    mTaken.broadcast();
 }
 
 void NotifySender::waitForEvents() {
@@ -259,10 +287,13 @@ void NotifySender::handle(Listener& listener, uint32_t events) {
         uint8_t byte;
         const ssize_t size = recv(listener.fd.get(), &byte, 1, MSG_DONTWAIT);
         dead = size >= 0 || errno != EAGAIN;
-        if (size > 0) logError("process %d sends where it asked to listen", listener.pid);
+        if (size > 0) logError("process %d sends where it asked to listen", listener.process);
     }
     AutoMutex lock(mMutex);
-    listener.dead = listener.dead || dead;
+    if (dead) {
+        listener.dead = true;
+        mTaken.broadcast();
+    }
     if (listener.blocked && (events & EPOLLOUT) != 0) {
         listener.blocked = false;
         watch(listener, EPOLL_CTL_MOD, EPOLLIN);

@@ -1,29 +1,31 @@
 #pragma once
 
+#include <utils/Condition.h>
 #include <utils/Mutex.h>
 
-#include <deque>
 #include <functional>
 #include <memory>
+#include <string>
 #include <thread>
 #include <vector>
 
-#include "protocol/ServiceContract.h"
-#include "standin/Content.h"
+#include "standin/NotifyQueue.h"
+#include "standin/ServiceHost.h"
 #include "standin/UniqueFd.h"
 
 namespace accessory::standin {
 
+// Stands for the notifications of every process's clients, not of one's only.
+constexpr pid_t kEveryProcess = 0;
+
 // The host's side of the connections for notifications: a bounded queue for each, and one thread
-// that empties them. A queue consists of datagrams ready to be sent; as long as the last one has
-// room, the next notification goes into it. So a backlog leaves in few datagrams, and one
-// notification alone at once.
+// that empties them.
 //
 // Threads: thread-safe.
 class NotifySender {
 public:
-    using CutOff = std::function<void(pid_t)>;
-    using Changed = std::function<void(size_t)>;
+    using CutOff = std::function<void(pid_t process, const std::string& reason)>;
+    using Changed = std::function<void(size_t clients)>;
 
     // `cutOff` is called when the queue of a process's client has overflowed, on the thread that
     // notifies; `changed`, which may be empty, when the number of listening clients has changed, on
@@ -36,40 +38,43 @@ public:
 
     // Takes over a connection whose client has asked to listen, and tells it that from here on it
     // misses nothing. False, with one line in the log, when that is not possible.
-    bool add(UniqueFd fd, pid_t pid);
-    void notify(ServiceNotify& notify);
-    // Ends the connections of a process.
-    void drop(pid_t pid);
+    bool add(UniqueFd fd, pid_t process, uint32_t number);
+    // As the operations of ServiceHost.
+    size_t notify(ServiceNotify& notify, pid_t process);
+    bool waitForRoom(int milliseconds);
+    size_t waitUntilTaken(int milliseconds);
+    std::vector<ServiceHost::Connection> connections() const;
+    size_t clients() const;
+    // Ends the connections of a process and tells it why. False when there is none.
+    bool disconnect(pid_t process, const std::string& reason);
     // Sends what can be sent without waiting, then ends all connections and the thread.
     void stop();
-    size_t clients() const;
 
 private:
-    using Datagram = std::vector<uint8_t>;
-
     struct Listener {
-        Listener(UniqueFd socket, pid_t process) : fd(std::move(socket)), pid(process) {}
+        Listener(UniqueFd socket, pid_t which, uint32_t connection)
+            : fd(std::move(socket)), process(which), number(connection) {}
+
+        // Whether it is still sent to.
+        bool listens() const { return !cutOff && !dead; }
+        bool ready() const { return !dead && !blocked && !queue.empty(); }
 
         const UniqueFd fd;
-        const pid_t pid;
-        std::deque<Datagram> queue;
-        size_t queued = 0;     // bytes
-        bool blocked = false;  // the socket is full; that it has room again is waited for
+        const pid_t process;
+        const uint32_t number;
+        NotifyQueue queue;
+        bool blocked = false;  // the socket is full; the thread waits until it has room again
         bool cutOff = false;   // gets nothing more
         bool dead = false;     // to be removed by the thread
     };
 
     bool prepare() REQUIRES(mMutex);
-    void enqueue(Listener& listener, FrameHeader header, const WriteContent* content)
-        REQUIRES(mMutex);
-    Datagram& lastWithRoom(Listener& listener, size_t size) REQUIRES(mMutex);
     void wake() REQUIRES(mMutex);
     bool watch(Listener& listener, int operation, uint32_t events);
 
     void run();
     void flush() EXCLUDES(mMutex);
-    Listener* takeNext(size_t index, Datagram& datagram) REQUIRES(mMutex);
-    void send(Listener& listener, Datagram datagram) EXCLUDES(mMutex);
+    void send(Listener& listener, NotifyQueue::Datagram datagram) EXCLUDES(mMutex);
     bool fallAsleep() EXCLUDES(mMutex);
     void waitForEvents() EXCLUDES(mMutex);
     void handle(Listener& listener, uint32_t events) EXCLUDES(mMutex);
@@ -87,7 +92,8 @@ private:
     mutable android::Mutex mMutex;
     // Only the thread removes from the list, so it may use what it found there without the lock.
     std::vector<std::unique_ptr<Listener>> mListeners GUARDED_BY(mMutex);
-    std::vector<Datagram> mSpare GUARDED_BY(mMutex);
+    // Signalled when a client has taken something or goes, and when the sender stops.
+    android::Condition mTaken;
     bool mStopping GUARDED_BY(mMutex) = false;
     bool mAsleep GUARDED_BY(mMutex) = false;
     std::thread mThread GUARDED_BY(mMutex);

@@ -1,6 +1,6 @@
 #include "standin/ServiceHost.h"
 
-#include "standin/HostImpl.h"
+#include "standin/Host.h"
 
 namespace accessory {
 
@@ -8,28 +8,44 @@ ServiceHost::ServiceHost(const sp<ServiceInfo>& info, Handler handler)
     : ServiceHost(info, std::move(handler), Options()) {}
 
 ServiceHost::ServiceHost(const sp<ServiceInfo>& info, Handler handler, Options options)
-    : mImpl(std::make_unique<Impl>(info, std::move(handler), std::move(options))) {}
+    : mHost(std::make_unique<standin::Host>(info, std::move(handler), std::move(options))) {}
 
 ServiceHost::~ServiceHost() = default;
 
 bool ServiceHost::start() {
-    return mImpl->start();
+    return mHost->start();
 }
 
 void ServiceHost::stop() {
-    mImpl->stop();
+    mHost->stop();
 }
 
-bool ServiceHost::adopt(int fd) {
-    return mImpl->adopt(standin::UniqueFd(fd));
+size_t ServiceHost::notify(const sp<ServiceNotify>& notify) {
+    return mHost->notify(notify, standin::kEveryProcess);
 }
 
-void ServiceHost::notify(const sp<ServiceNotify>& notify) {
-    mImpl->notify(notify);
+size_t ServiceHost::notify(const sp<ServiceNotify>& notify, pid_t process) {
+    return mHost->notify(notify, process);
+}
+
+bool ServiceHost::waitForRoom(int milliseconds) {
+    return mHost->sender().waitForRoom(milliseconds);
+}
+
+size_t ServiceHost::waitUntilTaken(int milliseconds) {
+    return mHost->sender().waitUntilTaken(milliseconds);
+}
+
+bool ServiceHost::disconnect(pid_t process, const std::string& reason) {
+    return mHost->disconnect(process, reason);
+}
+
+std::vector<ServiceHost::Connection> ServiceHost::connections() const {
+    return mHost->connections();
 }
 
 size_t ServiceHost::clients() const {
-    return mImpl->clients();
+    return mHost->sender().clients();
 }
 
 }  // namespace accessory

@@ -6,8 +6,8 @@
 #include "protocol/ManagerMessages.h"
 #include "protocol/MirvoServiceInfo.h"
 #include "standin/ClientFactory.h"
+#include "standin/Host.h"
 #include "standin/NotifyChannel.h"
-#include "standin/ServiceHost.h"
 #include "tests/fuzz/Input.h"
 
 // Arbitrary datagrams at everything of the stand-in that receives: a client that waits for a reply,
@@ -16,6 +16,7 @@
 namespace {
 
 using namespace accessory;
+using standin::Host;
 using standin::NotifyChannel;
 using standin::UniqueFd;
 
@@ -85,14 +86,14 @@ void listen(Input& input) {
 
 void serve(Input& input) {
     // NOLINTNEXTLINE(modernize-use-auto): named within its own initializer
-    static ServiceHost* const kHost = new ServiceHost(info(), [](sp<ServiceItem>& item) {
+    static Host* const kHost = new Host(info(), [](ServiceHost::Request& request) {
         kHost->notify(new MVSNotifyManagerCommon);
-        if (item->type() == MVServiceItem::MANAGER_VERSION) return sp<ServiceReply>();
+        if (request.item->type() == MVServiceItem::MANAGER_VERSION) return sp<ServiceReply>();
         return sp<ServiceReply>(new MVSReplyCommon);
     });
     Ends ends = connection(input);
     const int peer = ends.peer.get();
-    if (!kHost->adopt(std::exchange(ends.subject, UniqueFd()).release())) abort();
+    if (!kHost->adopt(std::move(ends.subject))) abort();
     // It answers what it can, and must have closed the connection in the end.
     std::vector<uint8_t> buffer(kMaxDatagram);
     while (recv(peer, buffer.data(), buffer.size(), 0) > 0) {

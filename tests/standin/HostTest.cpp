@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "standin/Directory.h"
+#include "standin/Host.h"
 #include "tests/standin/TestService.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/Signal.h"
@@ -120,11 +121,11 @@ TEST_F(HostTest, waitsForItsHandlersWhenItStops) {
     Signal handling;
     Signal mayEnd;
     std::atomic<bool> ended{false};
-    ServiceHost host(new TestInfo, [&](sp<ServiceItem>& item) {
+    ServiceHost host(new TestInfo, [&](ServiceHost::Request& request) {
         handling.set();
         EXPECT_TRUE(mayEnd.wait());
         ended = true;
-        return echo(item);
+        return echo(request);
     });
     ASSERT_TRUE(host.start());
     const sp<ServiceClient> client = bind();
@@ -140,12 +141,12 @@ TEST_F(HostTest, waitsForItsHandlersWhenItStops) {
 }
 
 TEST_F(HostTest, refusesWhatItCannotServe) {
-    ServiceHost host(new TestInfo, echo);
+    Host host(new TestInfo, echo);
     int ends[2];
     ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
-    EXPECT_FALSE(host.adopt(ends[0]));
+    EXPECT_FALSE(host.adopt(UniqueFd(ends[0])));
     close(ends[1]);
-    EXPECT_FALSE(host.adopt(-1));
+    EXPECT_FALSE(host.adopt(UniqueFd()));
     host.notify(nullptr);
     sp<ServiceInfo> nothing;
     EXPECT_TRUE(ServiceDiscoverer::self()->bindTo(nothing) == nullptr);

@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
+#include <algorithm>
 #include <csignal>
 #include <ctime>
 #include <numeric>
@@ -237,6 +240,42 @@ TEST_F(ServiceTest, skipsAListenerThatAnotherHasRemoved) {
     EXPECT_TRUE(removed->await(0).empty());
     unlisten(client, removing);
     EXPECT_TRUE(eventually([&] { return removing->released(); }));
+}
+
+TEST_F(ServiceTest, ReachesTheClientsOfOneProcessOnly) {
+    mService.kill();
+    ServiceHost host(new TestInfo, echo);
+    ASSERT_TRUE(host.start());
+    const sp<ServiceClient> client = bind();
+    const sp<Recorder> recorder = record(client);
+    Role other("--print", mDirectory);
+    const auto connectionsOf = [&](pid_t process, bool listens) {
+        const auto all = host.connections();
+        return std::count_if(all.begin(), all.end(), [&](const auto& connection) {
+            return connection.process == process && connection.listens == listens;
+        });
+    };
+    for (const pid_t process : {getpid(), other.pid()}) {
+        EXPECT_EQ(connectionsOf(process, false), 1);
+        EXPECT_EQ(connectionsOf(process, true), 1);
+    }
+    const sp<TestNotify> notify = new TestNotify;
+    notify->number = 5;
+    EXPECT_EQ(host.notify(notify, other.pid()), 1u);
+    notify->number = 6;
+    EXPECT_EQ(host.notify(notify), 2u);
+    EXPECT_TRUE(other.waitForLine("5"));
+    EXPECT_TRUE(other.waitForLine("6"));
+    EXPECT_TRUE(host.disconnect(other.pid(), "tried out"));
+    EXPECT_TRUE(other.waitForLine("-2"));
+    EXPECT_TRUE(eventually([&] { return host.connections().size() == 2; }));
+    EXPECT_FALSE(host.disconnect(other.pid(), "tried out"));
+    EXPECT_EQ(host.notify(notify, other.pid()), 0u);
+    other.finish();
+    EXPECT_NE(other.errors().find("the service has cut this process off: tried out"),
+              std::string::npos);
+    EXPECT_EQ(ask(client, kEcho), kEcho);
+    EXPECT_EQ(recorder->await(1), Numbers{6});
 }
 
 TEST_F(ServiceTest, endsCleanlyWithoutReleasingAnything) {

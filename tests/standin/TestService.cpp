@@ -54,7 +54,9 @@ class TestService {
 public:
     explicit TestService(const std::string& directory)
         : mHost(new TestInfo,
-                [this](sp<ServiceItem>& item) { return handle(static_cast<TestItem&>(*item)); },
+                [this](ServiceHost::Request& request) {
+                    return handle(static_cast<TestItem&>(*request.item));
+                },
                 {directory, 32u << 20, {}}) {}
 
     bool start() { return mHost.start(); }
@@ -127,10 +129,11 @@ sp<ServiceProtocol> TestInfo::protocol() {
     return new TestProtocol;
 }
 
-sp<ServiceReply> echo(sp<ServiceItem>& item) {
+sp<ServiceReply> echo(ServiceHost::Request& request) {
+    const auto& item = static_cast<TestItem&>(*request.item);
     const sp<TestReply> reply = new TestReply;
-    reply->number = static_cast<TestItem&>(*item).number;
-    reply->bytes = static_cast<TestItem&>(*item).bytes;
+    reply->number = item.number;
+    reply->bytes = item.bytes;
     return reply;
 }
 
@@ -151,6 +154,21 @@ int leave(const std::string&) {
     recorder->await(1);
     stayReady();
     return 7;
+}
+
+int print(const std::string&) {
+    android::ProcessState::self()->startThreadPool();
+    const sp<ServiceClient> client = bind();
+    class Printer final : public ServiceNotifyListener {
+        void onNotify(sp<ServiceNotify>& notify) override {
+            const bool status = notify->type() == ServiceStatusNotify::kType;
+            printf("%d\n", status ? Recorder::kLost : static_cast<TestNotify&>(*notify).number);
+            fflush(stdout);
+        }
+    };
+    if (client == nullptr || listen(client, new Printer) != 0) return 1;
+    stayReady();
+    return 0;
 }
 
 Role::Role(const char* role, const testing_support::Folder& directory)

@@ -71,12 +71,13 @@ public:
 };
 
 // A reply with the item's content.
-sp<ServiceReply> echo(sp<ServiceItem>& item);
+sp<ServiceReply> echo(ServiceHost::Request& request);
 
-// What `main` does in the processes that tests start: serves, or is a client that leaves without
-// releasing anything, until standard input ends.
+// What `main` does in the processes that tests start, until standard input ends: serves, is a
+// client that leaves without releasing anything, or one that prints what it is notified of.
 int serve(const std::string& directory);
 int leave(const std::string& directory);
+int print(const std::string& directory);
 
 // This program once more, as a process of its own, which has said that it is ready.
 class Role final : public testing_support::Process {

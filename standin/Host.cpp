@@ -1,4 +1,4 @@
-#include "standin/HostImpl.h"
+#include "standin/Host.h"
 
 #include <fcntl.h>
 #include <sys/random.h>
@@ -12,10 +12,9 @@
 #include "standin/Log.h"
 #include "standin/Thread.h"
 
-namespace accessory {
+namespace accessory::standin {
 
 using android::AutoMutex;
-using namespace standin;
 
 namespace {
 
@@ -72,16 +71,17 @@ UniqueFd listenAt(const std::string& path) {
 
 }  // namespace
 
-ServiceHost::Impl::Impl(const sp<ServiceInfo>& info, Handler handler, Options options)
+Host::Host(const sp<ServiceInfo>& info, ServiceHost::Handler handler, ServiceHost::Options options)
     : mInfo(info),
       mItemFactory(itemFactoryOf(info)),
       mHandler(std::move(handler)),
       mDirectory(options.directory.empty() ? serviceDirectory() : options.directory),
       mSender(
-          options.queueLimit, [this](pid_t pid) { cutOff(pid); },
+          options.queueLimit,
+          [this](pid_t process, const std::string& reason) { disconnect(process, reason); },
           std::move(options.onClientsChanged)) {}
 
-bool ServiceHost::Impl::start() {
+bool Host::start() {
     if (mListening) {
         logError("%s is served already", mInfo->servicename());
         return false;
@@ -100,7 +100,7 @@ bool ServiceHost::Impl::start() {
     return static_cast<bool>(mListening);
 }
 
-void ServiceHost::Impl::stop() {
+void Host::stop() {
     if (mListening) {
         unlink(mPath.c_str());
         mName.release();
@@ -132,13 +132,13 @@ void ServiceHost::Impl::stop() {
     mSender.stop();
 }
 
-void ServiceHost::Impl::shutDown(int how) {
-    for (const Connection& connection : mConnections) {
-        shutdown(connection.fd.get(), how);
+void Host::shutDown(int how) {
+    for (const HostConnection& connection : mConnections) {
+        connection.shutDown(how);
     }
 }
 
-void ServiceHost::Impl::acceptConnections() {
+void Host::acceptConnections() {
     bool complained = false;
     for (;;) {
         UniqueFd fd(accept4(mListening.get(), nullptr, nullptr, SOCK_CLOEXEC));
@@ -160,13 +160,13 @@ void ServiceHost::Impl::acceptConnections() {
     }
 }
 
-bool ServiceHost::Impl::adopt(UniqueFd fd) {
+bool Host::adopt(UniqueFd fd) {
     pid_t pid = 0;
     if (!isPacketSocket(fd.get()) || !checkPeer(fd.get(), &pid)) return false;
-    Connection* connection = nullptr;
+    HostConnection* connection = nullptr;
     {
         AutoMutex lock(mMutex);
-        connection = &mConnections.emplace_back(std::move(fd), pid);
+        connection = &mConnections.emplace_back(std::move(fd), pid, ++mLastNumber);
     }
     std::thread thread = startThread([this, connection] {
         serve(*connection);
@@ -180,11 +180,19 @@ bool ServiceHost::Impl::adopt(UniqueFd fd) {
     return true;
 }
 
-void ServiceHost::Impl::retire(Connection& connection) {
-    std::list<Connection> retired;
+void Host::serve(HostConnection& connection) {
+    if (connection.serve(mItemFactory.get(), mHandler) == HostConnection::End::kOver) return;
+    // Locked, so that whoever ends connections finds this one either here or with the sender.
     AutoMutex lock(mMutex);
-    const auto found = std::find_if(mConnections.begin(), mConnections.end(),
-                                    [&](const Connection& other) { return &other == &connection; });
+    mSender.add(connection.takeSocket(), connection.process(), connection.number());
+}
+
+void Host::retire(HostConnection& connection) {
+    std::list<HostConnection> retired;
+    AutoMutex lock(mMutex);
+    const auto found =
+        std::find_if(mConnections.begin(), mConnections.end(),
+                     [&](const HostConnection& other) { return &other == &connection; });
     retired.splice(retired.end(), mConnections, found);
     retired.clear();
     // The last that this thread does with the host, which may be destroyed as soon as there is no
@@ -192,23 +200,37 @@ void ServiceHost::Impl::retire(Connection& connection) {
     mChanged.broadcast();
 }
 
-void ServiceHost::Impl::cutOff(pid_t pid) {
+bool Host::disconnect(pid_t process, const std::string& reason) {
+    bool found = false;
     {
         AutoMutex lock(mMutex);
-        for (const Connection& connection : mConnections) {
-            if (connection.pid == pid) shutdown(connection.fd.get(), SHUT_RDWR);
+        for (const HostConnection& connection : mConnections) {
+            if (connection.process() != process) continue;
+            connection.shutDown(SHUT_RDWR);
+            found = true;
         }
     }
     // Afterwards, so that a connection on its way to the sender is not missed in both places.
-    mSender.drop(pid);
+    found = mSender.disconnect(process, reason) || found;
+    if (found) logError("process %d is cut off: %s", process, reason.c_str());
+    return found;
 }
 
-void ServiceHost::Impl::notify(const sp<ServiceNotify>& notify) {
-    if (notify == nullptr) {
-        logError("no notification to send");
-        return;
+size_t Host::notify(const sp<ServiceNotify>& notify, pid_t process) {
+    if (notify != nullptr) return mSender.notify(*notify, process);
+    logError("no notification to send");
+    return 0;
+}
+
+std::vector<ServiceHost::Connection> Host::connections() const {
+    AutoMutex lock(mMutex);
+    // One that has begun to listen is with the sender, even before its thread has ended here.
+    std::vector<ServiceHost::Connection> all = mSender.connections();
+    for (const HostConnection& connection : mConnections) {
+        if (!connection.isTaken())
+            all.push_back({connection.process(), connection.number(), false});
     }
-    mSender.notify(*notify);
+    return all;
 }
 
-}  // namespace accessory
+}  // namespace accessory::standin
