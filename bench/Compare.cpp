@@ -6,7 +6,7 @@
 namespace bench {
 namespace {
 
-// A round's calls of one candidate.
+// The calls of one candidate in one round.
 struct Round {
     std::vector<double> each;
     std::vector<double> means;

@@ -6,12 +6,13 @@
 #include <algorithm>
 #include <cstring>
 #include <thread>
+#include <vector>
 
 namespace bench {
 namespace {
 
-// A longer message goes in several datagrams. This is the most that the kernel keeps in single
-// pages, and what the stand-in takes too.
+// A longer message is sent in several datagrams. The kernel keeps a datagram of this size in single
+// pages, and a larger one not; the stand-in has the same limit.
 constexpr size_t kDatagram = 80u << 10;
 
 using Buffer = std::vector<char>;
@@ -23,7 +24,7 @@ struct Ends {
         client = fds[0];
         service = fds[1];
     }
-    // The processes keep their copies.
+    // Both processes have copies.
     ~Ends() {
         close(client);
         close(service);
@@ -49,7 +50,7 @@ void receiveMessage(int fd, Buffer& message) {
     }
 }
 
-void bounce(int fd, size_t requestSize, size_t replySize) {
+void sendBack(int fd, size_t requestSize, size_t replySize) {
     Buffer request(requestSize);
     Buffer reply(replySize);
     for (;;) {
@@ -70,8 +71,8 @@ Pair floorPair(Place place, size_t requestSize, size_t replySize, size_t connect
     pair.service = service(place.service, [&] {
         std::vector<std::thread> others;
         for (size_t i = 1; i < connections; ++i)
-            others.emplace_back([&, i] { bounce(ends[i].service, requestSize, replySize); });
-        bounce(ends[0].service, requestSize, replySize);
+            others.emplace_back([&, i] { sendBack(ends[i].service, requestSize, replySize); });
+        sendBack(ends[0].service, requestSize, replySize);
     });
     pair.client = std::make_unique<Client>(place.client, [&] {
         struct Connection {
@@ -119,7 +120,7 @@ Pair floorOneWay(Place place, size_t size) {
     return pair;
 }
 
-Pair floorLone(Place place, size_t size) {
+Pair floorSingle(Place place, size_t size) {
     const Ends ends;
     Pair pair;
     pair.service = service(place.service, [&] {

@@ -8,6 +8,7 @@
 #include <stdexcept>
 
 #include "bench/Compare.h"
+#include "bench/Floor.h"
 #include "bench/Subjects.h"
 
 namespace bench {
@@ -37,24 +38,28 @@ namespace {
 
 std::vector<Candidate> roundTrips(const Setting& setting, Place place) {
     const auto floor = [=] { return floorPair(place, kKeyEvent.request, kKeyEvent.reply); };
-    const auto facade = [=, &setting](bool traced) {
-        return [=, &setting] { return facadePair(place, setting.newFolder(), 1, traced); };
+    const auto keyEvent = [=, &setting](bool traced) {
+        return [=, &setting] { return keyEventPair(place, setting.newFolder(), 1, traced); };
     };
     return {
         {"floor: bare send and recv", floor},
         {"the floor again, as a control", floor},
         {"ServiceClient::request",
-         [=, &setting] { return frameworkPair(place, setting.newFolder(), 0, 1); }},
-        {"sendKeyEvent", facade(false)},
-        {"sendKeyEvent, every trace line produced", facade(true)},
+         [=, &setting] { return requestPair(place, setting.newFolder(), 0, 1); }},
+        {"sendKeyEvent", keyEvent(false)},
+        {"sendKeyEvent, every trace line produced", keyEvent(true)},
 #ifdef BENCH_SD_BUS
         {"sd-bus, peer to peer", [=] { return sdBusPair(place); }},
 #endif
     };
 }
 
-const char* const kKeys[] = {"floor_ns",     "control_ratio",       "framework_ratio",
-                             "facade_ratio", "facade_traced_ratio", "sdbus_ratio"};
+const char* const kKeys[] = {"floor_ns",
+                             "control_ratio",
+                             "request_ratio",
+                             "sendKeyEvent_ratio",
+                             "sendKeyEvent_traced_ratio",
+                             "sdbus_ratio"};
 
 }  // namespace
 
@@ -71,7 +76,8 @@ ordered_json measureRoundTrips(const Setting& setting) {
         const std::vector<Candidate> two = roundTrips(setting, setting.twoCores);
         printRows("For information: each process on a core of its own", two,
                   compare(two, {setting.quick ? 3u : 10u, 5, 200}));
-        printf("Waking the other core is most of this, and the machine's doing.\n");
+        printf(
+            "Most of this time goes into waking the other core, which depends on the machine.\n");
     }
     return figures;
 }
@@ -85,21 +91,21 @@ ordered_json measureNotifications(const Setting& setting) {
          [=, &setting] { return notifyPair(place, setting.newFolder()); }},
     };
     const std::vector<Row> rows = compare(backlog, {20, 4, setting.quick ? 10000u : 25000u});
-    printRows("Notifications under backlog, time for each, one core", backlog, rows);
-    const std::vector<Candidate> lone = {
-        {"floor: one datagram", [=] { return floorLone(place, kNotification); }},
+    printRows("Notifications of which many wait, time for each, one core", backlog, rows);
+    const std::vector<Candidate> single = {
+        {"floor: one datagram", [=] { return floorSingle(place, kNotification); }},
         {"one notification to the callback",
-         [=, &setting] { return lonePair(place, setting.newFolder()); }},
+         [=, &setting] { return singleNotifyPair(place, setting.newFolder()); }},
     };
-    const std::vector<Row> loneRows = compare(lone, {setting.quick ? 10u : 20u, 5, 200});
-    printRows("A lone notification, one core", lone, loneRows);
+    const std::vector<Row> singleRows = compare(single, {setting.quick ? 10u : 20u, 5, 200});
+    printRows("A single notification, one core", single, singleRows);
     return {{"notify_ratio", rows[0].median / rows[2].median},
-            {"lone_notification_ns", loneRows[1].median}};
+            {"single_notification_ns", singleRows[1].median}};
 }
 
 namespace {
 
-// A curve: floor and subject at every point.
+// Measures a curve, which has floor and subject at every point.
 ordered_json measureCurve(const Setting& setting, const std::string& title, const char* unit,
                           const std::vector<size_t>& points,
                           const std::function<Pair(size_t)>& floor,
@@ -110,7 +116,7 @@ ordered_json measureCurve(const Setting& setting, const std::string& title, cons
     for (const size_t point : points) {
         const std::vector<Candidate> candidates = {{"floor", [&] { return floor(point); }},
                                                    {"subject", [&] { return subject(point); }}};
-        // About as long everywhere.
+        // Every point takes about the same time.
         const double estimate = floor(point).client->run(64).mean;
         const double time = setting.quick ? 2e6 : 1e7;
         const auto calls = std::max<size_t>(static_cast<size_t>(time / estimate), 16);
@@ -134,12 +140,12 @@ ordered_json measureCurves(const Setting& setting) {
             return floorPair(place, kCommand.request, kCommand.reply, threads,
                              threads > 1 ? Use::kAtOnce : Use::kInTurn);
         },
-        [&](size_t threads) { return frameworkPair(place, setting.newFolder(), 0, threads); });
+        [&](size_t threads) { return requestPair(place, setting.newFolder(), 0, threads); });
     curves["instances"] = measureCurve(
         setting, "sendKeyEvent on one instance after the other", "instances",
         {1, 2, 4, 8, 16, 32, 64},
         [=](size_t count) { return floorPair(place, kKeyEvent.request, kKeyEvent.reply, count); },
-        [&](size_t count) { return facadePair(place, setting.newFolder(), count, false); });
+        [&](size_t count) { return keyEventPair(place, setting.newFolder(), count, false); });
     curves["bytes"] = measureCurve(
         setting, "Requests and replies with a byte block", "bytes",
         {40, 256, 1024, 4096, 16384, 65000, 262144, 1048576, 4194304},
@@ -148,7 +154,7 @@ ordered_json measureCurves(const Setting& setting) {
             return floorPair(place, sizes.request, sizes.reply);
         },
         [&](size_t bytes) {
-            return frameworkPair(place, setting.newFolder(), bytes - kFrame - 16, 1);
+            return requestPair(place, setting.newFolder(), bytes - kFrame - 16, 1);
         });
     return {{"curves", curves}};
 }
@@ -204,8 +210,8 @@ ordered_json measureCosts(const Setting& setting) {
     const std::unique_ptr<Process> service = startService(setting.twoCores.service, place);
     useFolder(place);
     ordered_json figures;
-    figures["syscalls_per_request"] = systemCallsPerRequest(setting, "framework");
-    figures["syscalls_per_key_event"] = systemCallsPerRequest(setting, "facade");
+    figures["syscalls_per_request"] = systemCallsPerRequest(setting, "request");
+    figures["syscalls_per_sendKeyEvent"] = systemCallsPerRequest(setting, "sendKeyEvent");
     figures["codec_reused_ns"] = codec(setting, "reused");
     figures["codec_fresh_ns"] = codec(setting, "fresh");
     const std::string allocations = outputOf(setting.programs + "/zrmirvo-bench-allocations");
@@ -244,7 +250,7 @@ ordered_json countInstructions(const Setting& setting) {
     useFolder(place);
     setenv("SERVICE_FRAMEWORK_TIMEOUT_MS", "60000", 1);
     ordered_json runs;
-    for (const char* name : {"framework", "facade", "traced"}) {
+    for (const char* name : {"request", "sendKeyEvent", "sendKeyEvent-traced"}) {
         const std::string output = outputOf(
             "setarch --addr-no-randomize valgrind --tool=callgrind --collect-atstart=no "
             "--toggle-collect=measuredCalls --callgrind-out-file=" +

@@ -3,15 +3,15 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "bench/Floor.h"
+#include "bench/Pair.h"
 
 namespace bench {
 
-// Where and how long is measured.
+// Where to measure, and for how long.
 struct Setting {
     Setting(const std::string& dataFolder, bool isQuick);
 
-    // A service of its own for whoever asks.
+    // A new folder for the socket of one service.
     std::string newFolder() const;
 
     const std::string folder;
@@ -19,18 +19,18 @@ struct Setting {
     Place oneCore;
     Place twoCores;
     bool hasTwoCores;
-    // Where the benchmark's programs are.
+    // The folder of the benchmark's programs.
     std::string programs;
 };
 
-// Each prints a table and answers the figures that are kept.
+// Each prints a table and returns the figures for the JSON file.
 nlohmann::ordered_json measureRoundTrips(const Setting& setting);
 nlohmann::ordered_json measureNotifications(const Setting& setting);
 nlohmann::ordered_json measureCurves(const Setting& setting);
 nlohmann::ordered_json measureCosts(const Setting& setting);
 nlohmann::ordered_json measureAll(const Setting& setting, const std::string& only);
 
-// The instructions of a fixed number of calls on the client's side, by machine and compiler.
+// Counts the instructions of a fixed number of calls on the client's side, by machine and compiler.
 nlohmann::ordered_json countInstructions(const Setting& setting);
 
 }  // namespace bench

@@ -6,19 +6,25 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 #include <exception>
 #include <stdexcept>
-#include <thread>
 
 namespace bench {
 namespace {
+
+void bindTo(int processor) {
+    cpu_set_t set;
+    CPU_ZERO(&set);
+    CPU_SET(static_cast<size_t>(processor), &set);
+    require(sched_setaffinity(0, sizeof(set), &set) == 0, "sched_setaffinity");
+}
+
+}  // namespace
 
 void writeAll(int fd, const void* data, size_t size) {
     const auto* bytes = static_cast<const char*>(data);
@@ -36,39 +42,10 @@ void readAll(int fd, void* data, size_t size) {
     }
 }
 
-void bindTo(int processor) {
-    cpu_set_t set;
-    CPU_ZERO(&set);
-    CPU_SET(static_cast<size_t>(processor), &set);
-    require(sched_setaffinity(0, sizeof(set), &set) == 0, "sched_setaffinity");
-}
-
-void serveBatches(int control, const std::function<Batch()>& setUp) {
-    const Batch batch = setUp();
-    ready(control);
-    for (;;) {
-        size_t calls = 0;
-        readAll(control, &calls, sizeof(calls));
-        const Sample sample = batch(calls);
-        const size_t count = sample.each.size();
-        writeAll(control, &sample.mean, sizeof(sample.mean));
-        writeAll(control, &count, sizeof(count));
-        writeAll(control, sample.each.data(), count * sizeof(uint32_t));
-    }
-}
-
-}  // namespace
-
-void require(bool good, const char* what) {
+void require(bool good, const char* call) {
     if (good) return;
-    fprintf(stderr, "benchmark: %s failed, errno %d: %s\n", what, errno, strerror(errno));
+    fprintf(stderr, "benchmark: %s failed, errno %d: %s\n", call, errno, strerror(errno));
     _exit(1);
-}
-
-int64_t now() {
-    timespec time;
-    clock_gettime(CLOCK_MONOTONIC, &time);
-    return int64_t{time.tv_sec} * 1000000000 + time.tv_nsec;
 }
 
 std::vector<int> processors() {
@@ -122,43 +99,6 @@ void ready(int control) {
 void sleepForever() {
     for (;;)
         pause();
-}
-
-Client::Client(int processor, const std::function<Batch()>& setUp)
-    : mProcess(processor, [&](int control) { serveBatches(control, setUp); }) {
-    mProcess.awaitReady();
-}
-
-Sample Client::run(size_t calls) const {
-    writeAll(mProcess.control(), &calls, sizeof(calls));
-    Sample sample;
-    size_t count = 0;
-    readAll(mProcess.control(), &sample.mean, sizeof(sample.mean));
-    readAll(mProcess.control(), &count, sizeof(count));
-    sample.each.resize(count);
-    readAll(mProcess.control(), sample.each.data(), count * sizeof(uint32_t));
-    return sample;
-}
-
-Sample timeThreads(size_t calls, size_t threads, const std::function<void(size_t thread)>& call) {
-    std::atomic<bool> go{false};
-    std::vector<std::thread> running;
-    for (size_t thread = 0; thread < threads; ++thread) {
-        running.emplace_back([&, thread] {
-            while (!go)
-                sched_yield();
-            for (size_t i = 0; i < calls / threads; ++i)
-                call(thread);
-        });
-    }
-    const int64_t begin = now();
-    go = true;
-    for (std::thread& thread : running)
-        thread.join();
-    Sample sample;
-    sample.mean =
-        static_cast<double>(now() - begin) / static_cast<double>(calls / threads * threads);
-    return sample;
 }
 
 std::string outputOf(const std::string& command) {

@@ -4,7 +4,7 @@
 
 #include "bench/Subjects.h"
 
-// The peer that a user would take: sd-bus over a socket of its own, with the same command.
+// The same command with sd-bus over a socket of its own, which one would otherwise use.
 
 namespace bench {
 namespace {

@@ -26,7 +26,7 @@ using android::sp;
 
 constexpr int32_t kAccessory = 1;
 
-sp<ServiceReply> echo(accessory::MVSItemAccessoryRawData& item) {
+sp<ServiceReply> sendBack(accessory::MVSItemAccessoryRawData& item) {
     sp<accessory::MVSReplyRawData> reply = new accessory::MVSReplyRawData;
     reply->result = 0;
     reply->size = std::exchange(item.size, 0);
@@ -42,7 +42,7 @@ sp<ServiceReply> answer(ServiceItem& item) {
             return reply;
         }
         case accessory::MVSItemAccessoryRawData::kType:
-            return echo(static_cast<accessory::MVSItemAccessoryRawData&>(item));
+            return sendBack(static_cast<accessory::MVSItemAccessoryRawData&>(item));
         default: {
             sp<accessory::MVSReplyCommon> reply = new accessory::MVSReplyCommon;
             reply->result = 0;
@@ -51,7 +51,7 @@ sp<ServiceReply> answer(ServiceItem& item) {
     }
 }
 
-// `work` runs in the service's process until that ends; nothing is enough for most.
+// `work` runs in the service's process until that ends.
 std::unique_ptr<Process> startService(int processor, const std::string& folder,
                                       const std::function<void(ServiceHost&)>& work) {
     auto process = std::make_unique<Process>(processor, [&](int control) {
@@ -73,7 +73,7 @@ sp<ServiceClient> bindClient() {
     return client;
 }
 
-// One for each thread: an item belongs to one thread at a time.
+// Each thread needs its own, because only one thread at a time may use an item.
 sp<ServiceItem> makeItem(size_t bytes) {
     if (bytes == 0) return new accessory::MVSItemManagerCommon(accessory::MV_COMMAND_STARTUP);
     sp<accessory::MVSItemAccessoryRawData> item = new accessory::MVSItemAccessoryRawData;
@@ -90,7 +90,7 @@ void traceEverything() {
 }
 
 std::vector<zrmirvo::ZRMirvo*> instances(size_t count) {
-    // Not the versions.
+    // Hides the lines about versions.
     __android_log_set_minimum_priority(ANDROID_LOG_WARN);
     zrmirvo::ZRMirvoManager* manager = zrmirvo::ZRMirvoManager::GetInstance("3.6");
     require(manager != nullptr, "GetInstance");
@@ -107,7 +107,7 @@ void sendKey(zrmirvo::ZRMirvo& instance) {
     require(instance.sendKeyEvent(/*back*/ 4, true) == 0, "sendKeyEvent");
 }
 
-// Looks at the order, and wakes who waits when the last one has come.
+// Checks the order of the notifications, and wakes the waiting thread when the last one has come.
 class Receiver final : public zrmirvo::ZRMirvoCallback {
 public:
     Receiver() { require(sem_init(&mDone, 0, 0) == 0, "sem_init"); }
@@ -159,7 +159,7 @@ void notifyOnce(ServiceHost& host) {
     host.notify(event(accessory::MV_SCREEN_ORIENTATION_CHANGE, static_cast<int32_t>(now())));
 }
 
-// A service that notifies when it is told to over a socket, and a client that hears it.
+// A service that sends notifications when it is told to over a socket, and a client that gets them.
 Pair notifyingPair(Place place, const std::string& folder,
                    const std::function<void(ServiceHost&, size_t)>& notify,
                    const std::function<Sample(Receiver&, int tell, size_t calls)>& measure) {
@@ -199,7 +199,7 @@ std::unique_ptr<Process> startService(int processor, const std::string& folder) 
     return startService(processor, folder, [](ServiceHost&) { sleepForever(); });
 }
 
-Pair frameworkPair(Place place, const std::string& folder, size_t bytes, size_t threads) {
+Pair requestPair(Place place, const std::string& folder, size_t bytes, size_t threads) {
     Pair pair;
     pair.service = startService(place.service, folder);
     pair.client = std::make_unique<Client>(place.client, [&] {
@@ -217,7 +217,7 @@ Pair frameworkPair(Place place, const std::string& folder, size_t bytes, size_t 
     return pair;
 }
 
-Pair facadePair(Place place, const std::string& folder, size_t count, bool traced) {
+Pair keyEventPair(Place place, const std::string& folder, size_t count, bool traced) {
     Pair pair;
     pair.service = startService(place.service, folder);
     pair.client = std::make_unique<Client>(place.client, [&] {
@@ -244,7 +244,7 @@ Pair notifyPair(Place place, const std::string& folder) {
         });
 }
 
-Pair lonePair(Place place, const std::string& folder) {
+Pair singleNotifyPair(Place place, const std::string& folder) {
     return notifyingPair(
         place, folder, [](ServiceHost& host, size_t) { notifyOnce(host); },
         [](Receiver& receiver, int fd, size_t calls) {
@@ -259,14 +259,14 @@ Pair lonePair(Place place, const std::string& folder) {
 }
 
 std::function<void()> call(const std::string& name) {
-    if (name == "framework") {
+    if (name == "request") {
         return [client = bindClient(), item = makeItem(0)]() mutable {
             require(client->request(item) != nullptr, "request");
         };
     }
-    require(name == "facade" || name == "traced", "no such call");
+    require(name == "sendKeyEvent" || name == "sendKeyEvent-traced", "no such call");
     zrmirvo::ZRMirvo* instance = instances(1)[0];
-    if (name == "traced") traceEverything();
+    if (name == "sendKeyEvent-traced") traceEverything();
     return [instance] { sendKey(*instance); };
 }
 

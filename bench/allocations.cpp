@@ -8,9 +8,8 @@
 #include "protocol/AccessoryMessages.h"
 #include "protocol/ManagerMessages.h"
 
-// Counts the allocations of one sendKeyEvent, and those of the texts and messages that it consists
-// of: four texts of the two traces, the item and the reply. The service is found by the
-// environment.
+// Counts the allocations of one sendKeyEvent, and those of its parts: the four texts of its two
+// call traces, the item and the reply. The environment says where the service is.
 
 namespace {
 
@@ -60,7 +59,7 @@ __attribute__((visibility("default"))) void* realloc(void* memory, size_t size) 
 }  // extern "C"
 
 int main() {
-    // Not the versions.
+    // Hides the lines about versions.
     __android_log_set_minimum_priority(ANDROID_LOG_WARN);
     zrmirvo::ZRMirvoManager* manager = zrmirvo::ZRMirvoManager::GetInstance("3.6");
     if (manager == nullptr) fail("GetInstance");
@@ -81,8 +80,8 @@ int main() {
             function.setTo("sendKeyEvent");
         }
     });
-    // The first message makes the text that all of them share. The service answers with that text,
-    // which reading it again does not copy.
+    // All messages share one text, which the first message makes. The service answers with the same
+    // text, so the library does not copy it.
     const auto makeItem = [] {
         const android::sp<accessory::MVSItemAccessoryCommon> message =
             new accessory::MVSItemAccessoryCommon(1, 2);

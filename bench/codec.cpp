@@ -3,7 +3,7 @@
 #include "protocol/ManagerMessages.h"
 #include "standin/Content.h"
 
-// What it costs to write the five-field manager command and to read it again.
+// Measures how long it takes to write the manager's command of five fields and to read it again.
 
 namespace {
 
@@ -14,7 +14,7 @@ using accessory::standin::ReadContent;
 using accessory::standin::WriteContent;
 using android::sp;
 
-// The contents that a connection keeps.
+// The contents, which a connection keeps.
 struct Contents {
     sp<WriteContent> bytes = new WriteContent;
     sp<ReadContent> view = new ReadContent;
@@ -40,7 +40,7 @@ void reused(benchmark::State& state) {
 }
 BENCHMARK(reused);
 
-// The objects are made for every exchange, as a request does; the contents are the connection's.
+// Each exchange makes new messages, as a request does, and uses the connection's contents again.
 void fresh(benchmark::State& state) {
     Contents contents;
     int32_t arrived = 0;

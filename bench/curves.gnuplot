@@ -1,5 +1,5 @@
-# Draws the curves of one run; each line of a file in the folder `data` is: place on the x axis,
-# nanoseconds of the floor, nanoseconds of the subject, ratio.
+# Draws the curves of one run. Each file in the folder `data` is a curve. Each of its lines is the place on
+# the x axis, the nanoseconds of the floor, those of the subject, and their ratio.
 
 set terminal svg size 1050,380 font 'sans-serif,13' background 'white'
 set output 'docs/performance.svg'

@@ -11,20 +11,20 @@
 #include "bench/Measure.h"
 #include "bench/Subjects.h"
 
-// Measures what the library costs, against what the kernel takes for the same.
+// Measures the costs of the library, compared with what the kernel needs for the same.
 
 namespace {
 
 using namespace bench;
 
-// Known to callgrind by this name.
+// callgrind counts what this function calls, and finds it by its name.
 extern "C" __attribute__((noinline)) void measuredCalls(const std::function<void()>& call,
                                                         size_t count) {
     for (size_t i = 0; i < count; ++i)
         call();
 }
 
-// What the commands that look at a process from outside run: it finds its service by the
+// The part of a process that strace or valgrind looks at from outside. It finds its service by the
 // environment.
 int playRole(const std::string& role, size_t count) {
     if (role == "empty" || role == "instances") {
@@ -66,9 +66,10 @@ int main(int argc, char** argv) {
     std::string only;
     std::string role;
     size_t count = 0;
-    CLI::App app("Measures what the library costs, against what the kernel takes for the same.");
-    app.add_flag("--quick", quick, "fewer calls; below two minutes");
-    app.add_option("--only", only, "one part")
+    CLI::App app(
+        "Measures the costs of the library, compared with what the kernel needs for the same.");
+    app.add_flag("--quick", quick, "make fewer calls; end within two minutes");
+    app.add_option("--only", only, "measure only this part")
         ->check(CLI::IsMember({"round-trips", "notifications", "costs", "curves"}));
     app.add_option("--json", file, "also write the figures into this file");
     app.add_flag("--instructions", instructions, "only count the instructions of fixed runs");
