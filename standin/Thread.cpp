@@ -7,11 +7,21 @@
 
 namespace accessory::standin {
 
+namespace {
+
+// Signals that a thread causes itself, and the one that profilers send. Were the first ones
+// blocked, a crash in a callback would end the process without its crash handler.
+constexpr int kOpenSignals[] = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT, SIGPROF};
+
+}  // namespace
+
 std::thread startThread(std::function<void()> body) {
-    sigset_t all;
+    sigset_t blocked;
     sigset_t before;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before);
+    sigfillset(&blocked);
+    for (const int open : kOpenSignals)
+        sigdelset(&blocked, open);
+    pthread_sigmask(SIG_SETMASK, &blocked, &before);
     std::thread thread;
     try {
         thread = std::thread(std::move(body));

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstring>
 #include <ctime>
 #include <numeric>
 #include <thread>
@@ -227,6 +228,24 @@ TEST_F(ServiceTest, startsNoDeliveryAfterTheListenerHasGone) {
             ASSERT_EQ(ask(client, kNotifyMany, 3), kNotifyMany);
             EXPECT_EQ(next->await(3), upTo(3));
         }
+    }
+}
+
+TEST_F(ServiceTest, LeavesTheSignalsOfCrashesAndProfilersOpenInCallbacks) {
+    const sp<ServiceClient> client = bind();
+    sigset_t blocked;
+    Signal seen;
+    const sp<Recorder> recorder = record(client, [&] {
+        pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
+        seen.set();
+    });
+    ASSERT_EQ(ask(client, kNotifyMany, 1), kNotifyMany);
+    ASSERT_TRUE(seen.wait());
+    for (const int open : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT, SIGPROF}) {
+        EXPECT_EQ(sigismember(&blocked, open), 0) << strsignal(open);
+    }
+    for (const int handled : {SIGINT, SIGTERM, SIGALRM, SIGCHLD, SIGUSR1}) {
+        EXPECT_EQ(sigismember(&blocked, handled), 1) << strsignal(handled);
     }
 }
 
