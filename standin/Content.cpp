@@ -85,7 +85,10 @@ int32_t WriteContent::writeCString(const char* text) {
 
 // False when that is past the end.
 inline bool ReadContent::take(void* dest, size_t length) {
-    if (length > left()) return takeAcross(static_cast<uint8_t*>(dest), length);
+    if (length > left()) {
+        mEndedEarly = !takeAcross(static_cast<uint8_t*>(dest), length);
+        return !mEndedEarly;
+    }
     std::memcpy(dest, mNext, length);
     mNext += length;
     return true;

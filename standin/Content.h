@@ -100,7 +100,11 @@ public:
         mNext = data;
         mEnd = data + size;
         mRest = rest;
+        mEndedEarly = false;
     }
+    // Whether an integer or a block was read past the end: the sender promised more than it sent. A
+    // text may be missing, since its reader is told.
+    bool endedEarly() const { return mEndedEarly; }
 
 private:
     bool take(void* dest, size_t length);
@@ -113,6 +117,7 @@ private:
     const uint8_t* mNext = nullptr;
     const uint8_t* mEnd = nullptr;
     ContentRest* mRest = nullptr;
+    bool mEndedEarly = false;
     std::vector<char> mText;  // one that came in several parts
 };
 

@@ -41,10 +41,15 @@ bool HostConnection::answer(const Message& message, ServiceItemFactory* factory,
         logError("process %d sends a request of unknown type %d", mProcess, header.type);
         return sendNoReply(header.sequence);
     }
-    static_cast<ReadContent&>(*mIn).reset(message.content, message.size, &mFrames);
+    auto& in = static_cast<ReadContent&>(*mIn);
+    in.reset(message.content, message.size, &mFrames);
     request.item->deserialization(mIn);
     // The next receive() reports what is wrong with the rest.
     if (mFrames.finish() != IoStatus::kOk) return true;
+    if (in.endedEarly()) {
+        logError("process %d sends a request of type %d that ends early", mProcess, header.type);
+        return sendNoReply(header.sequence);
+    }
     request.process = mProcess;
     request.connection = mNumber;
     const sp<ServiceReply> reply = handler(request);

@@ -174,8 +174,13 @@ void NotifyChannel::deliver(int32_t type, const uint8_t* content, size_t size) {
         logError("a notification of unknown type %d is dropped", type);
         return;
     }
-    static_cast<ReadContent*>(mContent.get())->reset(content, size);
+    auto& reader = static_cast<ReadContent&>(*mContent);
+    reader.reset(content, size);
     notify->deserialization(mContent);
+    if (reader.endedEarly()) {
+        logError("a notification of type %d ends early and is dropped", type);
+        return;
+    }
     const std::shared_ptr<const Entries> current = entries();
     for (const auto& entry : *current) {
         if (entry->removed) continue;

@@ -77,8 +77,12 @@ sp<ServiceReply> RequestConnection::makeReply(const Message& message, int32_t it
     static_cast<ReadContent&>(*mIn).reset(message.content, message.size, &mSocket);
     reply->deserialization(mIn);
     const IoStatus status = mSocket.finish();
-    if (status == IoStatus::kOk) return reply;
-    fail("get a reply to", itemType, status);
+    if (status != IoStatus::kOk) {
+        fail("get a reply to", itemType, status);
+        return nullptr;
+    }
+    if (!static_cast<ReadContent&>(*mIn).endedEarly()) return reply;
+    logError("the reply to request %d ends early and is dropped", itemType);
     return nullptr;
 }
 

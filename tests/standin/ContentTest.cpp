@@ -83,24 +83,33 @@ bool readsText(ReadContent& content, const std::string& expected) {
 // Some bytes, read in every way, wherever they break off and a second part begins.
 TEST(Content, readsItsPartsAndNothingPastItsEnd) {
     const uint8_t bytes[] = {'a', 0, 'b', 'c', 'd', 0, 1, 1, 1};
+    enum Promised { kWhole, kEndedEarly };
     const struct {
         size_t size;
+        Promised promised;
         std::function<bool(ReadContent&)> read;
     } rows[] = {
-        {9, [](auto& c) { return readsText(c, "a") && readsText(c, "bcd") && readsOnes(c, 3); }},
-        {9, [](auto& c) { return c.readInt32() == 0x63620061 && c.readInt32() == 0x01010064; }},
-        {0, [](auto& c) { return c.readInt32() == 0; }},
-        {3, [](auto& c) { return c.readInt32() == 0; }},
-        {7, [](auto& c) { return c.readInt64() == 0; }},
-        {0, [](auto& c) { return c.readCString() == nullptr; }},
-        {1, [](auto& c) { return c.readCString() == nullptr; }},
-        {4, [](auto& c) { return readsText(c, "a") && !c.readCString(); }},
+        {9, kWhole,
+         [](auto& c) { return readsText(c, "a") && readsText(c, "bcd") && readsOnes(c, 3); }},
+        {9, kWhole,
+         [](auto& c) { return c.readInt32() == 0x63620061 && c.readInt32() == 0x01010064; }},
+        {0, kEndedEarly, [](auto& c) { return c.readInt32() == 0; }},
+        {3, kEndedEarly, [](auto& c) { return c.readInt32() == 0; }},
+        {7, kEndedEarly, [](auto& c) { return c.readInt64() == 0; }},
+        {2, kEndedEarly, [](auto& c) { return !readsOnes(c, 5); }},
+        // A missing text alone breaks no promise.
+        {0, kWhole, [](auto& c) { return c.readCString() == nullptr; }},
+        {1, kWhole, [](auto& c) { return c.readCString() == nullptr; }},
+        {4, kWhole, [](auto& c) { return readsText(c, "a") && !c.readCString(); }},
+        {4, kEndedEarly, [](auto& c) { return readsText(c, "a") && c.readInt32() == 0; }},
+        {1, kEndedEarly, [](auto& c) { return !c.readCString() && c.readInt32() == 0; }},
         // Once past the end, always past the end.
-        {5, [](auto& c) { return c.readInt64() == 0 && c.readInt32() == 0; }},
-        {5, [](auto& c) { return readsText(c, "a") && !readsOnes(c, 4) && !c.readCString(); }},
-        {2, [](auto& c) { return c.readInt32() == 0 && !c.readCString(); }},
-        {9, [](auto& c) { return c.readInt64() != 0 && c.readInt32() == 0; }},
-        {4, [](auto& c) { return c.readBuffer(nullptr, 1) != 0 && c.readInt32() != 0; }},
+        {5, kEndedEarly, [](auto& c) { return c.readInt64() == 0 && c.readInt32() == 0; }},
+        {5, kEndedEarly,
+         [](auto& c) { return readsText(c, "a") && !readsOnes(c, 4) && !c.readCString(); }},
+        {2, kEndedEarly, [](auto& c) { return c.readInt32() == 0 && !c.readCString(); }},
+        {9, kEndedEarly, [](auto& c) { return c.readInt64() != 0 && c.readInt32() == 0; }},
+        {4, kWhole, [](auto& c) { return c.readBuffer(nullptr, 1) != 0 && c.readInt32() != 0; }},
     };
     for (const auto& row : rows) {
         for (size_t first = 0; first <= row.size; ++first) {
@@ -110,6 +119,7 @@ TEST(Content, readsItsPartsAndNothingPastItsEnd) {
             const sp<ReadContent> reader = new ReadContent;
             reader->reset(content.data(), first, first == row.size ? nullptr : &rest);
             EXPECT_TRUE(row.read(*reader)) << &row - rows << ", part at " << first;
+            EXPECT_EQ(reader->endedEarly(), row.promised == kEndedEarly) << &row - rows;
         }
     }
     for (const int64_t length : {int64_t{-1}, int64_t{4}, INT64_MAX}) {

@@ -1,6 +1,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <memory>
 
 #include "standin/Host.h"
@@ -130,6 +131,45 @@ TEST_F(WireTest, clientSkipsAnswersToEarlierRequests) {
                            frame(FrameKind::kReply, 1, 8, 0, 0) + number + empty,
                        });
     EXPECT_EQ(ask(clientOf(std::move(pair.own)), 5), 5);
+}
+
+TEST_F(WireTest, TakesNoMessageThatEndsEarly) {
+    NotifyPool::instance().start();
+    const Bytes shorts[] = {{}, {5, 0, 0, 0, 2, 0, 0}, {5, 0, 0, 0, 2, 0, 0, 0, 5}};
+    const Bytes longer = {5, 0, 0, 0, 0, 0, 0, 0, 9, 9};
+    const auto message = [](FrameKind kind, uint32_t sequence, const Bytes& content) {
+        return frame(kind, sequence, static_cast<uint32_t>(content.size()), 0, 0) + content;
+    };
+    for (const Bytes& content : shorts) {
+        std::atomic<int> handled{0};
+        Host host(new TestInfo, [&](ServiceHost::Request& request) {
+            ++handled;
+            return echo(request);
+        });
+        Pair asking = makePair();
+        ASSERT_TRUE(host.adopt(std::move(asking.own)));
+        sendTo(asking.peer, message(FrameKind::kRequest, 1, content));
+        EXPECT_EQ(receiveFrom(asking.peer), frame(FrameKind::kNoReply, 1, 0, 0, 0, 0));
+        EXPECT_EQ(handled, 0);
+        sendTo(asking.peer, message(FrameKind::kRequest, 2, longer));
+        EXPECT_EQ(receiveFrom(asking.peer)[2], static_cast<int>(FrameKind::kReply));
+        EXPECT_EQ(mLog.take("ServiceFramework").size(), 1u) << content.size();
+
+        Pair answering = makePair();
+        Pair listening = makePair();
+        sendAll(answering.peer,
+                {message(FrameKind::kReply, 1, content), message(FrameKind::kReply, 2, longer)});
+        sendAll(listening.peer,
+                {frame(FrameKind::kListening, 0, 0),
+                 message(FrameKind::kNotify, 0, content) + message(FrameKind::kNotify, 0, longer)});
+        const auto client = clientOf(std::move(answering.own), std::move(listening.own));
+        EXPECT_EQ(ask(client, 5), kNone);
+        EXPECT_EQ(ask(client, 5), 5);
+        const sp<Recorder> recorder = new Recorder;
+        ASSERT_EQ(listen(client, recorder), 0);
+        EXPECT_EQ(recorder->await(1), std::vector<int32_t>{5});
+        EXPECT_EQ(mLog.take("ServiceFramework").size(), 2u) << content.size();
+    }
 }
 
 TEST_F(WireTest, losesTheServiceOnNonsenseWhereItListens) {
