@@ -1,3 +1,4 @@
+#include <zrmirvo/Version.h>
 #include <zrmirvo/ZRMirvoManager.h>
 
 #include <utils/Condition.h>

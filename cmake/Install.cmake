@@ -1,10 +1,19 @@
 # What `cmake --install` puts where. Everything is found relative to its own place, so that an
-# installed folder can be moved; only Android's libraries are where the system has them.
+# installed folder can be moved; only Android's libraries are where the system has them. Nothing that
+# is installed names a folder of the machine that built it.
 #
 #   include/zrmirvo-MAJOR.MINOR/zrmirvo/              for applications
 #   include/zrmirvo-MAJOR.MINOR/{accessory,protocol}/ for those who use the client proxies
 #   lib/cmake/zrmirvo/, lib/pkgconfig/                zrmirvo::zrmirvo, zrmirvo::session,
-#                                                     zrmirvo::proxies, zrmirvo.pc, …
+#                                                     zrmirvo::proxies, zrmirvo::log
+#
+# `cmake --install FOLDER --component NAME` installs one of these alone:
+#
+#   runtime      the library, which is all that an application needs on the target
+#   development  headers, CMake package, pkg-config files
+#   standin      the framework that the maker's takes the place of on the target
+#   tools        mirvoctl
+#   emulator     mirvo-emulator
 
 include(CMakePackageConfigHelpers)
 
@@ -27,36 +36,65 @@ set(proxy_headers
   protocol/ServiceContract.h
   protocol/ServiceFramework.h)
 
-set_target_properties(zrmirvo service_framework PROPERTIES INSTALL_RPATH "${library_run_path}")
+set_target_properties(zrmirvo PROPERTIES INSTALL_RPATH "${library_run_path}")
 
 add_library(zrmirvo_proxies INTERFACE)
 set_target_properties(zrmirvo_proxies PROPERTIES EXPORT_NAME proxies)
-target_link_libraries(zrmirvo_proxies INTERFACE zrmirvo service_framework android::utils)
+target_link_libraries(zrmirvo_proxies INTERFACE zrmirvo zrmirvo::service_framework android::utils)
 
-install(TARGETS zrmirvo zrmirvo_session service_framework zrmirvo_proxies EXPORT zrmirvo
-  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+add_library(zrmirvo_log INTERFACE)
+set_target_properties(zrmirvo_log PROPERTIES EXPORT_NAME log)
+target_link_libraries(zrmirvo_log INTERFACE android::log)
+
+install(TARGETS zrmirvo zrmirvo_session zrmirvo_proxies zrmirvo_log EXPORT zrmirvo
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development
   INCLUDES DESTINATION ${headers})
-install(DIRECTORY api/zrmirvo session/zrmirvo DESTINATION ${headers} FILES_MATCHING PATTERN "*.h")
+if(ZRMIRVO_STANDIN)
+  set_target_properties(service_framework PROPERTIES INSTALL_RPATH "${library_run_path}")
+  # Who links against the framework names its file, since the maker's may come without another name.
+  install(TARGETS service_framework
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT standin NAMELINK_SKIP)
+endif()
+
+install(DIRECTORY api/zrmirvo session/zrmirvo DESTINATION ${headers} COMPONENT development
+  FILES_MATCHING PATTERN "*.h")
+install(FILES ${PROJECT_BINARY_DIR}/include/zrmirvo/Version.h DESTINATION ${headers}/zrmirvo
+  COMPONENT development)
 foreach(header ${proxy_headers})
   get_filename_component(folder ${header} DIRECTORY)
-  install(FILES ${header} DESTINATION ${headers}/${folder})
+  install(FILES ${header} DESTINATION ${headers}/${folder} COMPONENT development)
 endforeach()
 
-install(EXPORT zrmirvo NAMESPACE zrmirvo:: FILE zrmirvoTargets.cmake DESTINATION ${package})
+install(EXPORT zrmirvo NAMESPACE zrmirvo:: FILE zrmirvoTargets.cmake DESTINATION ${package}
+  COMPONENT development)
 configure_package_config_file(cmake/zrmirvoConfig.cmake.in zrmirvoConfig.cmake
   INSTALL_DESTINATION ${package} NO_SET_AND_CHECK_MACRO)
 write_basic_package_version_file(zrmirvoConfigVersion.cmake COMPATIBILITY SameMinorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/zrmirvoConfig.cmake
-  ${PROJECT_BINARY_DIR}/zrmirvoConfigVersion.cmake DESTINATION ${package})
-install(FILES cmake/Android.cmake DESTINATION ${package})
+  ${PROJECT_BINARY_DIR}/zrmirvoConfigVersion.cmake cmake/Android.cmake DESTINATION ${package}
+  COMPONENT development)
 
+# What a pkg-config file says of Android's libraries. Where the dynamic linker does not search for
+# them, a program that uses them needs the run path, too.
+set(android_cflags "-isystem ${android_include_dir}")
+set(android_libs -L${android_library_dir})
+set(android_link_path "")
+if(ZRMIRVO_ANDROID_RPATH)
+  string(APPEND android_libs " -Wl,-rpath,${ZRMIRVO_ANDROID_RPATH}")
+  set(android_link_path :${android_library_dir})
+endif()
 file(RELATIVE_PATH prefix_from_pc /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
 string(REGEX REPLACE "/$" "" prefix_from_pc ${prefix_from_pc})
-configure_file(cmake/zrmirvo.pc.in zrmirvo.pc @ONLY)
-configure_file(cmake/zrmirvo-proxies.pc.in zrmirvo-proxies.pc @ONLY)
-configure_file(cmake/zrmirvo-session.pc.in zrmirvo-session.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/zrmirvo.pc ${PROJECT_BINARY_DIR}/zrmirvo-proxies.pc
-  ${PROJECT_BINARY_DIR}/zrmirvo-session.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+foreach(name zrmirvo zrmirvo-session zrmirvo-proxies zrmirvo-log)
+  configure_file(cmake/${name}.pc.in ${name}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+    COMPONENT development)
+endforeach()
 
-install(FILES docs/man/mirvo-emulator.1 docs/man/mirvoctl.1
-  DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+set(manuals ${CMAKE_INSTALL_MANDIR}/man1)
+if(ZRMIRVO_TOOLS)
+  install(FILES docs/man/mirvoctl.1 DESTINATION ${manuals} COMPONENT tools)
+endif()
+if(ZRMIRVO_EMULATOR)
+  install(FILES docs/man/mirvo-emulator.1 DESTINATION ${manuals} COMPONENT emulator)
+endif()

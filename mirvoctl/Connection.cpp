@@ -1,5 +1,7 @@
 #include "mirvoctl/Connection.h"
 
+#include <zrmirvo/Version.h>
+
 #include "protocol/ManagerMessages.h"
 #include "protocol/MirvoServiceInfo.h"
 #include "protocol/ServiceFramework.h"
@@ -11,9 +13,6 @@ using namespace accessory;
 using zrmirvo::ZRMirvo;
 using zrmirvo::ZRMirvoManager;
 using zrmirvo::ZRMirvoVersion;
-
-// The version of the library that an application would have been built for.
-constexpr const char* kVersion = "3.6";
 
 // The library cannot tell a missing service from one that does not give its version.
 sp<ServiceClient> bindToService() {
@@ -62,7 +61,7 @@ ZRMirvoManager& Connection::manager() {
     if (mLost.exchange(false)) release();
     if (mManager != nullptr) return *mManager;
     bindToService();
-    mManager = ZRMirvoManager::GetInstance(kVersion);
+    mManager = ZRMirvoManager::GetInstance(ZRMIRVO_VERSION_TEXT);
     if (mManager == nullptr) throw gateRefused();
     mManager->RegisterCallback(&mEvents);
     return *mManager;

@@ -1,7 +1,10 @@
-// Uses the client proxies without the facade, as a program outside of this repository would.
+// Uses the client proxies without the facade and shows their call trace, as a program outside of
+// this repository would.
 
 #include <accessory/MirvoManager.h>
+#include <android/log.h>
 #include <protocol/ProcessState.h>
+#include <zrmirvo/Version.h>
 
 #include <cstdio>
 
@@ -21,10 +24,12 @@ class Notifier : public accessory::MirvoNotifier {
 }  // namespace
 
 int main() {
+    __android_log_set_minimum_priority(ANDROID_LOG_DEBUG);
     android::ProcessState::self()->startThreadPool();
     const android::sp<accessory::MirvoManager> manager = new accessory::MirvoManager;
     const int started = manager->startup();
     const android::sp<accessory::Mirvo> phone = manager->getMirvo(7);
     if (phone == nullptr || phone->setNotifier(new Notifier) != 0) return 1;
-    std::printf("startup %d, key %d\n", started, phone->sendKeyEvent(4, true));
+    std::printf("built with " ZRMIRVO_VERSION_TEXT ": startup %d, key %d\n", started,
+                phone->sendKeyEvent(4, true));
 }

@@ -1,0 +1,28 @@
+# What is built, and so what is installed. Without any of these options everything is.
+#
+#   -DZRMIRVO_TOOLS=OFF -DZRMIRVO_STANDIN=OFF    the library alone, which needs neither CLI11 nor JSON
+#   -DZRMIRVO_FRAMEWORK_LIBRARY=PATH             linked against the maker's framework
+
+include(CMakeDependentOption)
+
+option(ZRMIRVO_TOOLS "Build the tools, which need CLI11 and nlohmann-json" ON)
+option(ZRMIRVO_STANDIN "Build the stand-in for the maker's framework" ON)
+cmake_dependent_option(ZRMIRVO_EMULATOR "Build the emulated service" ON
+  "ZRMIRVO_TOOLS;ZRMIRVO_STANDIN" OFF)
+set(ZRMIRVO_FRAMEWORK_LIBRARY "" CACHE FILEPATH
+  "The maker's libservice_framework_1_0.so.1, without the stand-in; empty: only its symbols' names")
+
+# The tests run everything over the stand-in and against the emulated service.
+set(everything OFF)
+if(ZRMIRVO_EMULATOR)
+  set(everything ON)
+endif()
+option(BUILD_TESTING "Build the tests and benchmarks" ${everything})
+if(BUILD_TESTING AND NOT everything)
+  message(FATAL_ERROR "The tests need the tools, the stand-in and the emulated service:"
+    " give -DBUILD_TESTING=OFF, or leave ZRMIRVO_TOOLS, ZRMIRVO_STANDIN and ZRMIRVO_EMULATOR on.")
+endif()
+if(ZRMIRVO_STANDIN AND ZRMIRVO_FRAMEWORK_LIBRARY)
+  message(FATAL_ERROR "ZRMIRVO_FRAMEWORK_LIBRARY takes the place of the stand-in:"
+    " give -DZRMIRVO_STANDIN=OFF with it.")
+endif()
