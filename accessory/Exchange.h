@@ -7,6 +7,7 @@
 #include <cstring>
 #include <new>
 
+#include "accessory/Status.h"
 #include "protocol/ManagerMessages.h"
 #include "protocol/MirvoServiceInfo.h"
 #include "protocol/ServiceFramework.h"
@@ -16,14 +17,14 @@
 
 namespace accessory {
 
-// The status of whatever fails inside this library.
-constexpr int kFailed = 1;
-
-// A new binding to the service, with a description of its own. Null when there is no service.
-inline sp<ServiceClient> bindToService() {
+// A new binding to the service, with a description of its own. A framework may keep no reference to
+// the description, so this lives until the step that binds has ended.
+struct Binding {
+    // The client goes before its description.
     sp<ServiceInfo> info = new MirvoServiceInfo;
-    return ServiceDiscoverer::self()->bindTo(info);
-}
+    // Null when there is no service.
+    const sp<ServiceClient> client = ServiceDiscoverer::self()->bindTo(info);
+};
 
 // What an operation answers to an argument that it cannot take.
 inline int illegalParameter(const char* tag) {

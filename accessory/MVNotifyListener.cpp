@@ -15,6 +15,7 @@ namespace {
 
 constexpr const char* kLogTag = "Mirvo[c]";
 constexpr const char* kFunction = "onNotify";
+constexpr int32_t kUnknownType = 0;
 
 void logUnhandled() {
     __android_log_print(ANDROID_LOG_INFO, kLogTag, "[%s]unhandle common notify", kFunction);
@@ -87,12 +88,13 @@ void dispatch(MirvoNotifier& notifier, const MVSNotifyAccessoryRawData& notify) 
 }  // namespace
 
 void MVNotifyListener::onNotify(sp<ServiceNotify>& notify) {
+    // The framework may let the listener go from here on.
+    const sp<MVNotifyListener> self = this;
     AutoTrace trace(kLogTag, kFunction, true);
-    // Taken once and kept for the call: from here on the handle may go at any moment.
+    // Taken once and kept for the call, because the handle may go at any moment after this.
     sp<MirvoNotifier> notifier;
     unsigned int accessoryId = 0;
     const bool attached = mImpl.withOwner([&](MirvoImpl& impl) {
-        android::AutoMutex lock(impl.mLock);
         notifier = impl.mNotifier;
         accessoryId = impl.mAccessoryId;
     });
@@ -101,7 +103,8 @@ void MVNotifyListener::onNotify(sp<ServiceNotify>& notify) {
         __android_log_print(ANDROID_LOG_INFO, kLogTag, "[%s]:notifier is null", kFunction);
         return;
     }
-    const int32_t type = notify->type();
+    // The framework delivers null when its factory could not make the notification.
+    const int32_t type = notify == nullptr ? kUnknownType : notify->type();
     if (type != MVServiceNotify::ACCESSORY_COMMON && type != MVServiceNotify::ACCESSORY_RAW_DATA) {
         __android_log_print(ANDROID_LOG_INFO, kLogTag, "[%s]notify type invaild", kFunction);
         return;
@@ -118,11 +121,8 @@ void MVNotifyListener::onNotify(sp<ServiceNotify>& notify) {
 }
 
 void MVNotifyListener::install(sp<MirvoNotifier> notifier) {
-    // The previous notifier goes with the argument, after the locks.
-    mImpl.withOwner([&](MirvoImpl& impl) {
-        android::AutoMutex lock(impl.mLock);
-        std::swap(impl.mNotifier, notifier);
-    });
+    // The previous notifier goes with the argument, after the lock.
+    mImpl.withOwner([&](MirvoImpl& impl) { std::swap(impl.mNotifier, notifier); });
 }
 
 }  // namespace accessory

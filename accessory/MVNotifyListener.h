@@ -1,7 +1,7 @@
 #pragma once
 
+#include "accessory/DetachablePointer.h"
 #include "accessory/MirvoNotifier.h"
-#include "accessory/OwnerLink.h"
 #include "protocol/AccessoryMessages.h"
 
 namespace accessory {
@@ -26,7 +26,7 @@ public:
     void detach() { mImpl.detach(); }
 
 private:
-    OwnerLink<MirvoImpl> mImpl;
+    DetachablePointer<MirvoImpl> mImpl;
 };
 
 }  // namespace accessory

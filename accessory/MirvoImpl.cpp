@@ -14,43 +14,54 @@ namespace {
 
 constexpr const char* kLogTag = "Mirvo[c]";
 
-// One command that is answered by a `Reply`. Works on copies, so that the handle may go meanwhile.
-template <typename Reply, typename Item, typename Fill>
-sp<Reply> command(sp<ServiceClient> client, unsigned int accessoryId, int32_t code, Fill fill) {
-    return exchange<Reply>(kLogTag, client, [&] {
-        sp<Item> item = new Item(static_cast<int32_t>(accessoryId), code);
-        fill(*item);
-        return item;
-    });
-}
+// What an operation needs of its handle: the client and the accessory to which it is addressed. An
+// operation takes this before its first log line, because the handle may be released at any moment
+// after.
+class Address {
+public:
+    Address(const sp<ServiceClient>& client, unsigned int accessoryId)
+        : mClient(client), mAccessoryId(static_cast<int32_t>(accessoryId)) {}
 
-template <typename Reply>
-sp<Reply> commonCommand(const sp<ServiceClient>& client, unsigned int accessoryId, int32_t code,
-                        int32_t intValue = -1, bool boolValue = false) {
-    return command<Reply, MVSItemAccessoryCommon>(client, accessoryId, code, [&](auto& item) {
-        item.intValue = intValue;
-        item.boolValue = boolValue;
-    });
-}
+    // One request of the class `Item`, which `fill` completes, answered by a `Reply`.
+    template <typename Reply, typename Item, typename Fill>
+    sp<Reply> command(int32_t code, Fill fill) const {
+        return exchange<Reply>(kLogTag, mClient, [&] {
+            sp<Item> item = new Item(mAccessoryId, code);
+            fill(*item);
+            return item;
+        });
+    }
 
-template <typename Reply>
-sp<Reply> touchCommand(sp<ServiceClient> client, unsigned int accessoryId, int32_t code,
-                       const MVTouchEvent& event) {
-    return exchange<Reply>(kLogTag, client, [&] {
-        sp<MVSItemAccessoryTouchEvent> item = new MVSItemAccessoryTouchEvent(
-            static_cast<int32_t>(accessoryId), code, event.time, event.count, event.action,
-            event.extra, reinterpret_cast<const int32_t*>(event.array1),
-            reinterpret_cast<const int32_t*>(event.array2),
-            reinterpret_cast<const int32_t*>(event.array3));
-        // One that could not copy all pointers has said so; it must not arrive as a touch without
-        // any.
-        if (item->count != event.count) item.clear();
-        return item;
-    });
-}
+    template <typename Reply>
+    sp<Reply> common(int32_t code, int32_t intValue = -1, bool boolValue = false) const {
+        return command<Reply, MVSItemAccessoryCommon>(code, [&](auto& item) {
+            item.intValue = intValue;
+            item.boolValue = boolValue;
+        });
+    }
+
+    template <typename Reply>
+    sp<Reply> touch(int32_t code, const MVTouchEvent& event) const {
+        return exchange<Reply>(kLogTag, mClient, [&] {
+            sp<MVSItemAccessoryTouchEvent> item = new MVSItemAccessoryTouchEvent(
+                mAccessoryId, code, event.time, event.count, event.action, event.extra,
+                reinterpret_cast<const int32_t*>(event.array1),
+                reinterpret_cast<const int32_t*>(event.array2),
+                reinterpret_cast<const int32_t*>(event.array3));
+            // An item that could not copy all pointers has said so. It must not arrive as a touch
+            // without any.
+            if (item->count != event.count) item.clear();
+            return item;
+        });
+    }
+
+private:
+    const sp<ServiceClient> mClient;
+    const int32_t mAccessoryId;
+};
 
 // Hands the bytes of a cook reply to the caller, whatever its result says.
-int deliver(const sp<MVSReplyRawData>& reply, unsigned char** out, int* length) {
+int handOut(const sp<MVSReplyRawData>& reply, unsigned char** out, int* length) {
     if (reply == nullptr) return kFailed;
     uint8_t* bytes = copyBytes(*reply);
     if (bytes == nullptr) {
@@ -67,7 +78,8 @@ int deliver(const sp<MVSReplyRawData>& reply, unsigned char** out, int* length) 
 
 MirvoImpl::MirvoImpl(unsigned int accessoryId) : mAccessoryId(accessoryId) {
     AutoTrace trace(kLogTag, __func__, true);
-    mServiceClient = bindToService();
+    const Binding binding;
+    mServiceClient = binding.client;
     mListener = new MVNotifyListener(this);
     if (mServiceClient != nullptr) {
         sp<ServiceNotifyListener> listener = mListener;
@@ -86,11 +98,11 @@ MirvoImpl::~MirvoImpl() {
 }
 
 int MirvoImpl::setNotifier(const sp<MirvoNotifier>& notifier) {
+    const Address address(mServiceClient, mAccessoryId);
+    const sp<MVNotifyListener> listener = mListener;
     AutoTrace trace(kLogTag, __func__, true);
     if (anyNull(notifier.get())) return illegalParameter(kLogTag);
-    const sp<MVNotifyListener> listener = mListener;
-    const auto reply =
-        commonCommand<MVSReplyCommon>(mServiceClient, mAccessoryId, MV_COMMON_SET_NOTIFIER);
+    const auto reply = address.common<MVSReplyCommon>(MV_COMMON_SET_NOTIFIER);
     const int result = status(reply);
     // Through the listener, which knows whether this handle is still there.
     if (reply != nullptr && result == 0) listener->install(notifier);
@@ -98,12 +110,13 @@ int MirvoImpl::setNotifier(const sp<MirvoNotifier>& notifier) {
 }
 
 int MirvoImpl::setFeature(unsigned int feature, void* data, unsigned int size) {
+    const Address address(mServiceClient, mAccessoryId);
     AutoTrace trace(kLogTag, __func__, true);
     // A larger size would reach the service as a negative one.
     const bool fits = size <= static_cast<unsigned int>(std::numeric_limits<int32_t>::max());
     if (!fits) return illegalParameter(kLogTag);
-    return status(command<MVSReplyRawData, MVSItemAccessoryRawData>(
-        mServiceClient, mAccessoryId, MV_RAW_DATA_SET_FEATURE, [&](auto& item) {
+    return status(address.command<MVSReplyRawData, MVSItemAccessoryRawData>(
+        MV_RAW_DATA_SET_FEATURE, [&](auto& item) {
             item.intValue = static_cast<int32_t>(feature);
             item.size = static_cast<int32_t>(size);
             item.data = static_cast<uint8_t*>(data);
@@ -111,78 +124,77 @@ int MirvoImpl::setFeature(unsigned int feature, void* data, unsigned int size) {
 }
 
 int MirvoImpl::sendTouchEvent(MVTouchEvent* event) {
+    const Address address(mServiceClient, mAccessoryId);
     AutoTrace trace(kLogTag, __func__, true);
     if (anyNull(event)) return illegalParameter(kLogTag);
-    return status(
-        touchCommand<MVSReplyCommon>(mServiceClient, mAccessoryId, MV_TOUCH_SEND, *event));
+    return status(address.touch<MVSReplyCommon>(MV_TOUCH_SEND, *event));
 }
 
 int MirvoImpl::sendKeyEvent(unsigned int keyCode, bool flag) {
+    const Address address(mServiceClient, mAccessoryId);
     AutoTrace trace(kLogTag, __func__, true);
-    return status(commonCommand<MVSReplyCommon>(mServiceClient, mAccessoryId,
-                                                MV_COMMON_SEND_KEY_EVENT,
-                                                static_cast<int32_t>(keyCode), flag));
+    return status(address.common<MVSReplyCommon>(MV_COMMON_SEND_KEY_EVENT,
+                                                 static_cast<int32_t>(keyCode), flag));
 }
 
 int MirvoImpl::sendCalibrateEvent() {
+    const Address address(mServiceClient, mAccessoryId);
     AutoTrace trace(kLogTag, __func__, true);
-    return status(commonCommand<MVSReplyCommon>(mServiceClient, mAccessoryId,
-                                                MV_COMMON_SEND_CALIBRATE_EVENT));
+    return status(address.common<MVSReplyCommon>(MV_COMMON_SEND_CALIBRATE_EVENT));
 }
 
 int MirvoImpl::cookTouchEvent(MVTouchEvent* event, unsigned char** out, int* length) {
+    const Address address(mServiceClient, mAccessoryId);
     if (anyNull(event, out, length)) return illegalParameter(kLogTag);
-    return deliver(
-        touchCommand<MVSReplyRawData>(mServiceClient, mAccessoryId, MV_TOUCH_COOK, *event), out,
-        length);
+    return handOut(address.touch<MVSReplyRawData>(MV_TOUCH_COOK, *event), out, length);
 }
 
 int MirvoImpl::cookKeyEvent(unsigned int keyCode, bool flag, unsigned char** out, int* length) {
+    const Address address(mServiceClient, mAccessoryId);
     AutoTrace trace(kLogTag, __func__, true);
     if (anyNull(out, length)) return illegalParameter(kLogTag);
-    return deliver(
-        commonCommand<MVSReplyRawData>(mServiceClient, mAccessoryId, MV_COMMON_COOK_KEY_EVENT,
-                                       static_cast<int32_t>(keyCode), flag),
-        out, length);
-}
-
-int MirvoImpl::cookCalibrateEvent(unsigned char** out, int* length) {
-    AutoTrace trace(kLogTag, __func__, true);
-    if (anyNull(out, length)) return illegalParameter(kLogTag);
-    return deliver(commonCommand<MVSReplyRawData>(mServiceClient, mAccessoryId,
-                                                  MV_COMMON_COOK_CALIBRATE_EVENT),
+    return handOut(address.common<MVSReplyRawData>(MV_COMMON_COOK_KEY_EVENT,
+                                                   static_cast<int32_t>(keyCode), flag),
                    out, length);
 }
 
-int MirvoImpl::sendForceLandscape(bool flag) {
+int MirvoImpl::cookCalibrateEvent(unsigned char** out, int* length) {
+    const Address address(mServiceClient, mAccessoryId);
     AutoTrace trace(kLogTag, __func__, true);
-    return status(commonCommand<MVSReplyCommon>(mServiceClient, mAccessoryId,
-                                                MV_COMMON_SEND_FORCE_LANDSCAPE, -1, flag));
+    if (anyNull(out, length)) return illegalParameter(kLogTag);
+    return handOut(address.common<MVSReplyRawData>(MV_COMMON_COOK_CALIBRATE_EVENT), out, length);
+}
+
+int MirvoImpl::sendForceLandscape(bool flag) {
+    const Address address(mServiceClient, mAccessoryId);
+    AutoTrace trace(kLogTag, __func__, true);
+    return status(address.common<MVSReplyCommon>(MV_COMMON_SEND_FORCE_LANDSCAPE, -1, flag));
 }
 
 int MirvoImpl::sendVideoFocus(int focus, bool flag) {
+    const Address address(mServiceClient, mAccessoryId);
     AutoTrace trace(kLogTag, __func__, true);
-    return status(commonCommand<MVSReplyCommon>(mServiceClient, mAccessoryId,
-                                                MV_COMMON_SEND_VIDEO_FOCUS, focus, flag));
+    return status(address.common<MVSReplyCommon>(MV_COMMON_SEND_VIDEO_FOCUS, focus, flag));
 }
 
 int MirvoImpl::sendOnReadyForPairing(bool flag) {
+    const Address address(mServiceClient, mAccessoryId);
     AutoTrace trace(kLogTag, __func__, true);
-    return status(commonCommand<MVSReplyCommon>(mServiceClient, mAccessoryId,
-                                                MV_COMMON_SEND_ON_READY_FOR_PAIRING, -1, flag));
+    return status(address.common<MVSReplyCommon>(MV_COMMON_SEND_ON_READY_FOR_PAIRING, -1, flag));
 }
 
 int MirvoImpl::sendTimeDateInquiry() {
+    const Address address(mServiceClient, mAccessoryId);
     AutoTrace trace(kLogTag, __func__, true);
-    return status(commonCommand<MVSReplyCommon>(mServiceClient, mAccessoryId,
-                                                MV_COMMON_SEND_TIME_DATE_INQUIRY));
+    return status(address.common<MVSReplyCommon>(MV_COMMON_SEND_TIME_DATE_INQUIRY));
 }
 
 int MirvoImpl::sendDisplayConfiguration(int value1, int value2, int value3, int value4,
                                         int value5) {
+    const Address address(mServiceClient, mAccessoryId);
     AutoTrace trace(kLogTag, __func__, true);
-    return status(command<MVSReplyCommon, MVSItemAccessoryDisplayConfiguration>(
-        mServiceClient, mAccessoryId, MV_DISPLAY_CONFIGURATION, [&](auto& item) {
+    return status(address.command<MVSReplyCommon, MVSItemAccessoryDisplayConfiguration>(
+        MV_DISPLAY_CONFIGURATION, [&](auto& item) {
             item.value1 = value1;
             item.value2 = value2;
             item.value3 = value3;

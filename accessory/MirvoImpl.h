@@ -39,12 +39,14 @@ private:
     friend class MVNotifyListener;
 
     const unsigned int mAccessoryId;
-    // Set by the constructor and emptied by the destructor, so that the operations between need no
-    // lock. An operation takes a copy and does not come back to this object.
+    // Never changes between constructor and destructor.
     sp<ServiceClient> mServiceClient;
-    sp<MirvoNotifier> mNotifier GUARDED_BY(mLock);
+    // The listener's lock guards this.
+    sp<MirvoNotifier> mNotifier;
     sp<MVNotifyListener> mListener;
-    android::Mutex mLock;
+    // Not used. It keeps the size of this class, which applications that derive from it were built
+    // with.
+    android::Mutex mUnused;
 };
 
 }  // namespace accessory

@@ -6,9 +6,9 @@
 
 #include "accessory/AutoTrace.h"
 #include "accessory/CallbackScope.h"
+#include "accessory/DetachablePointer.h"
 #include "accessory/Exchange.h"
 #include "accessory/MirvoImpl.h"
-#include "accessory/OwnerLink.h"
 #include "protocol/MVCodes.h"
 
 namespace accessory {
@@ -18,8 +18,7 @@ constexpr const char* kLogTag = "MirvoManager[c]";
 // What a service that does not tell its version is taken for.
 constexpr const char* kFallbackVersion = "3.6.3";
 
-// One command, most often answered by a status. Works on its own reference to the client, so that
-// the manager may go meanwhile.
+// One command, which is most often answered by a status.
 template <typename Reply = MVSReplyCommon, typename Fill>
 sp<Reply> command(const sp<ServiceClient>& client, int32_t code, Fill fill) {
     return exchange<Reply>(kLogTag, client, [&] {
@@ -39,103 +38,112 @@ int textCommand(const sp<ServiceClient>& client, int32_t code, const char* text)
 
 }  // namespace
 
-// Receives the notifications of the manager's client, also after the manager is gone.
+// Receives the notifications of the manager's client, also after the manager is gone. Everybody
+// else reaches the manager's client and notifier through here, too, for the sake of its lock.
 class MirvoManagerImpl::MVManagerNotifyListener final : public ServiceNotifyListener {
 public:
     explicit MVManagerNotifyListener(MirvoManagerImpl* impl) : mImpl(impl) {}
 
     void onNotify(sp<ServiceNotify>& notify) override;
+
+    // After this the manager is not used any more.
     void detach() { mImpl.detach(); }
 
+    // Null when the service is lost or the manager is gone.
+    sp<ServiceClient> client() {
+        sp<ServiceClient> client;
+        mImpl.withOwner([&](MirvoManagerImpl& impl) { client = impl.mServiceClient; });
+        return client;
+    }
+
+    // Makes `notifier` the manager's, if there still is a manager.
+    void install(sp<MirvoManagerNotifier> notifier) {
+        // The previous notifier goes with the argument, after the lock.
+        mImpl.withOwner([&](MirvoManagerImpl& impl) { std::swap(impl.mNotifier, notifier); });
+    }
+
 private:
-    void onServiceNotify(ServiceNotify& notify, const sp<MirvoManagerNotifier>& notifier);
+    void onServiceNotify(const sp<ServiceNotify>& notify, const sp<MirvoManagerNotifier>& notifier);
     void onStatus(const ServiceStatusNotify& notify, MirvoManagerNotifier& notifier);
 
-    OwnerLink<MirvoManagerImpl> mImpl;
+    DetachablePointer<MirvoManagerImpl> mImpl;
 };
 
 MirvoManagerImpl::MirvoManagerImpl() {
     AutoTrace trace(kLogTag, __func__, true);
-    const sp<ServiceClient> bound = bindToService();
+    const Binding binding;
+    mServiceClient = binding.client;
     mListener = new MVManagerNotifyListener(this);
-    {
-        android::AutoMutex lock(mLock);
-        mServiceClient = bound;
-    }
-    if (bound != nullptr) {
+    if (mServiceClient != nullptr) {
         sp<ServiceNotifyListener> listener = mListener;
-        bound->setNotifyListener(listener);
+        binding.client->setNotifyListener(listener);
     }
 }
 
 MirvoManagerImpl::~MirvoManagerImpl() {
     AutoTrace trace(kLogTag, __func__, true);
     mListener->detach();
-    sp<ServiceClient> bound = takeClient();
-    if (bound != nullptr) {
+    if (mServiceClient != nullptr) {
         sp<ServiceNotifyListener> listener = std::move(mListener);
-        bound->removeNotifyListener(listener);
+        mServiceClient->removeNotifyListener(listener);
         listener.clear();
-        bound.clear();
+        mServiceClient.clear();
     }
 }
 
-sp<ServiceClient> MirvoManagerImpl::client() {
-    android::AutoMutex lock(mLock);
-    return mServiceClient;
-}
-
-sp<MirvoManagerNotifier> MirvoManagerImpl::notifier() {
-    android::AutoMutex lock(mLock);
-    return mNotifier;
-}
-
-sp<ServiceClient> MirvoManagerImpl::takeClient() {
-    android::AutoMutex lock(mLock);
-    return std::move(mServiceClient);
+sp<ServiceClient> MirvoManagerImpl::client() const {
+    const sp<MVManagerNotifyListener> listener = mListener;
+    return listener->client();
 }
 
 int MirvoManagerImpl::startup() {
+    const sp<ServiceClient> service = client();
     AutoTrace trace(kLogTag, __func__, true);
-    return simpleCommand(client(), MV_COMMAND_STARTUP);
+    return simpleCommand(service, MV_COMMAND_STARTUP);
 }
 
 int MirvoManagerImpl::shutdown() {
+    const sp<ServiceClient> service = client();
     AutoTrace trace(kLogTag, __func__, true);
-    return simpleCommand(client(), MV_COMMAND_SHUTDOWN);
+    return simpleCommand(service, MV_COMMAND_SHUTDOWN);
 }
 
 int MirvoManagerImpl::connect(const char* arg) {
+    const sp<ServiceClient> service = client();
     AutoTrace trace(kLogTag, __func__, true);
     if (anyNull(arg)) return illegalParameter(kLogTag);
-    return textCommand(client(), MV_COMMAND_CONNECT, arg);
+    return textCommand(service, MV_COMMAND_CONNECT, arg);
 }
 
 int MirvoManagerImpl::disconnect(const char* arg) {
+    const sp<ServiceClient> service = client();
     AutoTrace trace(kLogTag, __func__, true);
     if (anyNull(arg)) return illegalParameter(kLogTag);
-    return textCommand(client(), MV_COMMAND_DISCONNECT, arg);
+    return textCommand(service, MV_COMMAND_DISCONNECT, arg);
 }
 
 int MirvoManagerImpl::setConfigFile(const char* path) {
+    const sp<ServiceClient> service = client();
     AutoTrace trace(kLogTag, __func__, true);
     if (anyNull(path)) return illegalParameter(kLogTag);
-    return textCommand(client(), MV_COMMAND_SET_CONFIG_FILE, path);
+    return textCommand(service, MV_COMMAND_SET_CONFIG_FILE, path);
 }
 
 int MirvoManagerImpl::setBluetoothConfig(MVBluetoothConfig* config) {
+    const sp<ServiceClient> service = client();
     AutoTrace trace(kLogTag, __func__, true);
     if (anyNull(config)) return illegalParameter(kLogTag);
-    return status(command(client(), MV_COMMAND_SET_BLUETOOTH_CONFIG, [&](auto& item) {
+    return status(command(service, MV_COMMAND_SET_BLUETOOTH_CONFIG, [&](auto& item) {
         item.intValue = config->value;
         item.stringValue.setTo(config->text, strnlen(config->text, sizeof(config->text)));
     }));
 }
 
 int MirvoManagerImpl::getHidDescriptor(unsigned char** data, int* length) {
+    const sp<ServiceClient> service = client();
     AutoTrace trace(kLogTag, __func__, true);
     if (anyNull(data, length)) return illegalParameter(kLogTag);
-    const auto reply = command<MVSReplyRawData>(client(), MV_COMMAND_GET_HID_DESCRIPTOR,
+    const auto reply = command<MVSReplyRawData>(service, MV_COMMAND_GET_HID_DESCRIPTOR,
                                                 [&](auto&) { *length = 0; });
     if (reply == nullptr) return kFailed;
     *data = reply->size > 0 ? copyBytes(*reply) : nullptr;
@@ -147,10 +155,11 @@ int MirvoManagerImpl::getHidDescriptor(unsigned char** data, int* length) {
 }
 
 int MirvoManagerImpl::getIds(unsigned int* ids, unsigned int* count) {
+    const sp<ServiceClient> service = client();
     AutoTrace trace(kLogTag, __func__, true);
     if (anyNull(ids, count)) return illegalParameter(kLogTag);
     const auto reply =
-        command<MVSReplyAccessoryIds>(client(), MV_COMMAND_GET_IDS, [&](auto&) { *count = 0; });
+        command<MVSReplyAccessoryIds>(service, MV_COMMAND_GET_IDS, [&](auto&) { *count = 0; });
     if (reply == nullptr) return kFailed;
     *count = std::min(reply->count, MVSReplyAccessoryIds::kCapacity);
     std::copy_n(reply->ids, *count, ids);
@@ -158,8 +167,9 @@ int MirvoManagerImpl::getIds(unsigned int* ids, unsigned int* count) {
 }
 
 sp<Mirvo> MirvoManagerImpl::getMirvo(unsigned int accessoryId) {
+    const sp<ServiceClient> service = client();
     AutoTrace trace(kLogTag, __func__, true);
-    const auto reply = command(client(), MV_COMMAND_GET_MIRVO, [&](auto& item) {
+    const auto reply = command(service, MV_COMMAND_GET_MIRVO, [&](auto& item) {
         item.intValue = static_cast<int32_t>(accessoryId);
     });
     if (reply == nullptr) return nullptr;
@@ -171,45 +181,47 @@ sp<Mirvo> MirvoManagerImpl::getMirvo(unsigned int accessoryId) {
 }
 
 int MirvoManagerImpl::setNotifier(const sp<MirvoManagerNotifier>& notifier) {
+    const sp<MVManagerNotifyListener> listener = mListener;
     AutoTrace trace(kLogTag, __func__, true);
     if (notifier == nullptr) return kFailed;
-    // The previous one goes with this, after the lock.
-    sp<MirvoManagerNotifier> exchanged = notifier;
-    android::AutoMutex lock(mLock);
-    std::swap(mNotifier, exchanged);
+    listener->install(notifier);
     return 0;
 }
 
 android::String8 MirvoManagerImpl::getVersion() {
-    const sp<ServiceClient> bound = bindToService();
-    if (bound == nullptr) return android::String8(kFallbackVersion);
+    const Binding binding;
+    if (binding.client == nullptr) return android::String8(kFallbackVersion);
     sp<ServiceItem> item = new MVSItemManagerVersion;
-    const auto reply = request<MVSReplyVersion>(kLogTag, bound, item);
+    const auto reply = request<MVSReplyVersion>(kLogTag, binding.client, item);
     return reply == nullptr ? android::String8(kFallbackVersion) : reply->version;
 }
 
 void MirvoManagerImpl::MVManagerNotifyListener::onNotify(sp<ServiceNotify>& notify) {
+    // The framework may let the listener go from here on.
+    const sp<MVManagerNotifyListener> self = this;
     AutoTrace trace(kLogTag, __func__, true);
     sp<MirvoManagerNotifier> notifier;
     const bool attached =
-        mImpl.withOwner([&](MirvoManagerImpl& impl) { notifier = impl.notifier(); });
-    if (attached) onServiceNotify(*notify, notifier);
+        mImpl.withOwner([&](MirvoManagerImpl& impl) { notifier = impl.mNotifier; });
+    if (attached) onServiceNotify(notify, notifier);
 }
 
 void MirvoManagerImpl::MVManagerNotifyListener::onServiceNotify(
-    ServiceNotify& notify, const sp<MirvoManagerNotifier>& notifier) {
+    const sp<ServiceNotify>& notify, const sp<MirvoManagerNotifier>& notifier) {
     AutoTrace trace(kLogTag, __func__, true);
     if (notifier == nullptr) {
         __android_log_print(ANDROID_LOG_WARN, kLogTag, "[MirvoManagerImpl] listener is null");
         return;
     }
-    const int32_t type = notify.type();
+    // The framework delivers null when its factory could not make the notification.
+    if (notify == nullptr) return;
+    const int32_t type = notify->type();
     CallbackScope scope;
     if (type == ServiceStatusNotify::kType) {
-        return onStatus(static_cast<ServiceStatusNotify&>(notify), *notifier);
+        return onStatus(static_cast<ServiceStatusNotify&>(*notify), *notifier);
     }
     if (type != MVServiceNotify::MANAGER_COMMON) return;
-    const auto& event = static_cast<MVSNotifyManagerCommon&>(notify);
+    const auto& event = static_cast<MVSNotifyManagerCommon&>(*notify);
     const auto accessoryId = static_cast<unsigned int>(event.accessoryId);
     if (event.notifyType == MV_ATTACHED) {
         __android_log_print(ANDROID_LOG_INFO, kLogTag, "[MirvoManagerImpl]  MV_ATTACHED");
@@ -226,7 +238,7 @@ void MirvoManagerImpl::MVManagerNotifyListener::onStatus(const ServiceStatusNoti
     notifier.error(kServiceLostError);
     // The manager may have been released in there, so it is looked up again.
     sp<ServiceClient> lost;
-    mImpl.withOwner([&](MirvoManagerImpl& impl) { lost = impl.takeClient(); });
+    mImpl.withOwner([&](MirvoManagerImpl& impl) { lost = std::move(impl.mServiceClient); });
     if (lost == nullptr) return;
     sp<ServiceNotifyListener> self = this;
     lost->removeNotifyListener(self);

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <utils/Mutex.h>
 #include <utils/String8.h>
 
 #include "accessory/MVBluetoothConfig.h"
@@ -10,8 +9,8 @@
 
 namespace accessory {
 
-// What MirvoManager says, done. Bound to the service from construction until the service is lost or
-// this object goes; nothing binds again.
+// Implements MirvoManager. It binds to the service once, in its constructor, and never again: when
+// the service is lost, every operation fails from then on.
 class MirvoManagerImpl {
 public:
     class MVManagerNotifyListener;
@@ -35,16 +34,15 @@ public:
     static android::String8 getVersion();
 
 private:
-    // Each is taken once per operation or notification, which then works on what it took: the
-    // service may be lost, or this object released, at any moment after.
-    sp<ServiceClient> client();
-    sp<MirvoManagerNotifier> notifier();
-    sp<ServiceClient> takeClient();
+    // What an operation needs is taken before its first log line, because this object may be
+    // released at any moment after. Null when there is no service.
+    sp<ServiceClient> client() const;
 
-    sp<ServiceClient> mServiceClient GUARDED_BY(mLock);
-    sp<MirvoManagerNotifier> mNotifier GUARDED_BY(mLock);
+    // The listener's lock guards these two from the end of the constructor on, until the destructor
+    // has detached the listener.
+    sp<ServiceClient> mServiceClient;
+    sp<MirvoManagerNotifier> mNotifier;
     sp<MVManagerNotifyListener> mListener;
-    android::Mutex mLock;
 };
 
 }  // namespace accessory

@@ -9,7 +9,7 @@
 namespace accessory {
 namespace {
 
-TEST(AutoTrace, WritesOneLineEachWay) {
+TEST(AutoTrace, writesOneLineEachWay) {
     testing_support::LogCapture log;
     std::string tag = "tag";
     std::string function = "work";

@@ -15,7 +15,7 @@ protected:
     MVTouchEvent touch{0xfffffffffffffffe, 3, 2, 4, array1, array2, array3};
 };
 
-TEST_F(DeviceClientTest, Operations) {
+TEST_F(DeviceClientTest, operations) {
     using M = Mirvo;
     MVTouchEvent none(9, 0, 2, 4, nullptr, nullptr, nullptr);
     unsigned char block[] = {1, 2};
@@ -57,7 +57,7 @@ TEST_F(DeviceClientTest, Operations) {
     checkOperations(operations);
 }
 
-TEST_F(DeviceClientTest, CookedBytesMayBeFewButNotAbsent) {
+TEST_F(DeviceClientTest, cookedBytesMayBeFewButNotAbsent) {
     framework.answer("131: 5, 0");
     unsigned char* out = nullptr;
     int length = kUntouched;
@@ -74,7 +74,7 @@ TEST_F(DeviceClientTest, CookedBytesMayBeFewButNotAbsent) {
     }
 }
 
-TEST_F(DeviceClientTest, Notifications) {
+TEST_F(DeviceClientTest, notifications) {
     const auto check = [&](const std::string& message, const std::string& call, Lines lines) {
         SCOPED_TRACE(message);
         EXPECT_EQ(eventsOf(message), call.empty() ? Lines() : Lines{call});
@@ -83,12 +83,13 @@ TEST_F(DeviceClientTest, Notifications) {
         EXPECT_EQ(log.take(tag), traced(tag, "onNotify", {lines}));
     };
     const std::string kValues = R"(, 3, 4L, ".", 1)";
-    for (const std::string& message : {"133: 7, 1, 2" + kValues, std::string("-1: 2")})
+    for (const std::string& message :
+         {"133: 7, 1, 2" + kValues, std::string("-1: 2"), std::string("null")})
         check(message, "", {"[onNotify]:notifier is null"});
     EXPECT_EQ(proxy->setNotifier(notifier()), 0);
     for (const std::string& message : {"133: 8, 1, 2" + kValues, std::string("134: 8, 4, 1, {0a}")})
         check(message, "", {});
-    for (const char* message : {"130: 1, 7", "-1: 2"})
+    for (const char* message : {"130: 1, 7", "-1: 2", "null"})
         check(message, "", {"[onNotify]notify type invaild"});
     EXPECT_EQ(proxy->sendCalibrateEvent(), 0);  // The loss of the service is not its business.
 
@@ -146,7 +147,7 @@ TEST_F(DeviceClientTest, Notifications) {
     }
 }
 
-TEST_F(DeviceClientTest, InstallsANotifierOnlyWhenTheServiceAgrees) {
+TEST_F(DeviceClientTest, installsANotifierOnlyWhenTheServiceAgrees) {
     const std::string kUnavailable = R"(133: 7, 0, 2, 3, 4L, ".", 1)";
     framework.answer(reply(129, 5));
     EXPECT_EQ(proxy->setNotifier(notifier()), 5);
@@ -167,7 +168,7 @@ TEST_F(DeviceClientTest, InstallsANotifierOnlyWhenTheServiceAgrees) {
     EXPECT_EQ(weak.promote(), nullptr);
 }
 
-TEST_F(DeviceClientTest, TouchEventsOwnTheirArrays) {
+TEST_F(DeviceClientTest, touchEventsOwnTheirArrays) {
     EXPECT_EQ(touch.getEventType(), 2);
     EXPECT_NE(touch.array1, array1);
     MVTouchEvent none(9, 0, 2, 4, nullptr, nullptr, nullptr);

@@ -15,7 +15,7 @@ template <typename Side>
 using LifeTest = ProxyTest<Side>;
 TYPED_TEST_SUITE(LifeTest, Sides);
 
-TYPED_TEST(LifeTest, ListensFromConstructionToDestruction) {
+TYPED_TEST(LifeTest, listensFromConstructionToDestruction) {
     const std::string name = TypeParam::kClass;
     EXPECT_EQ(this->log.take(this->tag), traced(this->tag, name));
     EXPECT_EQ(this->framework.takeEvents(), (Lines{"0 bind mirvo.accessory.manager", "0 listen"}));
@@ -26,7 +26,7 @@ TYPED_TEST(LifeTest, ListensFromConstructionToDestruction) {
     EXPECT_EQ(this->framework.takeEvents(), (Lines{"1 bind mirvo.accessory.manager", "1 refused"}));
 }
 
-TYPED_TEST(LifeTest, MayEndInsideItsNotifier) {
+TYPED_TEST(LifeTest, mayEndInsideItsNotifier) {
     const auto releasing = this->notifier();
     releasing->during = [&] {
         EXPECT_EQ(this->proxy->setNotifier(this->notifier()), 0);
@@ -40,7 +40,7 @@ TYPED_TEST(LifeTest, MayEndInsideItsNotifier) {
               (Lines{TypeParam::kCall, "0 unlisten", "0 release"}));
 }
 
-TYPED_TEST(LifeTest, HoldsNoLockWhileANotifierDies) {
+TYPED_TEST(LifeTest, holdsNoLockWhileANotifierDies) {
     bool died = false;
     auto dying = this->notifier();
     dying->gone = [&] {
@@ -53,7 +53,7 @@ TYPED_TEST(LifeTest, HoldsNoLockWhileANotifierDies) {
     EXPECT_TRUE(died);
 }
 
-TYPED_TEST(LifeTest, IsNotNeededByAnOperationThatIsUnderWay) {
+TYPED_TEST(LifeTest, isNotNeededByAnOperationThatIsUnderWay) {
     Gate gate;
     this->framework.onRequest([&](const std::string&) {
         EXPECT_TRUE(gate.pass());
@@ -67,16 +67,25 @@ TYPED_TEST(LifeTest, IsNotNeededByAnOperationThatIsUnderWay) {
     gate.open();
 }
 
-TYPED_TEST(LifeTest, HearsNothingOnceItIsOver) {
+TYPED_TEST(LifeTest, mayEndWhileItInstallsANotifier) {
+    auto* const raw = this->proxy.get();
+    this->log.onLine([&](const std::string&) { this->proxy.clear(); });
+    EXPECT_EQ(raw->setNotifier(this->notifier()), 0);
+    this->log.onLine(nullptr);
+}
+
+TYPED_TEST(LifeTest, hearsNothingOnceItIsOver) {
     this->proxy->setNotifier(this->notifier());
     const auto listener = this->framework.listener(0);
-    auto notification = this->framework.notification(0, TypeParam::kNotification);
-    this->proxy.clear();
-    this->framework.takeEvents();
-    this->log.take();
-    listener->onNotify(notification);
-    EXPECT_EQ(this->log.take(), traced(this->tag, "onNotify"));
-    EXPECT_EQ(this->framework.takeEvents(), Lines());
+    for (const char* message : {TypeParam::kNotification, "null"}) {
+        auto notification = this->framework.notification(0, message);
+        this->proxy.clear();
+        this->framework.takeEvents();
+        this->log.take();
+        listener->onNotify(notification);
+        EXPECT_EQ(this->log.take(), traced(this->tag, "onNotify"));
+        EXPECT_EQ(this->framework.takeEvents(), Lines());
+    }
 }
 
 }  // namespace

@@ -25,7 +25,7 @@ protected:
     }
 };
 
-TEST_F(ManagerClientTest, Operations) {
+TEST_F(ManagerClientTest, operations) {
     using M = MirvoManager;
     unsigned int ids[10];
     unsigned int count;
@@ -62,7 +62,7 @@ TEST_F(ManagerClientTest, Operations) {
     checkOperations(operations);
 }
 
-TEST_F(ManagerClientTest, GetsNoHidDescriptorWithoutBytes) {
+TEST_F(ManagerClientTest, getsNoHidDescriptorWithoutBytes) {
     const std::pair<const char*, int> kLengths[] = {
         {"131: 0, 0", 0}, {"131: 0, -5", -5}, {"131: 0, 2147483647", 0}};
     for (const auto& [answer, expected] : kLengths) {
@@ -80,7 +80,7 @@ TEST_F(ManagerClientTest, GetsNoHidDescriptorWithoutBytes) {
     }
 }
 
-TEST_F(ManagerClientTest, AsksForTheVersionOverABindingOfItsOwn) {
+TEST_F(ManagerClientTest, asksForTheVersionOverABindingOfItsOwn) {
     const std::string kError = "E/MirvoManager[c]: reply ";
     const struct {
         std::string reply;
@@ -111,14 +111,14 @@ TEST_F(ManagerClientTest, AsksForTheVersionOverABindingOfItsOwn) {
     EXPECT_EQ(framework.takeEvents(), (Lines{"5 bind mirvo.accessory.manager", "5 refused"}));
 }
 
-TEST_F(ManagerClientTest, Notifications) {
+TEST_F(ManagerClientTest, notifications) {
     const std::string kLine = "/MirvoManager[c]: [MirvoManagerImpl] ";
     const auto check = [&](const std::string& message, const Lines& calls, const Lines& lines) {
         SCOPED_TRACE(message);
         EXPECT_EQ(eventsOf(message), calls);
         EXPECT_EQ(log.take(), traced(tag, "onNotify", {traced(tag, "onServiceNotify", {lines})}));
     };
-    for (const char* message : {"130: 1, 5", "-1: 2"})
+    for (const char* message : {"130: 1, 5", "-1: 2", "null"})
         check(message, {}, {"W" + kLine + "listener is null"});
     EXPECT_EQ(proxy->startup(), 0);  // Nobody was told of the loss, so it is still bound.
 
@@ -126,12 +126,12 @@ TEST_F(ManagerClientTest, Notifications) {
     check("130: 1, 5", {"attach 5"}, {"I" + kLine + " MV_ATTACHED"});
     check("130: 2, -1", {"detach 4294967295"}, {"I" + kLine + " MV_DETACHED"});
     for (const char* message : {"130: 0, 5", "130: 3, 5", R"(133: 5, 1, 2, -1, -1L, ".", 1)",
-                                "134: 5, 4, 1, {0a}", "-1: 0", "-1: 1", "-1: 3"}) {
+                                "134: 5, 4, 1, {0a}", "-1: 0", "-1: 1", "-1: 3", "null"}) {
         check(message, {}, {});
     }
 }
 
-TEST_F(ManagerClientTest, ReplacesItsNotifierByAnotherOnly) {
+TEST_F(ManagerClientTest, replacesItsNotifierByAnotherOnly) {
     sp<ManagerNotifier> first = notifier();
     const android::wp<ManagerNotifier> weak = first;
     proxy->setNotifier(first);
@@ -145,7 +145,7 @@ TEST_F(ManagerClientTest, ReplacesItsNotifierByAnotherOnly) {
     EXPECT_EQ(eventsOf("130: 1, 5"), Lines{"attach 5"});
 }
 
-TEST_F(ManagerClientTest, ReportsTheLossOfTheServiceBeforeItLetsGo) {
+TEST_F(ManagerClientTest, reportsTheLossOfTheServiceBeforeItLetsGo) {
     const sp<ManagerNotifier> told = notifier();
     told->during = [&] { EXPECT_EQ(proxy->shutdown(), 0); };
     proxy->setNotifier(told);

@@ -159,21 +159,22 @@ protected:
             SCOPED_TRACE(operation.name + (" " + operation.request));
             if (operation.request.empty()) {
                 for (const sp<Proxy>& callee : {proxy, bare})
-                    check(operation, callee, reply(129), 1, "illegal parameter!\n", false);
+                    check(operation, callee.get(), reply(129), 1, "illegal parameter!\n", false);
                 continue;
             }
-            check(operation, proxy, reply(operation.reply), 0);
-            check(operation, proxy, reply(operation.reply, 77), operation.refused,
+            check(operation, proxy.get(), reply(operation.reply), 0);
+            check(operation, proxy.get(), reply(operation.reply, 77), operation.refused,
                   operation.refusedLine);
             for (const auto& row : kNames) {
                 if (row.first == operation.reply) continue;
-                check(operation, proxy, reply(row.first), 1,
+                check(operation, proxy.get(), reply(row.first), 1,
                       "reply  type error target :MVServiceReply::" + kNames.at(operation.reply) +
                           " curr: " + std::to_string(row.first) + " \n");
             }
-            check(operation, proxy, "", 1, "reply is null return\n");
-            check(operation, bare, reply(operation.reply), 1, "mServiceClient is null return\n",
-                  false);
+            check(operation, proxy.get(), "", 1, "reply is null return\n");
+            checkRelease(operation);
+            check(operation, bare.get(), reply(operation.reply), 1,
+                  "mServiceClient is null return\n", false);
         }
     }
 
@@ -223,9 +224,20 @@ protected:
     sp<Proxy> proxy = Side::make();
 
 private:
-    void check(const Operation<Proxy>& operation, const sp<Proxy>& callee,
-               const std::string& answer, int result, const std::string& line = "",
-               bool sends = true) {
+    // Releases a proxy in the first line that its operation logs.
+    void checkRelease(const Operation<Proxy>& operation) {
+        sp<Proxy> released = Side::make();
+        Proxy& callee = *released;
+        framework.answer(reply(operation.reply));
+        framework.takeEvents();
+        log.onLine([&](const std::string&) { released.clear(); });
+        EXPECT_EQ(operation.call(callee), 0);
+        log.onLine(nullptr);
+        EXPECT_EQ(framework.requests(), Lines{operation.request});
+    }
+
+    void check(const Operation<Proxy>& operation, Proxy* callee, const std::string& answer,
+               int result, const std::string& line = "", bool sends = true) {
         framework.answer(answer);
         framework.takeEvents();
         log.take();

@@ -113,7 +113,7 @@ protected:
 
 TYPED_TEST_SUITE(StormTest, Sides);
 
-TYPED_TEST(StormTest, IsWeathered) {
+TYPED_TEST(StormTest, isWeathered) {
     {
         Task tasks[] = {Task([&] { this->make(); }),     Task([&] { this->make(); }),
                         Task([&] { this->work(); }),     Task([&] { this->work(); }),

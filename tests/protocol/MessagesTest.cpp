@@ -68,7 +68,7 @@ Lines warned(const std::string& warning) {
     return warning.empty() ? Lines() : Lines{"W/(null): " + warning};
 }
 
-TEST(Messages, CarryTheirFieldsInBothDirections) {
+TEST(Messages, carryTheirFieldsInBothDirections) {
     LogCapture log;
     for (const Row& row : kRows) {
         SCOPED_TRACE(row.filled);
@@ -86,7 +86,7 @@ TEST(Messages, CarryTheirFieldsInBothDirections) {
     EXPECT_EQ(log.take(), Lines());
 }
 
-TEST(Messages, GoOnAfterATextThatFails) {
+TEST(Messages, goOnAfterATextThatFails) {
     LogCapture log;
     for (const Row& row : kRows) {
         SCOPED_TRACE(row.filled);
@@ -100,7 +100,7 @@ TEST(Messages, GoOnAfterATextThatFails) {
     }
 }
 
-TEST(Messages, HaveNoClassForOtherCodes) {
+TEST(Messages, haveNoClassForOtherCodes) {
     LogCapture log;
     for (const Create create : {kItem, kNotify, kReply}) {
         for (int code = -2; code < 300; ++code) {
@@ -114,7 +114,7 @@ TEST(Messages, HaveNoClassForOtherCodes) {
 }
 
 // Contents that a message does not write itself, and what it makes of them.
-TEST(Messages, TakeNothingOnTrust) {
+TEST(Messages, takeNothingOnTrust) {
     const std::string kZeros = "{00 00 00 00}";
     const struct {
         Create create;
@@ -157,7 +157,7 @@ TEST(Messages, TakeNothingOnTrust) {
     }
 }
 
-TEST(Messages, HoldNoBlockAboveTheLimit) {
+TEST(Messages, holdNoBlockAboveTheLimit) {
     LogCapture log;
     const sp<MVSReplyRawData> message = new MVSReplyRawData;
     readContent(*message, "5, 16777216");
@@ -170,7 +170,7 @@ TEST(Messages, HoldNoBlockAboveTheLimit) {
     EXPECT_EQ(log.take(), warned("no memory for 16777217 elements of 1 bytes"));
 }
 
-TEST(Messages, CopyTheArraysOfATouch) {
+TEST(Messages, copyTheArraysOfATouch) {
     const int32_t array[] = {11, 12};
     const struct {
         int32_t count;
@@ -197,7 +197,7 @@ TEST(Messages, CopyTheArraysOfATouch) {
     }
 }
 
-TEST(Messages, StandInMemoryAsTheyMust) {
+TEST(Messages, standInMemoryAsTheyMust) {
     const sp<MVSReplyAccessoryIds> ids = new MVSReplyAccessoryIds;
     EXPECT_LT(static_cast<void*>(ids->ids), static_cast<void*>(&ids->count));
     ids->count = 12;
@@ -209,7 +209,7 @@ TEST(Messages, StandInMemoryAsTheyMust) {
     EXPECT_EQ(contentOf(*raw), "-1, 0");
 }
 
-TEST(Binding, DescribesTheService) {
+TEST(Binding, describesTheService) {
     LogCapture log;
     const std::string kTag = "MirvoServiceProtocol";
     sp<ServiceInfo> info = new MirvoServiceInfo;

@@ -3,9 +3,13 @@
 #include <utils/Mutex.h>
 
 #include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <utility>
 
 #include "protocol/ProcessState.h"
+#include "tests/support/LogCapture.h"
 
 namespace testing_support {
 
@@ -14,25 +18,42 @@ using accessory::ServiceInfo;
 using accessory::ServiceItem;
 using accessory::ServiceNotify;
 using accessory::ServiceNotifyListener;
+using accessory::ServiceProtocol;
 using accessory::ServiceReply;
 using accessory::ServiceStatusNotify;
 using android::AutoMutex;
 using android::sp;
+using android::wp;
+
+using Listener = sp<ServiceNotifyListener>;
 
 struct FakeFramework::State {
     struct Client {
-        sp<ServiceInfo> info;
-        sp<ServiceNotifyListener> listener;
+        sp<ServiceProtocol> protocol;
+        Listener listener;
+        bool live = false;
     };
+
+    explicit State(Habit habit) : mHabit(habit) {}
 
     void record(const std::string& event) {
         AutoMutex lock(mLock);
         mEvents.push_back(event);
     }
 
+    // Gives up a listener that was a client's.
+    void drop(Listener listener);
+    void deliver(Listener listener, sp<ServiceNotify> notify);
+    // Delivers what tells nothing to all listeners.
+    void disturb(const std::vector<Listener>& listeners);
+    std::vector<Listener> listeners();
+
+    const Habit mHabit;
     android::Mutex mLock;
     std::vector<std::string> mEvents GUARDED_BY(mLock);
     std::vector<Client> mClients GUARDED_BY(mLock);
+    std::vector<Listener> mKept GUARDED_BY(mLock);
+    std::vector<wp<ServiceNotifyListener>> mDelivering GUARDED_BY(mLock);
     std::function<bool()> mAccept GUARDED_BY(mLock);
     std::function<std::string(const std::string&)> mHandler GUARDED_BY(mLock);
 };
@@ -47,6 +68,12 @@ std::shared_ptr<FakeFramework::State> currentState() {
     return gState;
 }
 
+void require(bool condition, const char* what) {
+    if (condition) return;
+    fprintf(stderr, "%s\n", what);
+    abort();
+}
+
 class StatusNotify final : public ServiceStatusNotify {
 public:
     void serialization(sp<SerializationContent>& content) override { content->writeInt32(status); }
@@ -54,6 +81,13 @@ public:
         status = content->readInt32();
     }
     int32_t type() override { return kType; }
+};
+
+class UnknownNotify final : public ServiceNotify {
+public:
+    void serialization(sp<SerializationContent>&) override {}
+    void deserialization(sp<DeserializationContent>&) override {}
+    int32_t type() override { return 999; }
 };
 
 // A message of the class that `factory` has for the code; null where it has none.
@@ -67,17 +101,24 @@ auto received(const sp<Factory>& factory, const std::string& text) {
 
 class FakeClient final : public ServiceClient {
 public:
-    FakeClient(std::shared_ptr<FakeFramework::State> state, size_t index, sp<ServiceInfo> info)
-        : mState(std::move(state)), mIndex(index), mInfo(std::move(info)) {}
+    FakeClient(std::shared_ptr<FakeFramework::State> state, size_t index,
+               const sp<ServiceInfo>& info)
+        : mState(std::move(state)), mIndex(index), mDescription(info) {
+        if (mState->mHabit != Habit::kHoldsNothing) mHeld = info;
+    }
 
     ~FakeClient() override {
         FakeFramework::State::Client gone;
         record("release");
-        AutoMutex lock(mState->mLock);
-        std::swap(gone, mState->mClients[mIndex]);
+        {
+            AutoMutex lock(mState->mLock);
+            std::swap(gone, mState->mClients[mIndex]);
+        }
+        mState->drop(std::move(gone.listener));
     }
 
     sp<ServiceReply> request(sp<ServiceItem>& item) override {
+        if (mState->mHabit == Habit::kDeliversInRequests) mState->disturb(mState->listeners());
         const std::string text = std::to_string(item->type()) + ": " + contentOf(*item);
         record("request " + text);
         std::function<std::string(const std::string&)> handler;
@@ -87,19 +128,23 @@ public:
         }
         const std::string reply = handler ? handler(text) : "";
         if (reply.empty()) return nullptr;
-        return received(mInfo->protocol()->replyFactory(), reply);
+        return received(protocol()->replyFactory(), reply);
     }
 
-    int32_t setNotifyListener(sp<ServiceNotifyListener>& listener) override {
+    int32_t setNotifyListener(Listener& listener) override {
         record("listen");
-        sp<ServiceNotifyListener> previous = listener;
-        AutoMutex lock(mState->mLock);
-        std::swap(mState->mClients[mIndex].listener, previous);
+        protocol();
+        Listener previous = listener;
+        {
+            AutoMutex lock(mState->mLock);
+            std::swap(mState->mClients[mIndex].listener, previous);
+        }
+        mState->drop(std::move(previous));
         return 0;
     }
 
-    int32_t removeNotifyListener(sp<ServiceNotifyListener>& listener) override {
-        sp<ServiceNotifyListener> removed;
+    int32_t removeNotifyListener(Listener& listener) override {
+        Listener removed;
         bool known = false;
         {
             AutoMutex lock(mState->mLock);
@@ -108,28 +153,105 @@ public:
             if (known) std::swap(removed, current);
         }
         record(known ? "unlisten" : "unlisten another");
+        mState->drop(std::move(removed));
         return known ? 0 : -1;
     }
 
 private:
     void record(const std::string& event) { mState->record(std::to_string(mIndex) + " " + event); }
 
+    // Taken when it is used first.
+    sp<ServiceProtocol> protocol() {
+        AutoMutex lock(mState->mLock);
+        sp<ServiceProtocol>& known = mState->mClients[mIndex].protocol;
+        if (known != nullptr) return known;
+        const sp<ServiceInfo> info = mDescription.promote();
+        require(info != nullptr, "a service description has gone before it was used");
+        return known = info->protocol();
+    }
+
     const std::shared_ptr<FakeFramework::State> mState;
     const size_t mIndex;
-    const sp<ServiceInfo> mInfo;
+    const wp<ServiceInfo> mDescription;
+    sp<ServiceInfo> mHeld;
 };
 
 }  // namespace
 
-FakeFramework::FakeFramework() : mState(std::make_shared<State>()) {
+void FakeFramework::State::drop(Listener listener) {
+    if (listener == nullptr) return;
+    const wp<ServiceNotifyListener> weak = listener;
+    if (mHabit == Habit::kKeepsListeners) {
+        AutoMutex lock(mLock);
+        mKept.push_back(listener);
+    }
+    listener.clear();
+    AutoMutex lock(mLock);
+    const bool delivering =
+        std::find(mDelivering.begin(), mDelivering.end(), weak) != mDelivering.end();
+    require(!delivering || weak.promote() != nullptr, "a listener has gone during its delivery");
+}
+
+void FakeFramework::State::deliver(Listener listener, sp<ServiceNotify> notify) {
+    if (mHabit == Habit::kDeliversNull) disturb({listener});
+    std::vector<Listener> kept;
+    const wp<ServiceNotifyListener> weak = listener;
+    {
+        AutoMutex lock(mLock);
+        kept = mKept;
+        mDelivering.push_back(weak);
+    }
+    disturb(kept);
+    ServiceNotifyListener* const receiver = listener.get();
+    if (mHabit == Habit::kHoldsNothing) listener.clear();
+    receiver->onNotify(notify);
+    AutoMutex lock(mLock);
+    mDelivering.erase(std::find(mDelivering.begin(), mDelivering.end(), weak));
+}
+
+void FakeFramework::State::disturb(const std::vector<Listener>& listeners) {
+    const Muted muted;
+    for (const Listener& listener : listeners) {
+        for (sp<ServiceNotify> notify : {sp<ServiceNotify>(), sp<ServiceNotify>(new UnknownNotify)})
+            listener->onNotify(notify);
+    }
+}
+
+std::vector<Listener> FakeFramework::State::listeners() {
+    std::vector<Listener> result;
+    AutoMutex lock(mLock);
+    for (const Client& client : mClients) {
+        if (client.listener != nullptr) result.push_back(client.listener);
+    }
+    return result;
+}
+
+FakeFramework::FakeFramework(Habit habit) : mState(std::make_shared<State>(habit)) {
     AutoMutex lock(gLock);
-    gState = mState;
+    mPrevious = std::exchange(gState, mState);
+}
+
+Habit FakeFramework::habitOfEnvironment() {
+    const std::pair<const char*, Habit> kHabits[] = {
+        {"none", Habit::kNone},
+        {"holds-nothing", Habit::kHoldsNothing},
+        {"delivers-in-requests", Habit::kDeliversInRequests},
+        {"delivers-null", Habit::kDeliversNull},
+        {"keeps-listeners", Habit::kKeepsListeners},
+    };
+    const char* const name = getenv("FAKE_FRAMEWORK_HABIT");
+    if (name == nullptr) return Habit::kNone;
+    for (const auto& [known, habit] : kHabits) {
+        if (strcmp(name, known) == 0) return habit;
+    }
+    require(false, "FAKE_FRAMEWORK_HABIT names no habit");
+    return Habit::kNone;
 }
 
 FakeFramework::~FakeFramework() {
     onRequest(nullptr);
     AutoMutex lock(gLock);
-    gState = nullptr;
+    gState = mPrevious;
 }
 
 void FakeFramework::onBind(std::function<bool()> accept) {
@@ -174,35 +296,38 @@ size_t FakeFramework::allClients() {
 
 size_t FakeFramework::liveClients() {
     AutoMutex lock(mState->mLock);
-    const auto isLive = [](const State::Client& client) { return client.info != nullptr; };
+    const auto isLive = [](const State::Client& client) { return client.live; };
     return static_cast<size_t>(
         std::count_if(mState->mClients.begin(), mState->mClients.end(), isLive));
 }
 
 sp<ServiceNotify> FakeFramework::notification(size_t client, const std::string& message) {
+    if (message == "null") return nullptr;
     if (splitMessage(message).first == ServiceStatusNotify::kType) {
         const sp<StatusNotify> status = new StatusNotify;
         readContent(*status, splitMessage(message).second);
         return status;
     }
-    sp<ServiceInfo> info;
+    sp<ServiceProtocol> protocol;
     {
         AutoMutex lock(mState->mLock);
-        info = mState->mClients[client].info;
+        protocol = mState->mClients[client].protocol;
     }
-    return info == nullptr ? nullptr : received(info->protocol()->notifyFactory(), message);
+    return protocol == nullptr ? nullptr : received(protocol->notifyFactory(), message);
 }
 
-sp<ServiceNotifyListener> FakeFramework::listener(size_t client) {
+Listener FakeFramework::listener(size_t client) {
     AutoMutex lock(mState->mLock);
     return client < mState->mClients.size() ? mState->mClients[client].listener : nullptr;
 }
 
 bool FakeFramework::notify(size_t client, const std::string& message) {
-    const sp<ServiceNotifyListener> receiver = listener(client);
-    sp<ServiceNotify> notify = receiver == nullptr ? nullptr : notification(client, message);
-    if (notify != nullptr) receiver->onNotify(notify);
-    return notify != nullptr;
+    Listener receiver = listener(client);
+    if (receiver == nullptr) return false;
+    const sp<ServiceNotify> notify = notification(client, message);
+    if (notify == nullptr && message != "null") return false;
+    mState->deliver(std::move(receiver), notify);
+    return true;
 }
 
 }  // namespace testing_support
@@ -234,7 +359,7 @@ sp<ServiceClient> ServiceDiscoverer::bindTo(sp<ServiceInfo>& info) {
         state->mEvents.push_back(std::to_string(index) + " refused");
         return nullptr;
     }
-    state->mClients[index] = {info, nullptr};
+    state->mClients[index].live = true;
     return new testing_support::FakeClient(state, index, info);
 }
 

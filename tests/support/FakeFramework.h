@@ -11,9 +11,25 @@
 
 namespace testing_support {
 
+// What a framework may do besides what they all do. Each is a framework on which the same tests
+// must pass, so what it does beyond them is neither among the events nor in the log.
+enum class Habit {
+    kNone,
+    // It keeps a listener in its client only, also while it delivers, and no reference to a service
+    // description. A listener that goes during its own delivery, and a description that goes before
+    // it was used, end the program.
+    kHoldsNothing,
+    // Within each request it delivers a notification of unknown type to every listener.
+    kDeliversInRequests,
+    // It delivers null before each notification.
+    kDeliversNull,
+    // It keeps removed listeners and delivers notifications of unknown type, and null, to them.
+    kKeepsListeners,
+};
+
 // Stands in the place of the service framework: a program that links zrmirvo_fake_framework and the
-// object libraries under test, and not the framework, binds to this. Make one first thing in a
-// test. Messages are given and recorded in the form that TextContent.h describes.
+// object libraries under test, and not the framework, binds to the one that was made last. Make one
+// first thing in a test. Messages are given and recorded in the form that TextContent.h describes.
 //
 //     FakeFramework framework;
 //     framework.answer("129: 0, -1, -1L, \".\"");
@@ -29,7 +45,8 @@ namespace testing_support {
 // a test chooses the delivering thread. No lock is held in a handler or a listener.
 class FakeFramework {
 public:
-    FakeFramework();
+    // Without an argument, the habit is the one that FAKE_FRAMEWORK_HABIT names, if it is set.
+    explicit FakeFramework(Habit habit = habitOfEnvironment());
     // Objects that are still there live on and are answered nothing.
     ~FakeFramework();
 
@@ -65,7 +82,8 @@ public:
     // How many clients there are that have not been released.
     size_t liveClients();
 
-    // Makes a notification for a client. `-1: 2` is the framework's own about a lost service.
+    // Makes a notification for a client. `-1: 2` is the framework's own about a lost service, and
+    // `null` is what its factory could not make.
     android::sp<accessory::ServiceNotify> notification(size_t client, const std::string& message);
     // The listener that a client has at present. May be called with a notification at any time
     // later, also when it is not registered any more.
@@ -77,7 +95,10 @@ public:
     struct State;
 
 private:
+    static Habit habitOfEnvironment();
+
     const std::shared_ptr<State> mState;
+    std::shared_ptr<State> mPrevious;
 };
 
 }  // namespace testing_support

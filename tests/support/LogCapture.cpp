@@ -22,6 +22,7 @@ std::function<void(const std::string&)> gOnLine GUARDED_BY(gLock);
 thread_local bool gTagIsNull = false;
 
 void collect(const __android_logger_data* data, const char* message) {
+    if (Muted::active()) return;
     static thread_local bool inside = false;
     std::function<void(const std::string&)> call;
     {

@@ -39,6 +39,20 @@ private:
     int mPreviousMinimum;
 };
 
+// While it lives, what its thread logs is not collected and calls nobody.
+class Muted {
+public:
+    Muted() { ++gDepth; }
+    ~Muted() { --gDepth; }
+    Muted(const Muted&) = delete;
+    Muted& operator=(const Muted&) = delete;
+
+    static bool active() { return gDepth > 0; }
+
+private:
+    static inline thread_local int gDepth = 0;
+};
+
 // The two lines of a call trace, with what was logged between them.
 std::vector<std::string> traced(const std::string& tag, const std::string& name,
                                 const std::vector<std::vector<std::string>>& inside = {});
