@@ -14,10 +14,11 @@
 namespace zrmirvo {
 
 // The callbacks that an application has registered with one object, in the order of registration,
-// each once. Knows which of them is running on which thread, so that removing one can wait for it.
+// each once, and the deliveries of that object's events. The list knows which callback is running
+// on which thread, so that removing one can wait for it.
 //
-// The lock is never held while a callback runs. A thread that is inside a callback, whatever it
-// belongs to, never waits here: two callbacks that remove each other would wait for ever.
+// The lock is never held during a delivery. A thread that is inside a callback, whatever it belongs
+// to, never waits here: two callbacks that remove each other would wait for ever.
 template <typename Callback>
 class CallbackList {
 public:
@@ -39,25 +40,20 @@ public:
     void remove(Callback* callback) {
         android::AutoMutex lock(mLock);
         erase(callback);
-        awaitEnd([&](const Delivery& delivery) { return delivery.mRunning == callback; });
+        awaitEnd([&](const Delivery& delivery) { return delivery.mCallback == callback; });
     }
 
-    // Removes every callback for good, without waiting.
+    // Removes every callback for good, without waiting. Nothing begins to run after this.
     void close() {
         android::AutoMutex lock(mLock);
         mClosed = true;
         mCallbacks.clear();
     }
 
-    // Waits, as remove() does, until no callback runs.
+    // Waits, as remove() does, until no callback and no other delivery runs.
     void drain() {
         android::AutoMutex lock(mLock);
-        awaitEnd([](const Delivery& delivery) { return delivery.mRunning != nullptr; });
-    }
-
-    bool closed() {
-        android::AutoMutex lock(mLock);
-        return mClosed;
+        awaitEnd([](const Delivery& delivery) { return delivery.mRunning; });
     }
 
     // Whether no delivery is under way.
@@ -73,12 +69,20 @@ public:
     void forEach(Call call) {
         accessory::CallbackScope scope;
         Delivery delivery(*this);
-        while (Callback* callback = next(delivery))
-            call(*callback);
+        while (next(delivery))
+            call(*delivery.mCallback);
+    }
+
+    // Does `work` as a delivery that calls no callback, unless the list is closed.
+    template <typename Work>
+    void unlessClosed(Work work) {
+        accessory::CallbackScope scope;
+        Delivery delivery(*this);
+        if (begin(delivery)) work();
     }
 
 private:
-    // One forEach() under way, on the stack of its thread.
+    // One delivery under way, on the stack of its thread.
     struct Delivery {
         explicit Delivery(CallbackList& list) : mList(list), mThread(pthread_self()) {
             android::AutoMutex lock(mList.mLock);
@@ -97,17 +101,32 @@ private:
         CallbackList& mList;
         const pthread_t mThread;
         size_t mNext = 0;
-        Callback* mRunning = nullptr;
+        // The call that runs, and the callback that it is for, if it is for one.
+        bool mRunning = false;
+        Callback* mCallback = nullptr;
         uint64_t mCall = 0;
     };
 
-    Callback* next(Delivery& delivery) {
+    bool begin(Delivery& delivery) {
         android::AutoMutex lock(mLock);
-        if (delivery.mRunning != nullptr) mEnded.broadcast();
-        delivery.mRunning = nullptr;
-        if (delivery.mNext >= mCallbacks.size()) return nullptr;
+        if (!mClosed) start(delivery, nullptr);
+        return !mClosed;
+    }
+
+    bool next(Delivery& delivery) {
+        android::AutoMutex lock(mLock);
+        if (delivery.mRunning) mEnded.broadcast();
+        delivery.mRunning = false;
+        delivery.mCallback = nullptr;
+        if (delivery.mNext >= mCallbacks.size()) return false;
+        start(delivery, mCallbacks[delivery.mNext++]);
+        return true;
+    }
+
+    void start(Delivery& delivery, Callback* callback) REQUIRES(mLock) {
+        delivery.mRunning = true;
+        delivery.mCallback = callback;
         delivery.mCall = ++mCalls;
-        return delivery.mRunning = mCallbacks[delivery.mNext++];
     }
 
     void erase(Callback* callback) REQUIRES(mLock) {

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <iterator>
 
-#include "accessory/CallbackScope.h"
-
 // Whatever may be the last reference to something is declared before the lock, so that it goes
 // after it.
 
@@ -22,19 +20,18 @@ bool InstanceTable::add(const sp<ZRMirvoImpl>& instance) {
 
 sp<ZRMirvoImpl> InstanceTable::remove(const ZRMirvo* instance) {
     sp<ZRMirvoImpl> removed;
-    Notifiers ended;
+    Notifiers idle;
     android::AutoMutex lock(mLock);
     const ssize_t index = mEntries.indexOf(Entry(key(instance)));
     if (index < 0) return nullptr;
     removed = mEntries[static_cast<size_t>(index)].value;
     mEntries.removeItemsAt(static_cast<size_t>(index));
-    removed->notifier()->close();
 
-    const auto firstEnded = std::partition(mRemoved.begin(), mRemoved.end(),
-                                           [](const auto& notifier) { return !notifier->idle(); });
-    std::move(firstEnded, mRemoved.end(), std::back_inserter(ended));
-    mRemoved.erase(firstEnded, mRemoved.end());
-    if (accessory::CallbackScope::active()) mRemoved.push_back(removed->notifier());
+    const auto firstIdle = std::partition(mClosedNotifiers.begin(), mClosedNotifiers.end(),
+                                          [](const auto& notifier) { return !notifier->idle(); });
+    std::move(firstIdle, mClosedNotifiers.end(), std::back_inserter(idle));
+    mClosedNotifiers.erase(firstIdle, mClosedNotifiers.end());
+    close(*removed);
     return removed;
 }
 
@@ -47,19 +44,18 @@ void InstanceTable::close() {
     android::AutoMutex lock(mLock);
     mClosed = true;
     for (const Entry& entry : mEntries)
-        entry.value->notifier()->close();
+        close(*entry.value);
 }
 
 void InstanceTable::drain() {
-    Notifiers notifiers;
-    {
-        android::AutoMutex lock(mLock);
-        notifiers = mRemoved;
-        for (const Entry& entry : mEntries)
-            notifiers.push_back(entry.value->notifier());
-    }
-    for (const auto& notifier : notifiers)
+    for (const auto& notifier : closedNotifiers())
         notifier->drain();
+}
+
+bool InstanceTable::idle() {
+    const Notifiers notifiers = closedNotifiers();
+    return std::all_of(notifiers.begin(), notifiers.end(),
+                       [](const auto& notifier) { return notifier->idle(); });
 }
 
 void InstanceTable::clear() {
@@ -67,6 +63,16 @@ void InstanceTable::clear() {
     android::AutoMutex lock(mLock);
     entries = mEntries;
     mEntries.clear();
+}
+
+void InstanceTable::close(const ZRMirvoImpl& instance) {
+    instance.notifier()->close();
+    mClosedNotifiers.push_back(instance.notifier());
+}
+
+InstanceTable::Notifiers InstanceTable::closedNotifiers() {
+    android::AutoMutex lock(mLock);
+    return mClosedNotifiers;
 }
 
 }  // namespace zrmirvo

@@ -12,10 +12,10 @@
 namespace zrmirvo {
 
 // The instances of one manager, by their addresses. An operation that is under way keeps the table
-// when the manager goes, and finds it closed.
+// when the manager goes, and finds it closed. Thread-safe.
 class InstanceTable : public virtual android::RefBase {
 public:
-    // False once the table is closed.
+    // Returns false once the table is closed. The instance has its notifier.
     bool add(const sp<ZRMirvoImpl>& instance);
 
     // The instance at the address `instance`, which is only compared; it is closed and no longer in
@@ -27,9 +27,12 @@ public:
     // Takes no instance any more, and closes those that there are.
     void close();
 
-    // Waits for the callbacks that are still running, as CallbackList::drain does, also for those
-    // of an instance that a callback has removed: a callback waits for nobody.
+    // Waits, as CallbackList::drain does, for the deliveries of the instances that have been
+    // closed.
     void drain();
+
+    // Whether no delivery of an instance that has been closed is under way.
+    bool idle();
 
     // Lets all instances go.
     void clear();
@@ -40,12 +43,14 @@ private:
     using Notifiers = std::vector<sp<ZRMirvoNotifier>>;
 
     static unsigned long key(const ZRMirvo* instance);
+    void close(const ZRMirvoImpl& instance) REQUIRES(mLock);
+    Notifiers closedNotifiers();
 
     android::Mutex mLock;
     bool mClosed GUARDED_BY(mLock) = false;
     Entries mEntries GUARDED_BY(mLock);
-    // Of the instances that callbacks have removed, until their last event has ended.
-    Notifiers mRemoved GUARDED_BY(mLock);
+    // Those with a delivery under way, and perhaps some more.
+    Notifiers mClosedNotifiers GUARDED_BY(mLock);
 };
 
 }  // namespace zrmirvo

@@ -1,51 +1,36 @@
 #pragma once
 
-#include <utils/Condition.h>
 #include <utils/Mutex.h>
 #include <utils/RefBase.h>
 
+#include <utility>
+
+#include "accessory/MirvoManager.h"
+
 namespace zrmirvo {
 
-class ZRMirvoManagerImpl;
-
-// The way from a device's notifier to the manager. A notifier may outlive the manager, so it holds
-// this, and this knows whether the manager is still there. It also is what destroys the manager,
-// once nobody uses it on this way any more.
+// The way from the notifiers of a manager's instances to the manager's client. The release of the
+// manager empties it first. Thread-safe.
 class ManagerLink : public virtual android::RefBase {
 public:
-    explicit ManagerLink(ZRMirvoManagerImpl* manager) : mManager(manager) {}
+    explicit ManagerLink(const android::sp<accessory::MirvoManager>& client) : mClient(client) {}
 
-    // Keeps the manager from being destroyed while it exists.
-    class Hold {
-    public:
-        explicit Hold(const android::sp<ManagerLink>& link);
-        ~Hold();
-        Hold(const Hold&) = delete;
-        Hold& operator=(const Hold&) = delete;
+    // Null once the manager is being released.
+    android::sp<accessory::MirvoManager> client() {
+        android::AutoMutex lock(mLock);
+        return mClient;
+    }
 
-        // Null when the manager is being released or gone.
-        ZRMirvoManagerImpl* get() const { return mManager; }
-
-    private:
-        const android::sp<ManagerLink> mLink;
-        ZRMirvoManagerImpl* mManager;
-    };
-
-    // From here on every new hold is empty. Answers the manager to the first caller.
-    ZRMirvoManagerImpl* close();
-
-    // Destroys `manager`, which close() has answered: on an application thread after the last hold
-    // has gone, inside a callback at once, or, when there still are holds, in the last of them.
-    void destroy(ZRMirvoManagerImpl* manager);
+    void clear() {
+        // Declared first, because it may be the last reference and must go after the lock.
+        android::sp<accessory::MirvoManager> cleared;
+        android::AutoMutex lock(mLock);
+        std::swap(mClient, cleared);
+    }
 
 private:
-    void drop();
-
     android::Mutex mLock;
-    android::Condition mDropped;
-    ZRMirvoManagerImpl* mManager GUARDED_BY(mLock);
-    int mHolds GUARDED_BY(mLock) = 0;
-    ZRMirvoManagerImpl* mLeftBehind GUARDED_BY(mLock) = nullptr;
+    android::sp<accessory::MirvoManager> mClient GUARDED_BY(mLock);
 };
 
 }  // namespace zrmirvo

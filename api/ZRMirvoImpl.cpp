@@ -3,13 +3,15 @@
 #include <new>
 
 #include "accessory/AutoTrace.h"
-#include "api/FacadeLog.h"
+#include "accessory/Status.h"
+#include "api/Precondition.h"
 #include "api/Translation.h"
 
 namespace zrmirvo {
 namespace {
 
 using accessory::AutoTrace;
+using accessory::kFailed;
 using accessory::Mirvo;
 
 unsigned char** bytesOut(char** out) {
@@ -41,6 +43,9 @@ int withTouchEvent(unsigned long long time, int count, const unsigned int* array
 void ZRMirvoImpl::SetInstance(const sp<Mirvo>& mirvo, const sp<ManagerLink>& manager) {
     mMirvo = mirvo;
     mNotifier = new ZRMirvoNotifier(manager);
+}
+
+void ZRMirvoImpl::listen() {
     mMirvo->setNotifier(mNotifier);
 }
 

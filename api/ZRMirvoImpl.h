@@ -13,9 +13,12 @@ namespace zrmirvo {
 // needs itself.
 class ZRMirvoImpl final : public ZRMirvo, public virtual android::RefBase {
 public:
-    // Attaches the device handle. Asks the service to accept the notifier; an instance whose
-    // notifier it has refused works, but receives no events.
+    // Attaches the device handle and makes a notifier for it.
     void SetInstance(const sp<accessory::Mirvo>& mirvo, const sp<ManagerLink>& manager);
+
+    // Asks the service to send events to the notifier. An instance for which the service refuses
+    // that works, but receives no events.
+    void listen();
 
     const sp<ZRMirvoNotifier>& notifier() const { return mNotifier; }
 

@@ -1,22 +1,30 @@
 #include "api/ZRMirvoManagerImpl.h"
 
+#include <cstdio>
 #include <cstring>
 
 #include "accessory/AutoTrace.h"
-#include "api/FacadeLog.h"
+#include "accessory/Status.h"
+#include "api/KnownVersion.h"
+#include "api/Precondition.h"
 
 namespace zrmirvo {
 namespace {
 
 using accessory::AutoTrace;
+using accessory::kFailed;
 using accessory::Mirvo;
 using accessory::MirvoManager;
+
+// Nine digits fit an int. A longer number cannot be read.
+constexpr const char* kTwoNumbers = "%9d.%9d";
 
 }  // namespace
 
 ZRMirvoManagerImpl::ZRMirvoManagerImpl() {
     AutoTrace trace(kLogTag, __func__, true);
     mMirvoManager = new MirvoManager;
+    mLink = new ManagerLink(mMirvoManager);
     mManagerNotifier = new ZRMirvoManagerNotifier;
     mMirvoManager->setNotifier(mManagerNotifier);
 }
@@ -33,15 +41,47 @@ ZRMirvoManagerImpl::~ZRMirvoManagerImpl() {
 }
 
 void ZRMirvoManagerImpl::release() {
-    const sp<ManagerLink> link = mLink;
-    ZRMirvoManagerImpl* self = link->close();
-    // All are closed before the first wait: a callback that is waited for may still ask this
-    // manager for an instance.
+    // First, so that no error that comes from now on reaches the service.
+    mLink->clear();
+    // All are closed before the first wait, because a callback that is waited for may still ask
+    // this manager for an instance.
     mManagerNotifier->close();
     mInstances->close();
     mManagerNotifier->drain();
     mInstances->drain();
-    link->destroy(self);
+    delete this;
+}
+
+bool ZRMirvoManagerImpl::checkVersion(const char* version) {
+    AutoTrace trace(kLogTag, __func__, true);
+    const ZRMirvoVersion known = getVersion();
+    if (!KnownVersion::hasClient(known)) {
+        logError("get client version fail.\n");
+        return false;
+    }
+    if (!KnownVersion::hasServer(known)) {
+        logError("get server version fail.\n");
+        return false;
+    }
+    int major = -1;
+    int minor = -1;
+    if (version == nullptr || sscanf(version, kTwoNumbers, &major, &minor) < 2 || major < 0 ||
+        minor < 0) {
+        logError("get user client version fail.\n");
+        return false;
+    }
+    __android_log_print(ANDROID_LOG_INFO, kLogTag,
+                        "user client version:%d.%d\nclient version:%d.%d.%d\n"
+                        "server version:%d.%d.%d\n",
+                        major, minor, known.clientMajor, known.clientMinor, known.clientPatch,
+                        known.serverMajor, known.serverMinor, known.serverPatch);
+    if (major != known.clientMajor || minor != known.clientMinor ||
+        known.clientMajor != known.serverMajor || known.clientMinor != known.serverMinor) {
+        __android_log_print(ANDROID_LOG_WARN, kLogTag, "version mismatching!!!\n");
+        return false;
+    }
+    __android_log_print(ANDROID_LOG_DEBUG, kLogTag, "matching version success.\n");
+    return true;
 }
 
 template <typename Call>
@@ -92,12 +132,13 @@ ZRMirvo* ZRMirvoManagerImpl::GetMirvoInstance(unsigned int accessoryId) {
     AutoTrace trace(kLogTag, __func__, true);
     if (!holds(manager != nullptr, "mMirvoManager.get() != NULL")) return nullptr;
     const sp<Mirvo> mirvo = instances->closed() ? nullptr : manager->getMirvo(accessoryId);
-    sp<ZRMirvoImpl> instance;
     if (mirvo != nullptr) {
-        instance = new ZRMirvoImpl;
+        const sp<ZRMirvoImpl> instance = new ZRMirvoImpl;
         instance->SetInstance(mirvo, link);
-        // Refused when the manager has been released meanwhile.
-        if (instances->add(instance)) return instance.get();
+        // In the table before its first event can come, so that a release closes it, too, and waits
+        // for that event.
+        if (instances->add(instance)) instance->listen();
+        if (!instances->closed()) return instance.get();
     }
     __android_log_print(ANDROID_LOG_WARN, kLogTag, "%s can't find mirvo", __func__);
     return nullptr;
@@ -107,7 +148,8 @@ void ZRMirvoManagerImpl::ReleaseMirvoInstance(ZRMirvo* instance) {
     const sp<InstanceTable> instances = mInstances;
     AutoTrace trace(kLogTag, __func__, true);
     const sp<ZRMirvoImpl> released = instances->remove(instance);
-    if (released != nullptr) released->notifier()->drain();
+    if (released != nullptr) return released->notifier()->drain();
+    instances->drain();
 }
 
 int ZRMirvoManagerImpl::setBluetoothConfig(const char* text, int value) {

@@ -20,9 +20,12 @@ public:
     ZRMirvoManagerImpl(const ZRMirvoManagerImpl&) = delete;
     ZRMirvoManagerImpl& operator=(const ZRMirvoManagerImpl&) = delete;
 
-    // Stops all callbacks and destroys this object: before it returns on an application thread, and
-    // without waiting inside a callback.
+    // Ends all deliveries and destroys this object. Waits for those that are running, except inside
+    // a callback.
     void release();
+
+    const sp<ZRMirvoManagerNotifier>& notifier() const { return mManagerNotifier; }
+    const sp<InstanceTable>& instances() const { return mInstances; }
 
     // Whether an application built for `version`, this library and the service fit together.
     static bool checkVersion(const char* version);
@@ -47,7 +50,7 @@ private:
     sp<accessory::MirvoManager> mMirvoManager;
     sp<ZRMirvoManagerNotifier> mManagerNotifier;
     const sp<InstanceTable> mInstances = new InstanceTable;
-    const sp<ManagerLink> mLink = new ManagerLink(this);
+    sp<ManagerLink> mLink;
 };
 
 }  // namespace zrmirvo

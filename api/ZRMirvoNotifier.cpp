@@ -4,8 +4,7 @@
 #include <iterator>
 
 #include "accessory/AutoTrace.h"
-#include "api/FacadeLog.h"
-#include "api/ZRMirvoManagerImpl.h"
+#include "api/Precondition.h"
 #include "protocol/MVCodes.h"
 
 namespace zrmirvo {
@@ -143,13 +142,14 @@ void ZRMirvoNotifier::errorEvent(int code) {
     }
     __android_log_print(ANDROID_LOG_ERROR, kLogTag, "[%s:%d] %s!\n", __func__, __LINE__,
                         error->name);
-    if (error->disconnects) disconnect();
+    if (error->disconnects) mCallbacks.unlessClosed([this] { disconnect(); });
 }
 
 void ZRMirvoNotifier::disconnect() {
-    if (mManager == nullptr || mCallbacks.closed()) return;
-    const ManagerLink::Hold hold(mManager);
-    if (hold.get() != nullptr) hold.get()->disconnect("");
+    const sp<accessory::MirvoManager> client = mManager == nullptr ? nullptr : mManager->client();
+    if (client == nullptr) return;
+    AutoTrace trace(kLogTag, __func__, true);
+    client->disconnect("");
 }
 
 bool ZRMirvoNotifier::setCallbackObject(ZRMirvoCallback* cb) {

@@ -26,8 +26,10 @@ public:
     void unsetCallbackObject(ZRMirvoManagerCallback* cb);
     // No callback is called any more.
     void close() { mCallbacks.close(); }
-    // Waits for the callbacks that are still running, as CallbackList::drain does.
+    // Waits for the deliveries that are still running, as CallbackList::drain does.
     void drain() { mCallbacks.drain(); }
+    // Whether no delivery is under way.
+    bool idle() { return mCallbacks.idle(); }
 
 private:
     CallbackList<ZRMirvoManagerCallback> mCallbacks;
@@ -54,9 +56,10 @@ public:
     void unsetCallbackObject(ZRMirvoCallback* cb);
     // No callback is called any more, and errors only log.
     void close() { mCallbacks.close(); }
-    // Waits for the callbacks that are still running, as CallbackList::drain does.
+    // Waits for the deliveries that are still running, errors included, as CallbackList::drain
+    // does.
     void drain() { mCallbacks.drain(); }
-    // Whether no event is on its way to the callbacks.
+    // Whether no delivery is under way.
     bool idle() { return mCallbacks.idle(); }
 
 private:

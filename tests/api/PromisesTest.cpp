@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <atomic>
+#include <memory>
 
 #include "tests/api/Facade.h"
 #include "tests/support/Task.h"
@@ -80,17 +81,26 @@ TEST_F(PromisesTest, operationsUnderWayEndNormally) {
 }
 
 TEST_F(PromisesTest, anInstanceThatComesTooLateIsNullAndItsErrorsOnlyLog) {
-    for (const std::string step : {"131: 6,", "134: 7, 1,"}) {
-        SCOPED_TRACE(step);
+    const std::string kTooLate = "W/ZRMirvo: GetMirvoInstance can't find mirvo";
+    const std::string kFatal = "E/ZRMirvo: [errorEvent:LINE] MV_ERROR_CODE_TRANSPORT_FATAL!\n";
+    struct {
+        std::string step;
+        size_t clientsMeanwhile;
+        Lines lines;
+    } const rows[] = {
+        {"131: 6,", 1, {kTooLate}},
+        {"134: 7, 1,", 2, {kTooLate, kFatal}},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.step);
         obtain();
-        const size_t clients = mFramework.liveClients();
         Gate gate;
-        hold(step, gate);
+        hold(row.step, gate);
         Task task([&] { EXPECT_EQ(mManager->GetMirvoInstance(kAccessory), nullptr); });
         ASSERT_TRUE(gate.isReached());
         release();
-        // The instances that there are do not wait for the one to come.
-        EXPECT_EQ(mFramework.liveClients(), clients - (step[2] == '1' ? 1 : 0));
+        // Only what the call under way uses is still there.
+        EXPECT_EQ(mFramework.liveClients(), row.clientsMeanwhile);
         lines();
         mLog.onLine([&](const std::string& line) {
             const bool last = contains(line, "~MirvoImpl] [--IN");
@@ -100,11 +110,29 @@ TEST_F(PromisesTest, anInstanceThatComesTooLateIsNullAndItsErrorsOnlyLog) {
         ASSERT_TRUE(task.finishes());
         mLog.onLine(nullptr);
         EXPECT_EQ(mFramework.liveClients(), 0u);
-        EXPECT_EQ(lines(),
-                  (Lines{"W/ZRMirvo: GetMirvoInstance can't find mirvo",
-                         "E/ZRMirvo: [errorEvent:LINE] MV_ERROR_CODE_TRANSPORT_FATAL!\n"}));
+        EXPECT_EQ(lines(), row.lines);
         expectNoDisconnect();
     }
+}
+
+TEST_F(PromisesTest, aReleaseWaitsForTheErrorOfAnInstanceThatIsBeingMade) {
+    Gate disconnecting;
+    std::unique_ptr<Task> error;
+    std::unique_ptr<Task> releaser;
+    hold("131: 3,", disconnecting);
+    mLog.onLine([&](const std::string& line) {
+        if (!contains(line, "Mirvo[c]][setNotifier] [--OUT") || error != nullptr) return;
+        const size_t client = mFramework.allClients() - 1;
+        error = std::make_unique<Task>([this, client] { deliver(client, kTransportFatal); });
+        EXPECT_TRUE(disconnecting.isReached());
+        releaser = std::make_unique<Task>([this] { release(); });
+        EXPECT_TRUE(releaser->waits());
+        disconnecting.open();
+        EXPECT_TRUE(releaser->finishes());
+    });
+    EXPECT_EQ(mManager->GetMirvoInstance(kAccessory), nullptr);
+    EXPECT_NE(releaser, nullptr);
+    mLog.onLine(nullptr);
 }
 
 TEST_F(PromisesTest, onlyTheCallThatRunsIsWaitedFor) {
@@ -252,31 +280,43 @@ TEST_F(PromisesTest, aReleaseTakesTheManagerOutFirst) {
     EXPECT_EQ(mManager->startup(), 0);
 }
 
-TEST_F(PromisesTest, aReleaseWaitsForADeviceError) {
-    hold("131: 3,", mGate);
-    Task error([&] { deliver(kInstanceClient, kTransportFatal); });
-    ASSERT_TRUE(mGate.isReached());
-    Task releaser([&] { release(); });
-    EXPECT_TRUE(releaser.waits());
-    EXPECT_FALSE(isDestroyed());
-    mGate.open();
-    EXPECT_TRUE(releaser.finishes());
-    EXPECT_TRUE(isDestroyed());
-}
-
-TEST_F(PromisesTest, aReleaseInsideACallbackLeavesTheManagerToADeviceError) {
+TEST_F(PromisesTest, aDeviceErrorUnderWayDoesNotHoldTheManager) {
     hold("131: 3,", mGate);
     Callback callback([&](const std::string&) { release(); });
     mManager->RegisterCallback(&callback);
     Task error([&] { deliver(kInstanceClient, kTransportFatal); });
     ASSERT_TRUE(mGate.isReached());
     deliver(kManagerClient, kServiceLost);
-    EXPECT_EQ(mManager, nullptr);
-    EXPECT_FALSE(isDestroyed());
+    EXPECT_TRUE(isDestroyed());
     mGate.open();
     EXPECT_TRUE(error.finishes());
-    EXPECT_TRUE(isDestroyed());
     EXPECT_EQ(mFramework.liveClients(), 0u);
+}
+
+// The one that waits came before the second manager was released.
+TEST_F(PromisesTest, aRefusedReleaseDoesNotWaitForLaterReleases) {
+    ZRMirvoManager* const first = mManager;
+    Gate gates[2];
+    std::atomic<size_t> call{0};
+    Callback staying([&](const std::string&) {
+        const size_t number = call++;
+        release();
+        EXPECT_TRUE(gates[number].pass());
+    });
+    mManager->RegisterCallback(&staying);
+    Task delivery([&] { deliverTo(kManagerClient); });
+    ASSERT_TRUE(gates[0].isReached());
+    Task refused([&] { ZRMirvoManager::ReleaseInstance(first); });
+    EXPECT_TRUE(refused.waits());
+
+    const size_t client = mFramework.allClients();
+    mManager = ZRMirvoManager::GetInstance("3.6");
+    mManager->RegisterCallback(&staying);
+    Task another([&] { deliver(client, kAttached); });
+    ASSERT_TRUE(gates[1].isReached());
+    gates[0].open();
+    EXPECT_TRUE(refused.finishes());
+    gates[1].open();
 }
 
 TEST_F(PromisesTest, errorsOfWhatIsReleasedOnlyLog) {

@@ -40,7 +40,7 @@ void expectFrom(size_t first, Operations... operations) {
     EXPECT_EQ(slots, expected);
 }
 
-TEST(Slots, OfTheFramework) {
+TEST(Slots, ofTheFramework) {
     using Base = SerializationBase;
     expectFrom(2, &Base::serialization, &Base::deserialization, &ServiceItem::type,
                &MVSItemAccessoryBase::accessoryId);
@@ -68,7 +68,7 @@ struct AfterMirvo : Mirvo {
     virtual void after() = 0;
 };
 
-TEST(Slots, OfTheProxies) {
+TEST(Slots, ofTheProxies) {
     using Manager = MirvoManagerNotifier;
     expectFrom(2, &Manager::error, &Manager::attach, &Manager::detach, &Manager::videoEstablished);
     using Device = MirvoNotifier;
@@ -85,7 +85,7 @@ TEST(Slots, OfTheProxies) {
     expectFrom(2, &MVTouchEvent::getEventType);
 }
 
-TEST(Slots, OfTheFacade) {
+TEST(Slots, ofTheFacade) {
     using M = zrmirvo::ZRMirvoManager;
     expectFrom(2, &M::RegisterCallback, &M::UnregisterCallback, &M::startup, &M::shutdown,
                &M::setConfigFile, &M::getIds, &M::GetMirvoInstance, &M::ReleaseMirvoInstance,

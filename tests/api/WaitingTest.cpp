@@ -1,9 +1,10 @@
 #include <atomic>
+#include <vector>
 
 #include "tests/api/Facade.h"
 #include "tests/support/Task.h"
 
-// Who waits for a callback that runs on another thread, and who does not.
+// Who waits for a delivery that runs on another thread, and who does not.
 
 namespace zrmirvo {
 namespace {
@@ -12,26 +13,55 @@ using testing_support::Task;
 
 constexpr size_t kOtherClient = kInstanceClient + 1;
 
-// Whose callback runs, the manager's or the instance's, and what is done meanwhile: "u" unregisters
-// the callback, "i" releases the instance, "m" the manager. It is the last of them that has to
-// wait; those before are done inside another callback.
-using Row = std::pair<std::string, std::string>;
+// What is being delivered: an event to the callback of the manager or of the instance, or an error
+// that makes the library disconnect.
+enum class Event { kManagers, kInstances, kError };
+
+// What is done meanwhile. Releases may be repeated.
+enum class Act { kUnregister, kReleaseInstance, kReleaseNoInstance, kReleaseManager };
+
+// It is the last act that has to wait for the delivery. Those before are done inside another
+// callback or, where they wait themselves, on a thread of their own.
+struct Row {
+    Event event;
+    std::vector<Act> acts;
+    bool inCallback = true;
+};
+
+void PrintTo(const Row& row, std::ostream* out) {
+    *out << std::vector{"manager", "instance", "error"}[static_cast<size_t>(row.event)];
+    for (const Act act : row.acts)
+        *out << std::vector{" u", " i", " n", " m"}[static_cast<size_t>(act)];
+    if (!row.inCallback) *out << " elsewhere";
+}
 
 class WaitingTest : public FacadeTest, public testing::WithParamInterface<Row> {
 protected:
     WaitingTest() {
         obtain();
+        mCurrent = mManager;
         mOther = mManager->GetMirvoInstance(kAccessory);
         add(mHeld);
+        mFramework.onRequest([this](const std::string& request) {
+            if (request == kDisconnectRequest) run();
+            return healthyService(request);
+        });
     }
+    ~WaitingTest() override { mFramework.onRequest(healthyService); }
 
-    bool deliverHeld() { return deliverTo(ofManager() ? kManagerClient : kInstanceClient); }
+    void deliverHeld() {
+        if (GetParam().event == Event::kError) {
+            deliver(kInstanceClient, kTransportFatal);
+        } else {
+            deliverTo(GetParam().event == Event::kManagers ? kManagerClient : kInstanceClient);
+        }
+    }
 
     void before() {
-        for (size_t i = 0; i + 1 < GetParam().second.size(); ++i)
-            act(GetParam().second[i]);
+        for (size_t i = 0; i + 1 < GetParam().acts.size(); ++i)
+            act(GetParam().acts[i]);
     }
-    void last() { act(GetParam().second.back()); }
+    void last() { act(GetParam().acts.back()); }
 
     // Runs `work` in a callback of the other instance, on this thread.
     void inCallback(const std::function<void()>& work) {
@@ -46,36 +76,49 @@ protected:
     std::atomic<int> mCalls{0};
 
 private:
-    bool ofManager() const { return GetParam().first == "manager"; }
-
-    void act(char action) {
-        if (action == 'm') return release();
-        if (action == 'i') return releaseInstance();
-        if (ofManager()) return mManager->UnregisterCallback(&mHeld);
-        mInstance->UnregisterCallback(&mHeld);
-    }
-
-    Callback mHeld{[this](const std::string&) {
+    void run() {
         EXPECT_TRUE(mGate.pass());
         EXPECT_FALSE(mOver);
         ++mCalls;
-    }};
+    }
+
+    void act(Act act) {
+        switch (act) {
+            case Act::kReleaseManager:
+                mManager = nullptr;
+                return ZRMirvoManager::ReleaseInstance(mCurrent);
+            case Act::kReleaseInstance:
+                return releaseInstance();
+            case Act::kReleaseNoInstance:
+                return mManager->ReleaseMirvoInstance(nullptr);
+            case Act::kUnregister:
+                if (GetParam().event == Event::kManagers) mManager->UnregisterCallback(&mHeld);
+                if (GetParam().event == Event::kInstances) mInstance->UnregisterCallback(&mHeld);
+        }
+    }
+
+    Callback mHeld{[this](const std::string&) { run(); }};
+    ZRMirvoManager* mCurrent = nullptr;
     ZRMirvo* mOther = nullptr;
 };
 
-TEST_P(WaitingTest, endsAfterTheCallbackOnAnApplicationThread) {
+TEST_P(WaitingTest, endsAfterTheDeliveryOnAnApplicationThread) {
     Task delivery([&] { deliverHeld(); });
     ASSERT_TRUE(mGate.isReached());
-    inCallback([&] { before(); });
+    Task earlier([&] {
+        if (GetParam().inCallback) return inCallback([&] { before(); });
+        before();
+    });
+    EXPECT_TRUE(GetParam().inCallback ? earlier.finishes() : earlier.waits());
     Task caller([&] {
         last();
         mOver = true;
     });
     EXPECT_TRUE(caller.waits());
     mGate.open();
-    EXPECT_TRUE(caller.finishes());
+    EXPECT_TRUE(caller.finishes() && earlier.finishes());
     EXPECT_EQ(mCalls, 1);
-    // And is not called again.
+    // Nothing runs again.
     deliverHeld();
     EXPECT_EQ(mCalls, 1);
 }
@@ -97,12 +140,29 @@ TEST_P(WaitingTest, takesEffectAtOnceInsideACallback) {
     EXPECT_EQ(mCalls, 1);
 }
 
-INSTANTIATE_TEST_SUITE_P(Calls, WaitingTest,
-                         testing::Values(Row{"manager", "u"}, Row{"manager", "uu"},
-                                         Row{"manager", "m"}, Row{"manager", "um"},
-                                         Row{"instance", "u"}, Row{"instance", "uu"},
-                                         Row{"instance", "i"}, Row{"instance", "ui"},
-                                         Row{"instance", "m"}, Row{"instance", "im"}));
+const Row kRows[] = {
+    {Event::kManagers, {Act::kUnregister}},
+    {Event::kManagers, {Act::kUnregister, Act::kUnregister}},
+    {Event::kManagers, {Act::kReleaseManager}},
+    {Event::kManagers, {Act::kUnregister, Act::kReleaseManager}},
+    {Event::kManagers, {Act::kReleaseManager, Act::kReleaseManager}},
+    {Event::kManagers, {Act::kReleaseManager, Act::kReleaseManager}, false},
+    {Event::kInstances, {Act::kUnregister}},
+    {Event::kInstances, {Act::kUnregister, Act::kUnregister}},
+    {Event::kInstances, {Act::kReleaseInstance}},
+    {Event::kInstances, {Act::kUnregister, Act::kReleaseInstance}},
+    {Event::kInstances, {Act::kReleaseManager}},
+    {Event::kInstances, {Act::kReleaseInstance, Act::kReleaseManager}},
+    {Event::kInstances, {Act::kReleaseInstance, Act::kReleaseManager}, false},
+    {Event::kInstances, {Act::kReleaseInstance, Act::kReleaseNoInstance}},
+    {Event::kInstances, {Act::kReleaseInstance, Act::kReleaseManager, Act::kReleaseManager}},
+    {Event::kError, {Act::kReleaseInstance}},
+    {Event::kError, {Act::kReleaseManager}},
+    {Event::kError, {Act::kReleaseInstance, Act::kReleaseNoInstance}},
+    {Event::kError, {Act::kReleaseInstance, Act::kReleaseManager}},
+    {Event::kError, {Act::kReleaseManager, Act::kReleaseManager}},
+};
+INSTANTIATE_TEST_SUITE_P(Rows, WaitingTest, testing::ValuesIn(kRows));
 
 }  // namespace
 }  // namespace zrmirvo
