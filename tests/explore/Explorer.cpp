@@ -25,10 +25,12 @@ Order next(const std::vector<Scheduler::Decision>& decisions) {
 
 }  // namespace
 
-Result explore(const std::function<void()>& scenario, const Limits& limits) {
+Result explore(const std::function<void()>& prepare, const std::function<void()>& scenario,
+               const Limits& limits) {
     Result result;
     Order order;
     do {
+        prepare();
         Scheduler scheduler(limits, order);
         scheduler.run(scenario);
         ++result.runs;

@@ -18,14 +18,14 @@
 //
 // The locks themselves are never taken: the explorer keeps their owners, and interposes
 // pthread_mutex_*, pthread_cond_*, pthread_create, pthread_join and pthread_detach for that
-// (Interpose.cpp). A wait with a limit times out only when no thread can run. A scenario leaves
-// nothing behind that would make its next run differ.
+// (Interpose.cpp). A wait with a limit times out only when no thread can run. Nothing that a run
+// leaves behind may make the next one differ: `prepare` runs before each and is not explored.
 
 namespace explorer {
 
 struct Limits {
     // How often a thread that could go on is interrupted for another, in one run.
-    int preemptions = 2;
+    int preemptions = 3;
     // How often a waiting thread wakes without having been signalled, in one run.
     int spuriousWakeUps = 1;
     // The most runs that are made; 0 for no limit.
@@ -45,7 +45,8 @@ struct Result {
 // Ends the process with kFailed, and with the order on standard error, when a requirement does not
 // hold, a thread waits for ever, or a run with the same beginning goes another way.
 constexpr int kFailed = 3;
-Result explore(const std::function<void()>& scenario, const Limits& limits);
+Result explore(const std::function<void()>& prepare, const std::function<void()>& scenario,
+               const Limits& limits);
 
 // One run with this order; decisions behind its end take the first choice.
 void replay(const std::function<void()>& scenario, const Limits& limits, const Order& order);

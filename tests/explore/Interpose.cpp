@@ -12,7 +12,8 @@ namespace {
 
 template <typename Function>
 void find(Function& function, const char* name) {
-    // Of functions with two versions dlsym() may give the old one, which other structures belong to.
+    // Of functions with two versions dlsym() may give the old one, which other structures belong
+    // to.
     void* found = dlvsym(RTLD_NEXT, name, "GLIBC_2.3.2");
     if (found == nullptr) found = dlsym(RTLD_NEXT, name);
     function = reinterpret_cast<Function>(found);

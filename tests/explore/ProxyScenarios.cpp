@@ -57,7 +57,6 @@ private:
 };
 
 void notifierReplacedDuringADelivery() {
-    framework().reset();
     sp<MirvoManager> manager = new MirvoManager;
     manager->setNotifier(new ManagerNotifier);
     std::thread attach([] { framework().attach(0, kId); });
@@ -72,7 +71,6 @@ void notifierReplacedDuringADelivery() {
 }
 
 void deviceGoesDuringADelivery() {
-    framework().reset();
     sp<MirvoManager> manager = new MirvoManager;
     sp<Mirvo> device = manager->getMirvo(kId);
     device->setNotifier(new DeviceNotifier);

@@ -157,8 +157,7 @@ void Scheduler::destroyMutex(void* mutex) {
 void Scheduler::destroyCondition(void* condition) {
     for (const Thread& thread : mThreads) {
         if (thread.state == State::kWaits && thread.condition == condition) {
-            fail("destroys a condition that thread " + std::to_string(thread.number) +
-                 " waits on");
+            fail("destroys a condition that thread " + std::to_string(thread.number) + " waits on");
         }
     }
 }

@@ -31,7 +31,8 @@ public:
     int unlock(void* mutex);
     int wait(void* condition, void* mutex, bool limited);
     int signal(void* condition, bool all);
-    int create(pthread_t* handle, const pthread_attr_t* attributes, void* (*body)(void*), void* arg);
+    int create(pthread_t* handle, const pthread_attr_t* attributes, void* (*body)(void*),
+               void* arg);
     int join(pthread_t handle, void** result);
     void destroyMutex(void* mutex);
     void destroyCondition(void* condition);

@@ -6,6 +6,7 @@
 #include <sstream>
 #include <string>
 
+#include "tests/explore/Framework.h"
 #include "tests/explore/Scenarios.h"
 
 // explore [--order 0,1,…] [SCENARIO…]: every order of the scenarios named, or of all; with --order
@@ -19,6 +20,14 @@ explorer::Order orderFrom(const std::string& text) {
     for (std::string choice; std::getline(stream, choice, ',');)
         order.push_back(std::stoi(choice));
     return order;
+}
+
+// The library keeps the service's version for the life of the process, and what it knows of
+// released managers until the next release.
+void prepare() {
+    explorer::Framework::self().reset();
+    zrmirvo::ZRMirvoManager::ReleaseInstance(zrmirvo::ZRMirvoManager::GetInstance("3.6"));
+    explorer::Framework::self().reset();
 }
 
 bool named(const char* name, int count, char** names) {
@@ -38,8 +47,6 @@ extern "C" int __android_log_print(int, const char*, const char*, ...) {
 int main(int argc, char** argv) {
     const bool ordered = argc > 2 && std::string(argv[1]) == "--order";
     const int first = ordered ? 3 : 1;
-    // The service's version is kept for the life of the process, so that only the first manager asks.
-    zrmirvo::ZRMirvoManager::ReleaseInstance(zrmirvo::ZRMirvoManager::GetInstance("3.6"));
     auto scenarios = explorer::facadeScenarios();
     for (const explorer::Scenario& scenario : explorer::proxyScenarios())
         scenarios.push_back(scenario);
@@ -48,12 +55,13 @@ int main(int argc, char** argv) {
         if (!named(scenario.name, argc - first, argv + first)) continue;
         ++ran;
         if (ordered) {
+            prepare();
             explorer::replay(scenario.run, scenario.limits, orderFrom(argv[2]));
             continue;
         }
         fprintf(stderr, "%s\n", scenario.name);
         const auto begin = std::chrono::steady_clock::now();
-        const explorer::Result result = explorer::explore(scenario.run, scenario.limits);
+        const explorer::Result result = explorer::explore(prepare, scenario.run, scenario.limits);
         const std::chrono::duration<double> time = std::chrono::steady_clock::now() - begin;
         printf("%-40s %8llu orders %s in %.1f s\n", scenario.name,
                static_cast<unsigned long long>(result.runs),
