@@ -7,21 +7,14 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 
 #include "standin/Log.h"
+#include "standin/ServiceFolder.h"
 
 namespace accessory::standin {
 
 namespace {
-
-// Null when the variable is unset or empty.
-const char* environment(const char* name) {
-    // NOLINTNEXTLINE(concurrency-mt-unsafe)
-    const char* value = std::getenv(name);
-    return value != nullptr && *value != '\0' ? value : nullptr;
-}
 
 bool openLockFile(const std::string& path, UniqueFd& fd) {
     fd.reset(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
@@ -41,13 +34,7 @@ bool stillThere(const std::string& path, int fd) {
 }  // namespace
 
 std::string serviceDirectory() {
-    if (const char* own = environment("SERVICE_FRAMEWORK_DIR")) return own;
-    if (const char* runtime = environment("XDG_RUNTIME_DIR")) {
-        return std::string(runtime) + "/service_framework";
-    }
-    const char* temporary = environment("TMPDIR");
-    return std::string(temporary ? temporary : "/tmp") + "/service_framework-" +
-           std::to_string(geteuid());
+    return serviceFolder().path;
 }
 
 bool checkDirectory(const std::string& path) {

@@ -2,28 +2,50 @@
 
 #include <poll.h>
 #include <sys/eventfd.h>
-#include <sys/signalfd.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
+#include <cerrno>
 #include <csignal>
 
 namespace tool {
+namespace {
 
-Waker::Waker(StandardOutput& output) : mOutput(output) {
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGINT);
-    sigaddset(&signals, SIGTERM);
-    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-    mSignals = signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
-    mEvents = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    mOutput.hurryWhenReadable(mSignals);
+constexpr int kSignals[] = {SIGINT, SIGTERM};
+
+// What the handler needs. A descriptor for signals would need them blocked in every thread, and the
+// framework has threads of its own.
+std::atomic<int> gSignal;
+std::atomic<int> gSignalFd;
+struct sigaction gPrevious[std::size(kSignals)];
+
+void onSignal(int number) {
+    const int error = errno;
+    gSignal = number;
+    eventfd_write(gSignalFd, 1);
+    errno = error;
+}
+
+}  // namespace
+
+Waker::Waker(StandardOutput& output)
+    : mOutput(output), mEvents(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+    gSignal = 0;
+    gSignalFd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    mOutput.hurryWhenReadable(gSignalFd);
+    struct sigaction action = {};
+    action.sa_handler = onSignal;
+    action.sa_flags = SA_RESTART;
+    for (size_t i = 0; i < std::size(kSignals); ++i)
+        sigaction(kSignals[i], &action, &gPrevious[i]);
 }
 
 Waker::~Waker() {
+    for (size_t i = 0; i < std::size(kSignals); ++i)
+        sigaction(kSignals[i], &gPrevious[i], nullptr);
     mOutput.hurryWhenReadable(-1);
-    close(mSignals);
+    close(gSignalFd.exchange(-1));
     close(mEvents);
 }
 
@@ -31,19 +53,28 @@ void Waker::wake() {
     eventfd_write(mEvents, 1);
 }
 
+int Waker::signal() const {
+    return gSignal;
+}
+
 bool Waker::waitUntil(const std::function<bool()>& done, std::optional<Time> time) {
-    while (!mInterrupted) {
+    while (!interrupted()) {
         if (done()) return true;
         if (!sleep(-1, time)) return false;
     }
     return false;
 }
 
-bool Waker::waitReadable(int fd) {
+bool Waker::waitReadable(int fd, std::optional<Time> time) {
     mReadable = false;
-    while (!mInterrupted && !mReadable)
-        sleep(fd, std::nullopt);
-    return !mInterrupted;
+    while (!interrupted() && !mReadable) {
+        if (!sleep(fd, time)) return false;
+    }
+    return !interrupted();
+}
+
+void Waker::look() {
+    sleep(-1, std::chrono::steady_clock::now());
 }
 
 bool Waker::sleep(int fd, std::optional<Time> time) {
@@ -55,16 +86,15 @@ bool Waker::sleep(int fd, std::optional<Time> time) {
         timeout = static_cast<int>(std::clamp<int64_t>(left.count(), 0, 1'000'000'000));
     }
     // Without an event of its own, standard output reports only that its reader has gone.
-    pollfd sources[] = {{mSignals, POLLIN, 0},
+    pollfd sources[] = {{gSignalFd, POLLIN, 0},
                         {mEvents, POLLIN, 0},
                         {fd, POLLIN, 0},
                         {mOutput.failureFd(), POLLIN, 0},
                         {STDOUT_FILENO, 0, 0}};
-    const int ready = poll(sources, 5, timeout);
+    const int ready = poll(sources, std::size(sources), timeout);
     if (ready == 0) return false;
     if (ready < 0) return true;
     if (sources[4].revents != 0) mOutput.readerHasGone();
-    if (sources[0].revents != 0 || mOutput.failed()) mInterrupted = true;
     if (sources[2].revents != 0) mReadable = true;
     eventfd_t ignored;
     if (sources[1].revents != 0) eventfd_read(mEvents, &ignored);

@@ -1,0 +1,159 @@
+#include "tool/LineEditor.h"
+
+#include <sys/stat.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <clocale>
+#include <cstdio>
+#include <cstdlib>
+#include <cwchar>
+#include <filesystem>
+#include <utility>
+
+#include "tool/Text.h"
+
+namespace tool {
+namespace {
+
+constexpr int kHistorySize = 1000;
+
+// Below the folder for what programs remember. Empty when there is none.
+std::string historyFile(const char* tool) {
+    // NOLINTBEGIN(concurrency-mt-unsafe)
+    const char* state = getenv("XDG_STATE_HOME");
+    const char* home = getenv("HOME");
+    // NOLINTEND(concurrency-mt-unsafe)
+    std::filesystem::path folder;
+    if (state != nullptr && *state != '\0') {
+        folder = state;
+    } else if (home != nullptr && *home != '\0') {
+        folder = std::filesystem::path(home) / ".local/state";
+    } else {
+        return {};
+    }
+    folder /= "zrmirvo";
+    std::error_code error;
+    std::filesystem::create_directories(folder, error);
+    return error ? "" : folder / (std::string(tool) + ".history");
+}
+
+// What all of the words begin with.
+std::string commonBeginning(const std::vector<std::string>& words) {
+    std::string common = words.front();
+    for (const std::string& word : words) {
+        size_t same = 0;
+        while (same < std::min(common.size(), word.size()) && common[same] == word[same])
+            ++same;
+        common.resize(same);
+    }
+    return common;
+}
+
+}  // namespace
+
+LineEditor::LineEditor(Prompt prompt)
+    : mPrompt(std::move(prompt)),
+      mHistoryFile(historyFile(mPrompt.tool)),
+      mEditor(el_init(mPrompt.tool, stdin, stderr, stderr)),
+      mHistory(history_init()) {
+    setlocale(LC_CTYPE, "");
+    HistEvent event;
+    history(mHistory, &event, H_SETSIZE, kHistorySize);
+    history(mHistory, &event, H_SETUNIQUE, 1);
+    if (!mHistoryFile.empty()) history(mHistory, &event, H_LOAD, mHistoryFile.c_str());
+    el_set(mEditor, EL_CLIENTDATA, this);
+    el_set(mEditor, EL_HIST, history, mHistory);
+    el_set(mEditor, EL_EDITOR, "emacs");
+    el_set(
+        mEditor, EL_PROMPT, +[](EditLine* editor) { return self(editor).mText.data(); });
+    el_set(mEditor, EL_GETCFN, readCharacter);
+    el_set(mEditor, EL_ADDFN, "complete-word", "Complete the word", completeWord);
+    el_set(mEditor, EL_BIND, "^I", "complete-word", nullptr);
+    el_set(mEditor, EL_BIND, "^R", "em-inc-search-prev", nullptr);
+    // The user's own keys.
+    el_source(mEditor, nullptr);
+}
+
+LineEditor::~LineEditor() {
+    el_end(mEditor);
+    history_end(mHistory);
+}
+
+LineEditor& LineEditor::self(EditLine* editor) {
+    void* found = nullptr;
+    el_get(editor, EL_CLIENTDATA, &found);
+    return *static_cast<LineEditor*>(found);
+}
+
+std::optional<std::string> LineEditor::next(Waker& waker) {
+    // Setting the terminal up would stop a process in the background.
+    if (tcgetpgrp(STDIN_FILENO) != getpgrp() && !waitForInput(waker)) return std::nullopt;
+    mWaker = &waker;
+    mText = mPrompt.text();
+    el_resize(mEditor);
+    int count = 0;
+    const char* line = el_gets(mEditor, &count);
+    // What stands on the screen so far stays there.
+    if (line == nullptr || count <= 0) {
+        el_set(mEditor, EL_PREP_TERM, 0);
+        fputc('\n', stderr);
+        return std::nullopt;
+    }
+    std::string text(line, static_cast<size_t>(count));
+    if (text.back() == '\n') text.pop_back();
+    remember(text.c_str());
+    return text;
+}
+
+void LineEditor::remember(const char* line) {
+    if (*line == '\0') return;
+    HistEvent event;
+    history(mHistory, &event, H_ENTER, line);
+    if (mHistoryFile.empty()) return;
+    history(mHistory, &event, H_SAVE, mHistoryFile.c_str());
+    chmod(mHistoryFile.c_str(), 0600);
+}
+
+int LineEditor::readCharacter(EditLine* editor, wchar_t* character) {
+    LineEditor& own = self(editor);
+    if (!waitForInput(*own.mWaker)) return -1;
+    // A shell that ran meanwhile has set the terminal up for itself.
+    termios settings = {};
+    if (tcgetattr(STDIN_FILENO, &settings) == 0 && (settings.c_lflag & ICANON) != 0) {
+        el_set(editor, EL_PREP_TERM, 0);
+        el_set(editor, EL_PREP_TERM, 1);
+    }
+    mbstate_t state = {};
+    char byte = 0;
+    while (read(STDIN_FILENO, &byte, 1) == 1) {
+        const size_t used = mbrtowc(character, &byte, 1, &state);
+        if (used == static_cast<size_t>(-2)) continue;
+        // A byte that is no text in this locale is kept as it is.
+        if (used == static_cast<size_t>(-1)) *character = static_cast<unsigned char>(byte);
+        return 1;
+    }
+    return 0;
+}
+
+unsigned char LineEditor::completeWord(EditLine* editor, int /*key*/) {
+    const LineEditor& own = self(editor);
+    const LineInfo* line = el_line(editor);
+    const std::string before(line->buffer, line->cursor);
+    auto words = splitWords(before);
+    if (!own.mPrompt.complete || !words) return CC_ERROR;
+    if (words->empty() || before.back() == ' ') words->emplace_back();
+    const std::vector<std::string> offered = own.mPrompt.complete(*words);
+    if (offered.empty()) return CC_ERROR;
+    std::string added = commonBeginning(offered).substr(words->back().size());
+    if (offered.size() == 1) added += ' ';
+    if (!added.empty()) return el_insertstr(editor, added.c_str()) == 0 ? CC_REFRESH : CC_ERROR;
+    std::string list = "\n";
+    for (const std::string& word : offered)
+        list += word + "  ";
+    fprintf(stderr, "%s\n", list.c_str());
+    return CC_REDISPLAY;
+}
+
+}  // namespace tool

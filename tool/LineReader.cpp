@@ -1,0 +1,56 @@
+#include "tool/LineReader.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <utility>
+
+#include "tool/LineEditor.h"
+
+namespace tool {
+
+LineReader::LineReader(Prompt prompt) {
+    if (isatty(STDIN_FILENO) == 1 && isatty(STDERR_FILENO) == 1) {
+        mEditor = std::make_unique<LineEditor>(std::move(prompt));
+    }
+}
+
+LineReader::~LineReader() = default;
+
+std::optional<std::string> LineReader::next(Waker& waker) {
+    return mEditor != nullptr ? mEditor->next(waker) : nextPlain(waker);
+}
+
+std::optional<std::string> LineReader::nextPlain(Waker& waker) {
+    // Where the search for the end of the line goes on.
+    size_t searched = mBegin;
+    size_t end;
+    while ((end = mBuffer.find('\n', searched)) == std::string::npos && !mEnded) {
+        mBuffer.erase(0, std::exchange(mBegin, 0));
+        searched = mBuffer.size();
+        if (!waitForInput(waker)) return std::nullopt;
+        char bytes[65536];
+        const ssize_t count = read(STDIN_FILENO, bytes, sizeof(bytes));
+        if (count > 0) mBuffer.append(bytes, static_cast<size_t>(count));
+        if (count == 0 || (count < 0 && errno != EINTR && errno != EAGAIN)) mEnded = true;
+    }
+    if (end == std::string::npos && mBegin == mBuffer.size()) return std::nullopt;
+    std::string line = mBuffer.substr(mBegin, end == std::string::npos ? end : end - mBegin);
+    mBegin = end == std::string::npos ? mBuffer.size() : end + 1;
+    return line;
+}
+
+bool waitForInput(Waker& waker) {
+    // How often a process in the background looks whether it has come to the foreground, of which
+    // nobody tells it.
+    constexpr std::chrono::milliseconds kLook(200);
+    while (waker.waitReadable(STDIN_FILENO)) {
+        const pid_t foreground = tcgetpgrp(STDIN_FILENO);
+        if (foreground < 0 || foreground == getpgrp()) return true;
+        waker.waitUntil([] { return false; }, std::chrono::steady_clock::now() + kLook);
+    }
+    return false;
+}
+
+}  // namespace tool
