@@ -29,6 +29,19 @@ bool eventually(const std::function<bool()>& condition) {
     return true;
 }
 
+bool inProcessOfItsOwn() {
+    constexpr const char* kMark = "TEST_IN_PROCESS_OF_ITS_OWN";
+    if (getenv(kMark) != nullptr) return true;
+    const auto& test = *testing::UnitTest::GetInstance()->current_test_info();
+    const std::string name = std::string(test.test_suite_name()) + "." + test.name();
+    setenv(kMark, "1", 1);
+    Process process({std::filesystem::read_symlink("/proc/self/exe"), "--gtest_filter=" + name});
+    unsetenv(kMark);
+    EXPECT_EQ(process.wait(), 0) << process.output() << process.errors();
+    EXPECT_NE(process.output().find("[  PASSED  ] 1 test."), std::string::npos);
+    return false;
+}
+
 size_t entries(const std::string& folder) {
     const std::filesystem::directory_iterator all(folder);
     return static_cast<size_t>(std::distance(begin(all), end(all)));
