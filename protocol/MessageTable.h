@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "protocol/Frame.h"
 #include "protocol/MVCodes.h"
 #include "protocol/MVServiceMessages.h"
 
@@ -109,6 +110,28 @@ inline constexpr MessageLayout kNotifyLayouts[] = {
       {"data", FieldKind::kBytes}}},
 };
 
+// Null when there is no class of that code. `Layouts` is one of the tables above.
+template <typename Layouts>
+const MessageLayout* findLayout(const Layouts& layouts, int32_t type) {
+    for (const MessageLayout& layout : layouts) {
+        if (layout.type == type) return &layout;
+    }
+    return nullptr;
+}
+
+inline const MessageLayout* findLayout(FrameKind kind, int32_t type) {
+    switch (kind) {
+        case FrameKind::kRequest:
+            return findLayout(kItemLayouts, type);
+        case FrameKind::kReply:
+            return findLayout(kReplyLayouts, type);
+        case FrameKind::kNotify:
+            return findLayout(kNotifyLayouts, type);
+        default:
+            return nullptr;
+    }
+}
+
 // An argument of an operation or event: a field of its message under a name of its own.
 struct Argument {
     const char* name = nullptr;
@@ -153,8 +176,8 @@ inline constexpr Argument kState[] = {{"state", "intValue"}, {}};
 inline constexpr Argument kOrientation[] = {{"orientation", "intValue"}, {}};
 inline constexpr Argument kError[] = {{"code", "intValue"}, {}};
 inline constexpr Argument kBytes[] = {{"data", "data"}, {}};
-inline constexpr Argument kAnyValue[] = {{"subcode", "notifyType"}, {"value", "intValue"}, {}};
-inline constexpr Argument kAnyBytes[] = {{"subcode", "notifyType"}, {"data", "data"}, {}};
+inline constexpr Argument kAnyValue[] = {{"subCode", "notifyType"}, {"value", "intValue"}, {}};
+inline constexpr Argument kAnyBytes[] = {{"subCode", "notifyType"}, {"data", "data"}, {}};
 
 using I = MVServiceItem;
 using N = MVServiceNotify;

@@ -132,26 +132,6 @@ void readField(const Field& field, Values& values, Json& message) {
 }
 
 template <size_t Count>
-const MessageLayout* findLayout(const MessageLayout (&layouts)[Count], int32_t type) {
-    const auto* found = std::find_if(std::begin(layouts), std::end(layouts),
-                                     [=](const auto& layout) { return layout.type == type; });
-    return found == std::end(layouts) ? nullptr : found;
-}
-
-const MessageLayout* findLayout(FrameKind kind, int32_t type) {
-    switch (kind) {
-        case FrameKind::kRequest:
-            return findLayout(kItemLayouts, type);
-        case FrameKind::kReply:
-            return findLayout(kReplyLayouts, type);
-        case FrameKind::kNotify:
-            return findLayout(kNotifyLayouts, type);
-        default:
-            return nullptr;
-    }
-}
-
-template <size_t Count>
 const Usage* findUsage(const Usage (&usages)[Count], int32_t type, int32_t code) {
     const auto* found = std::find_if(std::begin(usages), std::end(usages), [=](const auto& usage) {
         return usage.type == type && (usage.code == code || usage.code == kAnyCode);
@@ -221,7 +201,7 @@ void decodeRecord(Decoded& decoded, const uint8_t* bytes, size_t size) {
         }
     }
     decoded.name = "raw";
-    decoded.arguments = {{"subcode", code}, {"data", toHex(bytes, size)}};
+    decoded.arguments = {{"subCode", code}, {"data", toHex(bytes, size)}};
 }
 
 void decodeReply(Decoded& decoded, const MessageLayout& layout) {

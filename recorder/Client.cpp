@@ -1,0 +1,97 @@
+#include "recorder/Client.h"
+
+#include <algorithm>
+
+namespace recorder {
+
+using android::AutoMutex;
+
+void Listener::onNotify(sp<ServiceNotify>& notify) {
+    // The framework may let go of this listener as soon as it has been entered.
+    const sp<Listener> self(this);
+    const sp<ServiceNotifyListener> real = mReal;
+    if (notify == nullptr || !mRecorder->recording()) return real->onNotify(notify);
+
+    Recorder::Place place = mPlace;
+    place.sequence = mRecorder->newSequence();
+    const int32_t type = notify->type();
+    if (type == accessory::ServiceStatusNotify::kType) {
+        // Its class is the framework's own, and only the place of its first field is known.
+        const auto* status = static_cast<accessory::ServiceStatusNotify*>(notify.get());
+        mRecorder->addStatus(place, status->status);
+    } else {
+        mRecorder->add(FrameKind::kNotify, place, *notify, type);
+    }
+    const uint64_t begin = Recorder::now();
+    real->onNotify(notify);
+    mRecorder->add(FrameKind::kEnded, place, begin);
+}
+
+Client::Client(Recorder* recorder, const sp<ServiceClient>& real)
+    : mRecorder(recorder), mBinding(recorder->newBinding()), mReal(real) {
+    mRecorder->add(FrameKind::kBound, {mBinding, 0, 0});
+}
+
+Client::~Client() {
+    mRecorder->add(FrameKind::kUnbound, {mBinding, 0, 0});
+}
+
+sp<ServiceReply> Client::request(sp<ServiceItem>& item) {
+    const sp<Client> self(this);
+    const sp<ServiceClient> real = mReal;
+    if (item == nullptr || !mRecorder->recording()) return real->request(item);
+
+    const Recorder::Place place{mBinding, 0, mRecorder->newSequence()};
+    const uint64_t begin = Recorder::now();
+    mRecorder->add(FrameKind::kRequest, place, *item, item->type());
+    sp<ServiceReply> reply = real->request(item);
+    if (reply == nullptr) {
+        mRecorder->add(FrameKind::kNoReply, place, begin);
+    } else {
+        mRecorder->add(FrameKind::kReply, place, *reply, reply->type(), begin);
+    }
+    return reply;
+}
+
+int32_t Client::setNotifyListener(sp<ServiceNotifyListener>& listener) {
+    const sp<Client> self(this);
+    const sp<ServiceClient> real = mReal;
+    if (listener == nullptr) return real->setNotifyListener(listener);
+    sp<Listener> mine;
+    {
+        // A framework may compare listeners: the same one is wrapped once.
+        AutoMutex lock(mMutex);
+        for (const sp<Listener>& known : mListeners) {
+            if (known->real() == listener) mine = known;
+        }
+        if (mine == nullptr) {
+            mine = new Listener(mRecorder, mBinding, listener);
+            mListeners.push_back(mine);
+        }
+    }
+    mRecorder->add(FrameKind::kListenerSet, mine->place());
+    sp<ServiceNotifyListener> wrapped = mine;
+    return real->setNotifyListener(wrapped);
+}
+
+int32_t Client::removeNotifyListener(sp<ServiceNotifyListener>& listener) {
+    const sp<Client> self(this);
+    const sp<ServiceClient> real = mReal;
+    sp<Listener> mine;
+    {
+        AutoMutex lock(mMutex);
+        const auto found =
+            std::find_if(mListeners.begin(), mListeners.end(),
+                         [&](const auto& known) { return known->real() == listener; });
+        if (found != mListeners.end()) {
+            mine = *found;
+            mListeners.erase(found);
+        }
+    }
+    if (mine == nullptr) return real->removeNotifyListener(listener);
+    mRecorder->add(FrameKind::kListenerRemoved, mine->place());
+    sp<ServiceNotifyListener> wrapped = mine;
+    return real->removeNotifyListener(wrapped);
+}
+
+}  // namespace recorder

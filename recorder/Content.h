@@ -1,0 +1,59 @@
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "protocol/Frame.h"
+#include "protocol/ServiceFramework.h"
+
+namespace recorder {
+
+// A message's content as docs/wire.md has it. Used for one message after another.
+class Content final : public accessory::SerializationContent {
+public:
+    int32_t writeBuffer(const void* data, int64_t length) override;
+    int32_t writeInt32(int32_t value) override;
+    int32_t writeInt64(int64_t value) override;
+    int32_t reserved1() override;
+    int32_t reserved2() override;
+    int32_t writeCString(const char* text) override;
+
+    const uint8_t* data() const { return mBytes.data(); }
+    size_t size() const { return mBytes.size(); }
+    // Whether there was no room for a part of it.
+    bool failed() const { return mFailed; }
+    void clear();
+
+private:
+    int32_t append(const void* data, size_t size);
+
+    std::vector<uint8_t> mBytes;
+    bool mFailed = false;
+};
+
+// A content for the time that a message takes. The last few are kept, so that recording a message
+// allocates nothing.
+class Borrowed {
+public:
+    Borrowed();
+    ~Borrowed();
+    Borrowed(const Borrowed&) = delete;
+    Borrowed& operator=(const Borrowed&) = delete;
+
+    // The bytes of `message`. Null, when they cannot be had.
+    const Content* of(accessory::SerializationBase& message);
+
+private:
+    struct Holder {
+        accessory::sp<Content> content = new Content;
+        accessory::sp<accessory::SerializationContent> base = content;
+    };
+    static std::array<std::atomic<Holder*>, 8> kept;
+
+    Holder* mHolder = nullptr;
+};
+
+}  // namespace recorder
