@@ -14,6 +14,7 @@
 #   standin      the framework that the maker's takes the place of on the target
 #   tools        mirvoctl
 #   emulator     mirvo-emulator
+#   recorder     the library that records, and mirvo-record
 
 include(CMakePackageConfigHelpers)
 

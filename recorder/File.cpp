@@ -61,8 +61,7 @@ bool File::write(const std::vector<uint8_t>& bytes) {
         if (count < 0 && errno == EINTR) continue;
         if (count <= 0) {
             logError("the recording %s ends here: %s", mPath.c_str(), errorText(errno).c_str());
-            // A block without its end helps nobody. Readers would accept it.
-            static_cast<void>(!ftruncate(mFile, static_cast<off_t>(mSize)));
+            // What has been written of the last block stays, since readers accept a torn end.
             return false;
         }
         done += static_cast<size_t>(count);

@@ -14,8 +14,8 @@ public:
     // False, with one line in the log, when there can be no such file.
     bool open(const std::string& path);
 
-    // Appends all of `bytes`. False, with one line in the log, when it cannot; the file ends then
-    // where the last call had left it.
+    // Appends all of `bytes`. False, with one line in the log, when there is room for a part of
+    // them only.
     bool write(const std::vector<uint8_t>& bytes);
 
     // Gives the file its second name, ".old" behind the first, and begins another. False, with one

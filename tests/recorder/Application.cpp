@@ -1,0 +1,146 @@
+#include <sys/wait.h>
+#include <unistd.h>
+#include <zrmirvo/ZRMirvoManager.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdio>
+#include <cstdlib>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+// Applications that end, multiply or work in ways that a recording must not mind. Each prints what
+// its operations answer.
+
+namespace {
+
+using namespace zrmirvo;
+
+class Callback final : public ZRMirvoManagerCallback {
+public:
+    void onError() override {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        mLost = true;
+        mChanged.notify_all();
+    }
+    void onAttach(unsigned int) override {}
+    void onDetach(unsigned int) override {}
+
+    void awaitLoss() {
+        std::unique_lock<std::mutex> lock(mMutex);
+        mChanged.wait(lock, [this] { return mLost; });
+    }
+
+private:
+    std::mutex mMutex;
+    std::condition_variable mChanged;
+    bool mLost = false;
+};
+
+ZRMirvoManager* manager() {
+    ZRMirvoManager* instance = ZRMirvoManager::GetInstance("3.6");
+    if (instance != nullptr) return instance;
+    puts("no manager");
+    exit(3);
+}
+
+// Step by step, for an emulator that dies at one of them.
+int session(ZRMirvoManager* instance) {
+    static Callback callback;
+    instance->RegisterCallback(&callback);
+    printf("startup %d\n", instance->startup());
+    unsigned int ids[10];
+    unsigned int count = 0;
+    printf("getIds %d\n", instance->getIds(ids, &count));
+    ZRMirvo* device = instance->GetMirvoInstance(7);
+    printf("getMirvo %d\n", device != nullptr);
+    printf("sendKeyEvent %d\n", device == nullptr ? 1 : device->sendKeyEvent(4, true));
+    printf("shutdown %d\n", instance->shutdown());
+    return 0;
+}
+
+int awaitLoss(ZRMirvoManager* instance) {
+    static Callback callback;
+    instance->RegisterCallback(&callback);
+    puts("waiting");
+    fflush(stdout);
+    callback.awaitLoss();
+    return 0;
+}
+
+int keys(ZRMirvoManager* instance, unsigned int count) {
+    ZRMirvo* device = instance->GetMirvoInstance(7);
+    int failures = 0;
+    for (unsigned int i = 0; i < count; ++i)
+        failures += device->sendKeyEvent(4, true);
+    printf("failures %d\n", failures);
+    return failures;
+}
+
+// So many accessories, each with a thread of its own.
+int threads(ZRMirvoManager* instance, unsigned int count) {
+    std::atomic<int> failures{0};
+    std::vector<std::thread> all;
+    for (unsigned int id = 1; id <= count; ++id) {
+        all.emplace_back([&, id] {
+            ZRMirvo* device = instance->GetMirvoInstance(id);
+            for (int i = 0; i < 100; ++i)
+                failures += device->sendKeyEvent(4, i % 2 == 0);
+        });
+    }
+    for (std::thread& one : all)
+        one.join();
+    printf("failures %d\n", failures.load());
+    return failures;
+}
+
+int feature(ZRMirvoManager* instance, unsigned int size) {
+    std::vector<char> bytes(size, 'x');
+    const int result = instance->GetMirvoInstance(7)->setFeature(9, bytes.data(), size);
+    printf("setFeature %d\n", result);
+    return result;
+}
+
+int forked(ZRMirvoManager* instance) {
+    printf("startup %d\n", instance->startup());
+    fflush(stdout);
+    const pid_t child = fork();
+    if (child == 0) {
+        printf("startup in the child %d\n", instance->startup());
+        fflush(stdout);
+        // As a process does that lets its descriptors and its memory go.
+        exit(0);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    printf("child %d, startup %d\n", WEXITSTATUS(status), instance->startup());
+    return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const std::string role = argc > 1 ? argv[1] : "";
+    const auto number = static_cast<unsigned int>(argc > 2 ? strtoul(argv[2], nullptr, 10) : 0);
+    ZRMirvoManager* instance = manager();
+    int status = 2;
+    if (role == "session") status = session(instance);
+    if (role == "await-loss") status = awaitLoss(instance);
+    if (role == "keys") status = keys(instance, number);
+    if (role == "threads") status = threads(instance, number);
+    if (role == "feature") status = feature(instance, number);
+    if (role == "fork") status = forked(instance);
+    if (role == "leave") {
+        session(instance);
+        exit(0);
+    }
+    if (role == "exec") {
+        session(instance);
+        fflush(stdout);
+        execl("/proc/self/exe", argv[0], "session", nullptr);
+    }
+    ZRMirvoManager::ReleaseInstance(instance);
+    return status;
+}
