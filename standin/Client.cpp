@@ -5,6 +5,7 @@
 #include <cerrno>
 
 #include "standin/Directory.h"
+#include "standin/Fork.h"
 #include "standin/Log.h"
 #include "standin/NotifyPool.h"
 
@@ -48,11 +49,13 @@ Client::Client(const sp<ServiceProtocol>& protocol, std::unique_ptr<Connector> c
       mConnector(std::move(connector)),
       mReplyFactory(protocol->replyFactory()),
       mNotifyFactory(protocol->notifyFactory()) {
+    noticeForks();
     if (first) giveBack(std::make_unique<RequestConnection>(std::move(first), mTimeout));
 }
 
 Client::~Client() {
     delete mRecent.load();
+    if (inForkedChild()) return;
     const sp<NotifyChannel> listening = channel();
     if (listening == nullptr) return;
     NotifyPool::instance().remove(listening);
@@ -64,6 +67,7 @@ sp<ServiceReply> Client::request(sp<ServiceItem>& item) {
         logError("a request without an item");
         return nullptr;
     }
+    if (failsInForkedChild("a request")) return nullptr;
     if (mLost->load(std::memory_order_relaxed)) {
         logError("request %d fails: the service is lost", item->type());
         return nullptr;
@@ -120,6 +124,7 @@ int32_t Client::setNotifyListener(sp<ServiceNotifyListener>& listener) {
         logError("no listener to set");
         return EINVAL;
     }
+    if (failsInForkedChild("setting a listener")) return EPIPE;
     AutoMutex opening(mOpening);
     if (const sp<NotifyChannel> present = channel()) {
         const NotifyChannel::Added added = present->add(listener);
@@ -161,6 +166,7 @@ bool Client::handshake(NotifyChannel& channel) {
 }
 
 int32_t Client::removeNotifyListener(sp<ServiceNotifyListener>& listener) {
+    if (failsInForkedChild("removing a listener")) return EPIPE;
     const sp<NotifyChannel> present = channel();
     if (present == nullptr || !present->remove(listener)) return 0;
     NotifyPool::instance().remove(present);

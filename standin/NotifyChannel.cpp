@@ -6,6 +6,7 @@
 #include <cerrno>
 
 #include "standin/Content.h"
+#include "standin/Fork.h"
 #include "standin/Log.h"
 
 namespace accessory::standin {
@@ -115,8 +116,12 @@ bool NotifyChannel::process(uint8_t* buffer) {
     return more;
 }
 
+bool NotifyChannel::over() const {
+    return mAbandoned || mClosed || inForkedChild();
+}
+
 bool NotifyChannel::receive(uint8_t* buffer) {
-    while (!mAbandoned && !mClosed) {
+    while (!over()) {
         const ssize_t size = recv(mFd.get(), buffer, kMaxDatagram, MSG_DONTWAIT | MSG_TRUNC);
         if (size < 0) {
             if (errno == EAGAIN) return true;
@@ -132,13 +137,13 @@ bool NotifyChannel::receive(uint8_t* buffer) {
         }
     }
     mAbandoned = true;
-    if (!mClosed) tellLoss();
+    if (!mClosed && !inForkedChild()) tellLoss();
     return false;
 }
 
 bool NotifyChannel::processDatagram(const uint8_t* data, size_t size) {
     if (size > kMaxDatagram) return false;
-    while (size > 0 && !mClosed) {
+    while (size > 0 && !over()) {
         FrameHeader header;
         if (!readHeader(data, size, header)) return false;
         if (header.kind == FrameKind::kCutOff) {
@@ -183,7 +188,7 @@ void NotifyChannel::deliver(int32_t type, const uint8_t* content, size_t size) {
     }
     const std::shared_ptr<const Entries> current = entries();
     for (const auto& entry : *current) {
-        if (entry->removed) continue;
+        if (entry->removed || inForkedChild()) continue;
         // The listener may do with its pointer as it likes.
         sp<ServiceNotify> own = notify;
         entry->listener->onNotify(own);

@@ -60,6 +60,8 @@ private:
     // Replaced, never changed, so that a delivery can walk it without a lock.
     using Entries = std::vector<std::shared_ptr<Entry>>;
 
+    // Whether nothing more is to be received or delivered.
+    bool over() const;
     bool receive(uint8_t* buffer);
     bool processDatagram(const uint8_t* data, size_t size);
     bool processFrame(const FrameHeader& header, const uint8_t* part);

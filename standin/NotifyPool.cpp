@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <memory>
 
+#include "standin/Fork.h"
 #include "standin/Log.h"
 #include "standin/Thread.h"
 
@@ -26,6 +27,7 @@ NotifyPool& NotifyPool::instance() {
 }
 
 void NotifyPool::start() {
+    if (failsInForkedChild("the thread pool")) return;
     AutoMutex lock(mMutex);
     mStarted = true;
     ensureWaiter();
@@ -93,8 +95,10 @@ void NotifyPool::run() {
         while (epoll_wait(mEpoll.get(), &event, 1, -1) != 1) {
         }
         const sp<NotifyChannel> channel = claim(event.data.u64);
-        if (channel != nullptr && channel->process(buffer.get()))
-            watch(channel.get(), EPOLL_CTL_MOD);
+        const bool goesOn = channel != nullptr && channel->process(buffer.get());
+        // A callback may have forked, and the child has come back from it.
+        if (inForkedChild()) return;
+        if (goesOn) watch(channel.get(), EPOLL_CTL_MOD);
     } while (rejoin());
 }
 

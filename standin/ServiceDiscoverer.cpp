@@ -2,6 +2,7 @@
 #include "standin/ClientFactory.h"
 #include "standin/Directory.h"
 #include "standin/Export.h"
+#include "standin/Fork.h"
 #include "standin/Log.h"
 
 namespace accessory {
@@ -33,6 +34,7 @@ SERVICE_FRAMEWORK_EXPORT sp<ServiceClient> ServiceDiscoverer::bindTo(sp<ServiceI
         logError("no service to bind to");
         return nullptr;
     }
+    if (failsInForkedChild("a binding")) return nullptr;
     const std::string path = socketPath(serviceDirectory(), info->servicename());
     if (path.empty() || !checkDirectory(path.substr(0, path.rfind('/')))) return nullptr;
     auto address = std::make_unique<ServiceAddress>(path);
