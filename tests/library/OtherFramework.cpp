@@ -1,9 +1,12 @@
+#include <cstdlib>
+
 #include "protocol/MVServiceMessages.h"
 #include "protocol/ProcessState.h"
 #include "protocol/ServiceFramework.h"
 
 // A framework that has nothing in common with the stand-in but its soname, its symbols and the
-// slots that the contract lays down. Every service is there, and answers every request.
+// slots that the contract lays down. Every service is there, answers every request, and before that
+// notifies, on the thread that requests.
 
 namespace accessory {
 namespace {
@@ -18,6 +21,14 @@ public:
     const char* readCString() override { return "3.6.44"; }
 };
 
+class OtherStatus : public ServiceStatusNotify {
+public:
+    int32_t type() override { return kType; }
+    // What is in these two slots is this framework's own business.
+    void serialization(sp<SerializationContent>&) override { abort(); }
+    void deserialization(sp<DeserializationContent>&) override { abort(); }
+};
+
 class OtherClient : public ServiceClient {
 public:
     explicit OtherClient(ServiceInfo& info) : mProtocol(info.protocol()) {}
@@ -28,13 +39,34 @@ public:
             version ? MVServiceReply::VERSION : MVServiceReply::COMMON);
         sp<DeserializationContent> answer = new Answer;
         reply->deserialization(answer);
+        if (mListener != nullptr) notify(answer);
         return reply;
     }
-    int32_t setNotifyListener(sp<ServiceNotifyListener>& /*listener*/) override { return 0; }
-    int32_t removeNotifyListener(sp<ServiceNotifyListener>& /*listener*/) override { return 0; }
+    int32_t setNotifyListener(sp<ServiceNotifyListener>& listener) override {
+        mListener = listener;
+        return 0;
+    }
+    int32_t removeNotifyListener(sp<ServiceNotifyListener>& listener) override {
+        if (mListener == listener) mListener = nullptr;
+        return 0;
+    }
 
 private:
+    void notify(sp<DeserializationContent>& content) {
+        sp<ServiceNotify> event =
+            mProtocol->notifyFactory()->create(MVServiceNotify::MANAGER_COMMON);
+        event->deserialization(content);
+        mListener->onNotify(event);
+        sp<OtherStatus> status = new OtherStatus;
+        status->status = 1;
+        sp<ServiceNotify> own = status;
+        mListener->onNotify(own);
+        sp<ServiceNotify> none;
+        mListener->onNotify(none);
+    }
+
     const sp<ServiceProtocol> mProtocol;
+    sp<ServiceNotifyListener> mListener;
 };
 
 }  // namespace

@@ -185,6 +185,43 @@ TEST_F(RecorderTest, aLossIsRecordedAndThatThereIsNoService) {
     EXPECT_EQ(lines(mFile), (Lines{"0 begin 0", "0 not-bound", "0 not-bound"}));
 }
 
+// It answers and notifies on the thread that requests, and nobody but itself knows what its own
+// notification can do.
+TEST_F(RecorderTest, anotherFrameworkIsRecordedToo) {
+    const Environment environment(mFile);
+    setenv("LD_LIBRARY_PATH", OTHER_FRAMEWORK, 1);
+    Process process({OTHER_APPLICATION});
+    unsetenv("LD_LIBRARY_PATH");
+    EXPECT_EQ(process.wait(), 0) << process.errors();
+    EXPECT_EQ(process.output(), "service version 3.6.44, startup 42\n");
+    EXPECT_EQ(faults(mFile), "");
+    EXPECT_EQ(lines(mFile), (Lines{
+                                "0 begin 0",
+                                "1 bound",
+                                "1 listener-set",
+                                "2 bound",
+                                R"(2 request getVersion version="")",
+                                R"(2 reply Version version="3.6.44")",
+                                "2 unbound",
+                                "1 request startup",
+                                "1 notify unknown@42 type=130 notifyType=42",
+                                "1 ended",
+                                "1 status 1",
+                                "1 ended",
+                                "1 reply Common result=42",
+                                "1 listener-removed",
+                                "1 unbound",
+                            }));
+}
+
+TEST_F(RecorderTest, aLibraryThatIsLoadedForItselfIsRecorded) {
+    Emulator emulator;
+    const Environment environment(mFile);
+    Process process({LOADING_APPLICATION, LIBRARY});
+    EXPECT_EQ(process.wait(), 0) << process.errors();
+    EXPECT_EQ(count(lines(mFile), "reply Version"), 1u);
+}
+
 TEST_F(RecorderTest, manyThreadsAreRecordedAtOnce) {
     Emulator emulator;
     std::string ids = "ids";
