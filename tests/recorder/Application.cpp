@@ -11,6 +11,8 @@
 #include <thread>
 #include <vector>
 
+#include "protocol/ServiceFramework.h"
+
 // Applications that end, multiply or work in ways that a recording must not mind. Each prints what
 // its operations answer.
 
@@ -119,11 +121,24 @@ int forked(ZRMirvoManager* instance) {
     return 0;
 }
 
+// A client library of something else, over the same framework.
+class OtherInfo final : public accessory::ServiceInfo {
+public:
+    const char* servicename() override { return "other.service"; }
+    accessory::sp<accessory::ServiceProtocol> protocol() override { return nullptr; }
+};
+
+int otherService() {
+    accessory::sp<accessory::ServiceInfo> info = new OtherInfo;
+    return accessory::ServiceDiscoverer::self()->bindTo(info) == nullptr ? 1 : 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
     const std::string role = argc > 1 ? argv[1] : "";
     const auto number = static_cast<unsigned int>(argc > 2 ? strtoul(argv[2], nullptr, 10) : 0);
+    if (role == "other-service") return otherService();
     ZRMirvoManager* instance = manager();
     int status = 2;
     if (role == "session") status = session(instance);

@@ -190,6 +190,8 @@ TEST_F(RecorderTest, aLossIsRecordedAndThatThereIsNoService) {
 TEST_F(RecorderTest, anotherFrameworkIsRecordedToo) {
     const Environment environment(mFile);
     setenv("LD_LIBRARY_PATH", OTHER_FRAMEWORK, 1);
+    expectGood(app("other-service"), "");
+    EXPECT_NE(access(mFile.c_str(), F_OK), 0);
     Process process({OTHER_APPLICATION});
     unsetenv("LD_LIBRARY_PATH");
     EXPECT_EQ(process.wait(), 0) << process.errors();
