@@ -1,15 +1,9 @@
 #include "tests/api/Facade.h"
 
-#include <unistd.h>
-
-#include <climits>
-#include <cstdlib>
 #include <memory>
 #include <regex>
 #include <tuple>
 #include <type_traits>
-
-#include "tests/support/Process.h"
 
 namespace zrmirvo {
 namespace {
@@ -107,21 +101,6 @@ const std::vector<Operation> kOperations = {
      "137: 7, 0, 1, 2, 3, 4, 5"},
     {"setFeature", with(&I::setFeature, 6, kData, 3), "136: 7, 1, 6, 3, {0a 0b 0c}", 131},
 };
-
-bool FacadeTest::inProcessOfItsOwn() {
-    constexpr const char* kMark = "FACADE_TEST_IN_PROCESS_OF_ITS_OWN";
-    if (getenv(kMark) != nullptr) return true;
-    char program[PATH_MAX] = {};
-    EXPECT_GT(readlink("/proc/self/exe", program, sizeof(program) - 1), 0);
-    const auto& test = *testing::UnitTest::GetInstance()->current_test_info();
-    const std::string name = std::string(test.test_suite_name()) + "." + test.name();
-    setenv(kMark, "1", 1);
-    testing_support::Process process({program, "--gtest_filter=" + name});
-    unsetenv(kMark);
-    EXPECT_EQ(process.wait(), 0) << process.output() << process.errors();
-    EXPECT_NE(process.output().find("[  PASSED  ] 1 test."), std::string::npos);
-    return false;
-}
 
 void FacadeTest::obtain() {
     {

@@ -109,11 +109,6 @@ protected:
     FacadeTest() { mFramework.onRequest(healthyService); }
     ~FacadeTest() override { release(); }
 
-    // Whether this process was started for the running test alone. If not, this runs the test in
-    // such a process, where it has to pass. A test that depends on an unknown version of the
-    // service, which a process keeps for good, begins with `if (!inProcessOfItsOwn()) return;`.
-    static bool inProcessOfItsOwn();
-
     // Obtains what there is not: the manager, and an instance for accessory 7. From here on the
     // service is healthy, and its version is known.
     void obtain();

@@ -1,6 +1,7 @@
 #include <algorithm>
 
 #include "tests/api/Facade.h"
+#include "tests/support/Process.h"
 #include "tests/support/Task.h"
 
 namespace zrmirvo {
@@ -52,7 +53,7 @@ void PrintTo(const Pair& pair, std::ostream* out) {
 class VersionTest : public FacadeTest, public testing::WithParamInterface<Pair> {};
 
 TEST_P(VersionTest, gate) {
-    if (!inProcessOfItsOwn()) return;
+    if (!testing_support::inProcessOfItsOwn()) return;
     const Pair& pair = GetParam();
     const bool opens = pair.lines.size() == 1;
     mFramework.answer(pair.server == nullptr ? "" : "133: \"" + std::string(pair.server) + "\"");
@@ -111,7 +112,7 @@ Numbers numbers(const ZRMirvoVersion& v) {
 }
 
 TEST_F(ManagerTest, versionNeedsNoManager) {
-    if (!inProcessOfItsOwn()) return;
+    if (!testing_support::inProcessOfItsOwn()) return;
     mFramework.answer("133: \"3.6\"");
     EXPECT_EQ(numbers(ZRMirvoManager::getVersion()), (Numbers{3, 6, 6, -1, -1, -1}));
     EXPECT_EQ(lines(), Lines{"E/ZRMirvo: get version number error!\n"});
@@ -125,7 +126,7 @@ TEST_F(ManagerTest, versionNeedsNoManager) {
 }
 
 TEST_F(ManagerTest, worksWithoutAService) {
-    if (!inProcessOfItsOwn()) return;
+    if (!testing_support::inProcessOfItsOwn()) return;
     mFramework.onBind([] { return false; });
     mManager = ZRMirvoManager::GetInstance("3.6");
     ASSERT_NE(mManager, nullptr);
@@ -163,7 +164,7 @@ TEST_F(ManagerTest, isDestroyedInOrderAndMadeAnew) {
 }
 
 TEST_F(ManagerTest, isNotOneThatWasReleasedDuringTheCheckOfItsVersion) {
-    if (!inProcessOfItsOwn()) return;
+    if (!testing_support::inProcessOfItsOwn()) return;
     Gate gate;
     hold("130:", gate);
     Task caller([&] { mManager = ZRMirvoManager::GetInstance("3.6"); });

@@ -59,7 +59,7 @@ protected:
     LogCapture mLog;
 };
 
-TEST_F(HostClientsTest, TellsTheHandlerWhoAsksAndWhenTheAnswerHasLeft) {
+TEST_F(HostClientsTest, tellsTheHandlerWhoAsksAndWhenTheAnswerHasLeft) {
     enum : int32_t { kAnswer = kEcho, kNone, kSilent, kTooLong };
     Pair pair = makePair();
     std::atomic<int> settled{0};
@@ -107,7 +107,7 @@ TEST_F(HostClientsTest, TellsTheHandlerWhoAsksAndWhenTheAnswerHasLeft) {
     EXPECT_TRUE(eventually([&] { return settled == requests + 1; }));
 }
 
-TEST_F(HostClientsTest, WaitsForRoomSoThatABurstReachesASlowClient) {
+TEST_F(HostClientsTest, waitsForRoomSoThatABurstReachesASlowClient) {
     Host host(new TestInfo, echo, {"", 10 * kLarge, {}});
     const UniqueFd peer = listen(host);
     std::thread notifying([&] {
@@ -121,7 +121,7 @@ TEST_F(HostClientsTest, WaitsForRoomSoThatABurstReachesASlowClient) {
     EXPECT_TRUE(mLog.take("ServiceFramework").empty());
 }
 
-TEST_F(HostClientsTest, DoesNotWaitForAClientThatTakesNothing) {
+TEST_F(HostClientsTest, doesNotWaitForAClientThatTakesNothing) {
     Host host(new TestInfo, echo, {"", 100 * kLarge, {}});
     const UniqueFd stuck = listen(host);
     // More than half of the queue, whatever fits into the socket.
@@ -134,7 +134,7 @@ TEST_F(HostClientsTest, DoesNotWaitForAClientThatTakesNothing) {
     EXPECT_EQ(numbers(healthy, 1), std::vector<int32_t>{7});
 }
 
-TEST_F(HostClientsTest, CountsWhatWasNotTaken) {
+TEST_F(HostClientsTest, countsWhatWasNotTaken) {
     constexpr int32_t kCount = 20;
     for (const bool reads : {false, true}) {
         Host host(new TestInfo, echo);
@@ -152,7 +152,7 @@ TEST_F(HostClientsTest, CountsWhatWasNotTaken) {
     }
 }
 
-TEST_F(HostClientsTest, CutsOffAProcessThatDoesNotKeepUp) {
+TEST_F(HostClientsTest, cutsOffAProcessThatDoesNotKeepUp) {
     std::atomic<size_t> reported{SIZE_MAX};
     Host host(new TestInfo, echo, {"", 20 * kLarge, [&](size_t clients) { reported = clients; }});
     Pair other = makePair();

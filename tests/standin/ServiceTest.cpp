@@ -234,7 +234,7 @@ TEST_F(ServiceTest, startsNoDeliveryAfterTheListenerHasGone) {
     }
 }
 
-TEST_F(ServiceTest, LeavesTheSignalsOfCrashesAndProfilersOpenInCallbacks) {
+TEST_F(ServiceTest, leavesTheSignalsOfCrashesAndProfilersOpenInCallbacks) {
     const sp<ServiceClient> client = bind();
     sigset_t blocked;
     Signal seen;
@@ -264,7 +264,7 @@ TEST_F(ServiceTest, skipsAListenerThatAnotherHasRemoved) {
     EXPECT_TRUE(eventually([&] { return removing->released(); }));
 }
 
-TEST_F(ServiceTest, ReachesTheClientsOfOneProcessOnly) {
+TEST_F(ServiceTest, reachesTheClientsOfOneProcessOnly) {
     mService.kill();
     ServiceHost host(new TestInfo, echo);
     ASSERT_TRUE(host.start());

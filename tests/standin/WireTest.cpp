@@ -133,7 +133,7 @@ TEST_F(WireTest, clientSkipsAnswersToEarlierRequests) {
     EXPECT_EQ(ask(clientOf(std::move(pair.own)), 5), 5);
 }
 
-TEST_F(WireTest, TakesNoMessageThatEndsEarly) {
+TEST_F(WireTest, takesNoMessageThatEndsEarly) {
     NotifyPool::instance().start();
     const Bytes shorts[] = {{}, {5, 0, 0, 0, 2, 0, 0}, {5, 0, 0, 0, 2, 0, 0, 0, 5}};
     const Bytes longer = {5, 0, 0, 0, 0, 0, 0, 0, 9, 9};
@@ -198,7 +198,7 @@ TEST_F(WireTest, losesTheServiceOnNonsenseWhereItListens) {
     }
 }
 
-TEST_F(WireTest, TellsWhyItWasCutOff) {
+TEST_F(WireTest, tellsWhyItWasCutOff) {
     NotifyPool::instance().start();
     Pair listening = makePair();
     sendTo(listening.peer, frame(FrameKind::kListening, 0, 0));

@@ -12,8 +12,8 @@ namespace testing_support {
 [[nodiscard]] bool eventually(const std::function<bool()>& condition);
 
 // Whether this process was started for the running test alone. If not, this runs the test in such a
-// process, where it has to pass. A test that needs a process which has not used the library begins with
-// `if (!inProcessOfItsOwn()) return;`.
+// process, where it has to pass. A test that needs a process which has not used the library yet
+// begins with `if (!inProcessOfItsOwn()) return;`.
 bool inProcessOfItsOwn();
 
 // How many entries a folder has.

@@ -12,7 +12,7 @@ namespace {
 
 class MirvoctlTest : public ToolsTest {};
 
-TEST_F(MirvoctlTest, CommandsReachTheService) {
+TEST_F(MirvoctlTest, commandsReachTheService) {
     const std::string feature = mFolder.write("feature", "AB\n");
     const struct {
         std::string words;
@@ -87,7 +87,7 @@ TEST_F(MirvoctlTest, CommandsReachTheService) {
     EXPECT_TRUE(contains(asked.output, "onTimeDateResponse accessory=7 date1=20")) << asked.output;
 }
 
-TEST_F(MirvoctlTest, EventsReachTheMonitor) {
+TEST_F(MirvoctlTest, eventsReachTheMonitor) {
     const struct {
         const char* command;
         const char* shown;
@@ -138,7 +138,7 @@ TEST_F(MirvoctlTest, EventsReachTheMonitor) {
     EXPECT_EQ(128 + SIGKILL, emulator.wait());
 }
 
-TEST_F(MirvoctlTest, AnswersDecideTheExitStatus) {
+TEST_F(MirvoctlTest, answersDecideTheExitStatus) {
     const struct {
         const char* commands;
         const char* words;
@@ -180,7 +180,7 @@ TEST_F(MirvoctlTest, AnswersDecideTheExitStatus) {
     }
 }
 
-TEST_F(MirvoctlTest, AServiceGoesAway) {
+TEST_F(MirvoctlTest, aServiceGoesAway) {
     EXPECT_EQ(3, ctl("startup").status);
     EXPECT_TRUE(contains(ctl("startup").errors, "start it, or mirvo-emulator in its place"));
     {
@@ -210,7 +210,7 @@ TEST_F(MirvoctlTest, AServiceGoesAway) {
     EXPECT_EQ(3, ctl("ids").status);
 }
 
-TEST_F(MirvoctlTest, BadCommandLinesAreRefused) {
+TEST_F(MirvoctlTest, badCommandLinesAreRefused) {
     const struct {
         const char* words;
         const char* error;
@@ -239,7 +239,7 @@ TEST_F(MirvoctlTest, BadCommandLinesAreRefused) {
     }
 }
 
-TEST_F(MirvoctlTest, AShellKeepsItsConnection) {
+TEST_F(MirvoctlTest, aShellKeepsItsConnection) {
     Emulator emulator;
     const Result result = ctl("shell",
                               "startup # now\n\ndevice 7 calibrate\ndevice 7 calibrate\n"
@@ -257,7 +257,7 @@ TEST_F(MirvoctlTest, AShellKeepsItsConnection) {
     EXPECT_FALSE(contains(requests, "shutdown"));
 }
 
-TEST_F(MirvoctlTest, AShellFindsTheServiceAgain) {
+TEST_F(MirvoctlTest, aShellFindsTheServiceAgain) {
     auto emulator = std::make_unique<Emulator>();
     Process shell({MIRVOCTL, "shell"});
     shell.type("device 7 calibrate");
@@ -275,12 +275,12 @@ TEST_F(MirvoctlTest, AShellFindsTheServiceAgain) {
     shell.waitForLine("sendCalibrateEvent: ok");
 }
 
-TEST_F(MirvoctlTest, TheTraceIsShownOnRequest) {
+TEST_F(MirvoctlTest, theTraceIsShownOnRequest) {
     Emulator emulator;
     EXPECT_TRUE(contains(ctl("--verbose startup").errors, "[MirvoManager[c]][startup] [--IN--]"));
 }
 
-TEST_F(MirvoctlTest, CompletionKnowsTheCommands) {
+TEST_F(MirvoctlTest, completionKnowsTheCommands) {
     for (const std::string words : {"", "device 7"}) {
         SCOPED_TRACE(words);
         std::istringstream help(ctl(words + " --help").output);
@@ -300,7 +300,7 @@ TEST_F(MirvoctlTest, CompletionKnowsTheCommands) {
 }
 
 // Through a shell, which has what it takes to lose a reader.
-TEST_F(MirvoctlTest, StandardOutputThatFailsEndsTheTool) {
+TEST_F(MirvoctlTest, standardOutputThatFailsEndsTheTool) {
     const struct {
         const char* command;
         int status;

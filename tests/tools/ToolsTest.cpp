@@ -9,7 +9,7 @@ namespace tools_test {
 namespace {
 
 // Without a service, since nothing of this may even look for one.
-TEST_F(ToolsTest, MistakesInScriptsHaveTheirLine) {
+TEST_F(ToolsTest, mistakesInScriptsHaveTheirLine) {
     const struct {
         const char* script;
         const char* errors;
@@ -57,7 +57,7 @@ TEST_F(ToolsTest, MistakesInScriptsHaveTheirLine) {
     EXPECT_TRUE(contains(typed.output(), "> attach 8"));
 }
 
-TEST_F(ToolsTest, AScriptFollowsTheRequests) {
+TEST_F(ToolsTest, aScriptFollowsTheRequests) {
     const std::string script = mFolder.write("script",
                                              "ids 7 8\n"
                                              "once answer startup 5\n"
@@ -104,7 +104,7 @@ TEST_F(ToolsTest, AScriptFollowsTheRequests) {
     EXPECT_EQ(0, emulator.wait());
 }
 
-TEST_F(ToolsTest, WhatWasAskedBeforeTheEndIsAnswered) {
+TEST_F(ToolsTest, whatWasAskedBeforeTheEndIsAnswered) {
     const std::string script = mFolder.write("script", "wait-for shutdown\nquit\n");
     for (int i = 0; i < 20; ++i) {
         Process emulator({MIRVO_EMULATOR, "--quiet", "--script", script});
