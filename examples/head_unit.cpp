@@ -2,6 +2,7 @@
 // the projection service to its loss and back. It prints a line for each call with its status and
 // one for each callback, and ends by itself: with 0 when everything went well, otherwise with 1.
 
+#include <zrmirvo/Version.h>
 #include <zrmirvo/ZRMirvoManager.h>
 
 #include <algorithm>
@@ -261,7 +262,7 @@ bool projectPhone(ZRMirvoManager* manager, Inbox& inbox) {
 ZRMirvoManager* obtain(ServiceEvents& events, int attempts) {
     milliseconds pause(100);
     for (int attempt = 1;; ++attempt) {
-        ZRMirvoManager* manager = ZRMirvoManager::GetInstance("3.6");
+        ZRMirvoManager* manager = ZRMirvoManager::GetInstance(ZRMIRVO_VERSION_TEXT);
         say(std::string("GetInstance = ") + (manager == nullptr ? "null" : "a manager"));
         if (manager != nullptr) {
             manager->RegisterCallback(&events);

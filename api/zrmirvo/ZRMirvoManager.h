@@ -18,7 +18,7 @@ struct ZRMirvoVersion {
 
 // The projection service as a whole. There is one manager in a process.
 //
-//     ZRMirvoManager* manager = ZRMirvoManager::GetInstance("3.6");
+//     ZRMirvoManager* manager = ZRMirvoManager::GetInstance(ZRMIRVO_VERSION_TEXT);
 //     if (manager != nullptr && manager->startup() == 0) { … }
 //     ZRMirvoManager::ReleaseInstance(manager);
 //
