@@ -13,6 +13,7 @@
 #include "mirvoctl/Connection.h"
 #include "mirvoctl/Monitor.h"
 #include "mirvoctl/Output.h"
+#include "protocol/LogPriority.h"
 #include "tool/Text.h"
 
 namespace {
@@ -84,8 +85,10 @@ int main(int argc, char** argv) {
         ->excludes(quiet);
     // Before the command runs, which CLI11 does at the end of parse().
     app.parse_complete_callback([&] {
-        const int otherwise = output.quiet ? ANDROID_LOG_SILENT : ANDROID_LOG_ERROR;
-        __android_log_set_minimum_priority(verbose ? ANDROID_LOG_DEBUG : otherwise);
+        __android_log_set_minimum_priority(output.quiet ? ANDROID_LOG_SILENT
+                                           : verbose    ? ANDROID_LOG_DEBUG
+                                                        : ANDROID_LOG_ERROR);
+        if (!output.quiet && !verbose) accessory::setLogPriorityFromEnvironment();
     });
 
     int status = kDone;

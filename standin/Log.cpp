@@ -5,7 +5,17 @@
 #include <cstdarg>
 #include <system_error>
 
+#include "protocol/LogPriority.h"
+
 namespace accessory::standin {
+namespace {
+
+// Runs when the library is loaded, so that any application that uses it can be watched.
+__attribute__((constructor)) void setLogPriority() {
+    setLogPriorityFromEnvironment();
+}
+
+}  // namespace
 
 void logError(const char* format, ...) {
     va_list arguments;

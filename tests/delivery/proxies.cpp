@@ -1,4 +1,4 @@
-// Uses the client proxies without the facade and shows their call trace, as a program outside of
+// Uses the client proxies without the facade and writes to the log, as a program outside of
 // this repository would.
 
 #include <accessory/MirvoManager.h>
@@ -24,12 +24,11 @@ class Notifier : public accessory::MirvoNotifier {
 }  // namespace
 
 int main() {
-    __android_log_set_minimum_priority(ANDROID_LOG_DEBUG);
+    __android_log_print(ANDROID_LOG_DEBUG, "outside", "built with %s", ZRMIRVO_VERSION_TEXT);
     android::ProcessState::self()->startThreadPool();
     const android::sp<accessory::MirvoManager> manager = new accessory::MirvoManager;
     const int started = manager->startup();
     const android::sp<accessory::Mirvo> phone = manager->getMirvo(7);
     if (phone == nullptr || phone->setNotifier(new Notifier) != 0) return 1;
-    std::printf("built with " ZRMIRVO_VERSION_TEXT ": startup %d, key %d\n", started,
-                phone->sendKeyEvent(4, true));
+    std::printf("startup %d, key %d\n", started, phone->sendKeyEvent(4, true));
 }
