@@ -76,13 +76,12 @@ install(FILES ${PROJECT_BINARY_DIR}/zrmirvoConfig.cmake
   COMPONENT development)
 
 # What a pkg-config file says of Android's libraries. Where the dynamic linker does not search for
-# them, a program that uses them needs the run path, too.
+# them, a program that uses them needs the run path, too. A program that uses only the library does
+# not: the linker finds them by the library's own run path, below its system root.
 set(android_cflags "-isystem ${android_include_dir}")
 set(android_libs -L${android_library_dir})
-set(android_link_path "")
 if(ZRMIRVO_ANDROID_RPATH)
   string(APPEND android_libs " -Wl,-rpath,${ZRMIRVO_ANDROID_RPATH}")
-  set(android_link_path :${android_library_dir})
 endif()
 file(RELATIVE_PATH prefix_from_pc /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
 string(REGEX REPLACE "/$" "" prefix_from_pc ${prefix_from_pc})
