@@ -2,8 +2,10 @@
 
 #include <array>
 #include <cstdint>
+#include <string>
 
 #include "protocol/ServiceContract.h"
+#include "tool/Lines.h"
 #include "tool/Text.h"
 
 // The notifications that the service pushes.
@@ -11,6 +13,15 @@
 namespace emulator {
 
 using Notification = accessory::sp<accessory::ServiceNotify>;
+
+// A notification that a command asks for.
+struct Event {
+    Notification notification;
+    // Its name and its fields, as in JSON.
+    tool::Json shown;
+    // The command as it was given.
+    std::string command;
+};
 
 // About the service as a whole: `code` is a ManagerEvent.
 Notification managerEvent(int32_t code, uint32_t accessoryId);

@@ -1,8 +1,12 @@
 #include "emulator/Operations.h"
 
+#include <algorithm>
+#include <iterator>
+
 #include "protocol/AccessoryMessages.h"
 #include "protocol/MVCodes.h"
 #include "protocol/ManagerMessages.h"
+#include "protocol/MirvoServiceInfo.h"
 #include "tool/Text.h"
 
 namespace emulator {
@@ -113,6 +117,8 @@ constexpr Operation kOperations[] = {
      R::COMMON, displayArguments},
 };
 
+static_assert(std::size(kOperations) + 1 == kOperationCount);
+
 // What tells the requests of one class apart.
 int32_t commandOf(ServiceItem& item) {
     switch (item.type()) {
@@ -150,6 +156,23 @@ const Operation* findOperation(const std::string& name) {
     return nullptr;
 }
 
+std::vector<std::string> operationNames() {
+    std::vector<std::string> names;
+    for (const Operation& operation : kOperations)
+        names.emplace_back(operation.name);
+    return names;
+}
+
+bool concernsAccessory(const Operation& operation) {
+    return operation.item >= I::ACCESSORY_COMMON || operation.command == MV_COMMAND_GET_MIRVO;
+}
+
+Json emptyArguments(const Operation& operation) {
+    const sp<ServiceInfo> info = new MirvoServiceInfo;
+    const sp<ServiceItem> item = info->protocol()->itemFactory()->create(operation.item);
+    return operation.arguments(*item);
+}
+
 const char* replyName(int32_t type) {
     switch (type) {
         case R::COMMON:
@@ -163,19 +186,35 @@ const char* replyName(int32_t type) {
     }
 }
 
-Request decode(ServiceItem& item) {
+Request identify(ServiceItem& item) {
     Request request;
     const int32_t command = commandOf(item);
-    request.name = "unknown";
     request.accessory = accessoryOf(item, command);
-    request.arguments = {{"item", item.type()}, {"command", command}};
     for (const Operation& operation : kOperations) {
         if (operation.item != item.type() || operation.command != command) continue;
         request.operation = &operation;
-        request.name = operation.name;
-        request.arguments = operation.arguments(item);
+        break;
     }
     return request;
+}
+
+Json argumentsOf(const Request& request, ServiceItem& item) {
+    if (request.operation != nullptr) return request.operation->arguments(item);
+    return {{"item", item.type()}, {"command", commandOf(item)}};
+}
+
+size_t blockBytes(ServiceItem& item) {
+    int64_t bytes = 0;
+    if (item.type() == I::ACCESSORY_RAW_DATA) bytes = as<MVSItemAccessoryRawData>(item).size;
+    if (item.type() == I::ACCESSORY_TOUCH_EVENT) {
+        bytes = as<MVSItemAccessoryTouchEvent>(item).count * int64_t{3 * sizeof(int32_t)};
+    }
+    return static_cast<size_t>(std::max<int64_t>(bytes, 0));
+}
+
+size_t indexOf(const Operation* operation) {
+    return operation == nullptr ? std::size(kOperations)
+                                : static_cast<size_t>(operation - std::begin(kOperations));
 }
 
 }  // namespace emulator

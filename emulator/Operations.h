@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "protocol/ServiceContract.h"
 #include "tool/Lines.h"
@@ -27,19 +28,38 @@ struct Operation {
 // Null when there is none of that name.
 const Operation* findOperation(const std::string& name);
 
+std::vector<std::string> operationNames();
+
+// Whether each request of the operation concerns one accessory.
+bool concernsAccessory(const Operation& operation);
+
+// The arguments of a request that was made empty: their names, and the kinds of their values.
+Json emptyArguments(const Operation& operation);
+
 // The name of a reply class, as the library's log has it.
 const char* replyName(int32_t type);
 
-// One request, decoded.
+// What a request is.
 struct Request {
     // Null for a command that no operation has.
     const Operation* operation = nullptr;
-    std::string name;
     // Whom it concerns, when that is one accessory.
     std::optional<uint32_t> accessory;
-    Json arguments = Json::object();
+
+    const char* name() const { return operation == nullptr ? "unknown" : operation->name; }
 };
 
-Request decode(accessory::ServiceItem& item);
+// Looks at the class and the command only, which costs nothing.
+Request identify(accessory::ServiceItem& item);
+
+// The arguments of a request by name.
+Json argumentsOf(const Request& request, accessory::ServiceItem& item);
+
+// The bytes that a request holds besides its numbers and texts.
+size_t blockBytes(accessory::ServiceItem& item);
+
+// The number of an operation, for arrays with kOperationCount places. Null has the last.
+size_t indexOf(const Operation* operation);
+constexpr size_t kOperationCount = 24;
 
 }  // namespace emulator

@@ -1,34 +1,122 @@
 #include "emulator/Printer.h"
 
+#include <unistd.h>
+
+#include <cstdio>
+#include <map>
+
+#include "emulator/RequestLog.h"
+
 namespace emulator {
 
-using tool::dump;
-using tool::pairs;
+using accessory::ServiceHost;
 
-void Printer::ready(const std::string& service) const {
-    mOutput.writeLine(mJson ? dump({{"ready", service}}) : "ready: " + service);
+Printer::Printer(tool::StandardOutput& output, const Options& options)
+    : mOptions(options), mLines(output, [this](size_t count) { return dropped(count); }) {}
+
+void Printer::put(const std::string& line) {
+    mLines.put(mOptions.timestamps ? mClock.prefix(mClock.milliseconds()) + line : line);
 }
 
-void Printer::request(const Request& request, const Json& answer) const {
-    if (mQuiet) return;
-    if (mJson) {
-        Json line = {{"request", request.name}};
-        if (request.accessory) line["accessory"] = *request.accessory;
-        line["arguments"] = request.arguments;
-        line["answer"] = answer;
-        mOutput.writeLine(dump(line));
-        return;
+void Printer::put(const Json& fields) {
+    Json line = {{"time", mClock.milliseconds()}};
+    line.update(fields);
+    mLines.put(tool::dump(line));
+}
+
+std::string Printer::dropped(size_t count) const {
+    if (mOptions.json) {
+        return tool::dump({{"time", mClock.milliseconds()}, {"dropped", count}});
     }
-    std::string line = request.name;
-    if (request.accessory) line += " accessory=" + std::to_string(*request.accessory);
-    line += pairs(request.arguments) + " ->";
-    line += answer.contains("silent") ? " silent" : pairs(answer);
-    mOutput.writeLine(line);
+    return "dropped " + std::to_string(count) + " lines that nobody read in time";
 }
 
-void Printer::event(const std::string& command) const {
-    if (mQuiet) return;
-    mOutput.writeLine(mJson ? dump({{"event", command}}) : "> " + command);
+void Printer::ready(const std::string& service, const std::string& directory) {
+    if (!mOptions.json) return put("ready: " + service + " in " + directory);
+    put({{"ready", service}, {"directory", directory}, {"pid", getpid()}});
+}
+
+void Printer::outcome(const Outcome& outcome) {
+    const bool good = outcome.error.empty();
+    if (mOptions.json) {
+        Json fields = {{"command", outcome.command}, {"ok", good}};
+        if (!outcome.place.empty()) fields["place"] = outcome.place;
+        if (!good) fields.update({{"error", outcome.error}, {"exit", outcome.exit}});
+        put(fields);
+    }
+    if (good) return;
+    const std::string place = outcome.place.empty() ? "mirvo-emulator" : outcome.place;
+    fprintf(stderr, "%s: %s\n", place.c_str(), outcome.error.c_str());
+}
+
+void Printer::request(const Request& request, accessory::ServiceItem& item, const Asker& asker,
+                      const Reply& reply, const Rule& rule) {
+    if (mOptions.quiet) return;
+    const Json arguments = argumentsOf(request, item);
+    const Json answer = answerShown(reply, rule);
+    if (mOptions.json) {
+        Json fields = {{"request", request.name()}};
+        if (request.accessory) fields["accessory"] = *request.accessory;
+        fields.update({{"pid", asker.process}, {"connection", asker.connection}});
+        fields["arguments"] = arguments;
+        fields["answer"] = answer;
+        return put(fields);
+    }
+    std::string line = shown(request, arguments) + " ->";
+    if (reply != nullptr) {
+        line += tool::pairs(answer);
+    } else {
+        line += rule.instead == Rule::Instead::kSilence ? " silent" : " no-reply";
+    }
+    if (mOptions.clients) {
+        line += " (process " + std::to_string(asker.process) + ", connection " +
+                std::to_string(asker.connection) + ")";
+    }
+    put(line);
+}
+
+void Printer::event(const Event& event) {
+    if (mOptions.quiet) return;
+    if (!mOptions.json) return put("> " + event.command);
+    Json fields = event.shown;
+    fields["command"] = event.command;
+    put(fields);
+}
+
+void Printer::clients(const std::vector<ServiceHost::Connection>& connections) {
+    // One client is one process, whatever connections it has.
+    std::map<pid_t, Json> clients;
+    for (const ServiceHost::Connection& connection : connections) {
+        Json& client = clients[connection.process];
+        if (client.is_null()) {
+            client = {{"pid", connection.process}, {"connections", Json::array()}, {"listens", 0}};
+        }
+        client["connections"].push_back(connection.number);
+        if (connection.listens) client["listens"] = client["listens"].get<int>() + 1;
+    }
+    if (mOptions.json) {
+        Json list = Json::array();
+        for (const auto& [pid, client] : clients)
+            list.push_back(client);
+        return put({{"clients", list}});
+    }
+    if (clients.empty()) put(std::string("no clients"));
+    for (const auto& [pid, client] : clients)
+        put("client" + tool::pairs(client));
+}
+
+void Printer::help(const std::string& text) {
+    if (mOptions.json) return put({{"help", text}});
+    mLines.put(text.substr(0, text.rfind('\n')));
+}
+
+void Printer::end(int exit, size_t notTaken) {
+    if (notTaken > 0) {
+        fprintf(stderr, "mirvo-emulator: %zu notifications were not taken by their clients\n",
+                notTaken);
+    }
+    if (!mOptions.json) return;
+    put({{"end", true}, {"exit", exit}, {"notTaken", notTaken}});
 }
 
 }  // namespace emulator

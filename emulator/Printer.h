@@ -1,27 +1,74 @@
 #pragma once
 
-#include <string>
+#include <sys/types.h>
 
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "emulator/Events.h"
+#include "emulator/LineQueue.h"
 #include "emulator/Operations.h"
+#include "emulator/World.h"
+#include "standin/ServiceHost.h"
+#include "tool/Clock.h"
 #include "tool/StandardOutput.h"
 
 namespace emulator {
 
-// Writes what happens to standard output, one line each. One thread at a time.
+// Who asks.
+struct Asker {
+    pid_t process;
+    uint32_t connection;
+};
+
+// How a command ended.
+struct Outcome {
+    // The command, or what of it is worth telling.
+    std::string command;
+    // Where it stands, as "FILE:LINE".
+    std::string place;
+    // Empty where all is well. Otherwise the sentence that standard error gets, too.
+    std::string error;
+    int exit = 0;
+};
+
+// Writes what happens to standard output, one line each: in words, or as JSON of which
+// docs/mirvo-emulator.schema.json describes every line. Thread-safe.
 class Printer {
 public:
-    Printer(tool::StandardOutput& output, bool json, bool quiet)
-        : mOutput(output), mJson(json), mQuiet(quiet) {}
+    struct Options {
+        bool json = false;
+        bool quiet = false;
+        bool timestamps = false;
+        bool clients = false;
+    };
 
-    // Not even --quiet hides it: others wait for this line.
-    void ready(const std::string& service) const;
-    void request(const Request& request, const Json& answer) const;
-    void event(const std::string& command) const;
+    Printer(tool::StandardOutput& output, const Options& options);
+
+    // Not even --quiet hides these two: others wait for them.
+    void ready(const std::string& service, const std::string& directory);
+    void outcome(const Outcome& outcome);
+
+    void request(const Request& request, accessory::ServiceItem& item, const Asker& asker,
+                 const Reply& reply, const Rule& rule);
+    void event(const Event& event);
+    void clients(const std::vector<accessory::ServiceHost::Connection>& connections);
+    void help(const std::string& text);
+    // The last line: with which status the emulator ends, and what it could not do before.
+    void end(int exit, size_t notTaken);
+
+    LineQueue& lines() { return mLines; }
 
 private:
-    tool::StandardOutput& mOutput;
-    bool mJson;
-    bool mQuiet;
+    void put(const std::string& line);
+    // Adds the time as the first field.
+    void put(const Json& fields);
+    std::string dropped(size_t count) const;
+
+    const Options mOptions;
+    const tool::Clock mClock;
+    LineQueue mLines;
 };
 
 }  // namespace emulator

@@ -1,95 +1,108 @@
 #include "emulator/Script.h"
 
-#include <unistd.h>
+#include <algorithm>
 
-#include <cerrno>
-#include <cstdio>
-#include <fstream>
-#include <system_error>
+#include "emulator/ExitStatus.h"
 
 namespace emulator {
-namespace {
 
-void complain(const std::string& file, size_t line, const char* why) {
-    fprintf(stderr, "%s:%zu: %s\n", file.c_str(), line, why);
+using std::chrono::steady_clock;
+
+void Script::limit(Milliseconds limit) {
+    mLimit = steady_clock::now() + limit;
+    mLimitLength = limit;
 }
 
-// Lines of a file descriptor on which the main thread may wait.
-class LineReader {
-public:
-    LineReader(int fd, tool::Waker& waker) : mFd(fd), mWaker(waker) {}
-
-    // The next line. False at the end of the input and when a signal has come.
-    bool next(std::string& line) {
-        size_t end = mBuffer.find('\n');
-        while (end == std::string::npos && fill())
-            end = mBuffer.find('\n');
-        if (mWaker.interrupted() || mBuffer.empty()) return false;
-        line = mBuffer.substr(0, end);
-        mBuffer.erase(0, end == std::string::npos ? end : end + 1);
-        return true;
-    }
-
-private:
-    bool fill() {
-        if (!mWaker.waitReadable(mFd)) return false;
-        char bytes[4096];
-        const ssize_t count = read(mFd, bytes, sizeof(bytes));
-        if (count > 0) mBuffer.append(bytes, static_cast<size_t>(count));
-        return count > 0;
-    }
-
-    int mFd;
-    tool::Waker& mWaker;
-    std::string mBuffer;
-};
-
-}  // namespace
-
-bool readScript(const std::string& path, std::vector<Command>& commands) {
-    std::ifstream file(path);
-    if (!file) {
-        fprintf(stderr, "%s: %s\n", path.c_str(), std::generic_category().message(errno).c_str());
-        return false;
-    }
-    Parser parser;
-    bool good = true;
-    size_t number = 0;
-    for (std::string line; std::getline(file, line);) {
-        ++number;
-        try {
-            if (Command command = parser.feed(line)) commands.push_back(std::move(command));
-        } catch (const SyntaxError& error) {
-            complain(path, number, error.what());
-            good = false;
-        }
-    }
-    if (file.bad()) {
-        fprintf(stderr, "%s: %s\n", path.c_str(), std::generic_category().message(errno).c_str());
-        return false;
-    }
-    if (!parser.open()) return good;
-    complain(path, number, "repeat without end");
-    return false;
+void Script::run(const Step& step) {
+    Run(*this, /*reaction=*/false).all({step});
 }
 
-bool runStandardInput(Session& session) {
-    const bool terminal = isatty(STDIN_FILENO) == 1;
-    LineReader reader(STDIN_FILENO, session.waker);
-    Parser parser;
-    size_t number = 0;
-    for (std::string line; !session.over() && reader.next(line);) {
-        ++number;
-        try {
-            if (const Command command = parser.feed(line)) command(session);
-        } catch (const SyntaxError& error) {
-            complain("<stdin>", number, error.what());
-            if (!terminal) return false;
-        }
+bool Script::waitUntil(const std::function<bool()>& done) {
+    mWaker.waitUntil([&] { return mQuit || done(); }, mLimit);
+    return !over();
+}
+
+bool Script::waitForRequests(const std::function<bool(RequestLog&)>& done,
+                             std::optional<Milliseconds> within) {
+    std::optional<Time> until = mLimit;
+    if (within) {
+        const Time own = steady_clock::now() + *within;
+        until = until ? std::min(*until, own) : own;
     }
-    if (!parser.open() || session.over()) return true;
-    complain("<stdin>", number, "repeat without end");
-    return false;
+    bool met = false;
+    service.watch(true);
+    mWaker.waitUntil(
+        [&] {
+            service.look([&](RequestLog& log) { met = done(log); });
+            return met || mQuit;
+        },
+        until);
+    service.watch(false);
+    return met;
+}
+
+void Script::pause(Milliseconds milliseconds) {
+    Time until = steady_clock::now() + milliseconds;
+    if (mLimit) until = std::min(until, *mLimit);
+    mWaker.waitUntil([this] { return mQuit.load(); }, until);
+}
+
+void Script::fail(const std::string& why) {
+    if (mFailed) return;
+    mFailed = true;
+    Outcome outcome;
+    if (mStep != nullptr) {
+        outcome.command = mStep->command;
+        outcome.place = mStep->place;
+    }
+    outcome.error = why;
+    outcome.exit = kNotMet;
+    printer.outcome(outcome);
+}
+
+void Script::quit() {
+    mQuit = true;
+    mWaker.wake();
+}
+
+bool Script::over() {
+    if (mQuit || mFailed) return true;
+    if (mWaker.interrupted()) return true;
+    if (!mLimit || steady_clock::now() < *mLimit) return false;
+    fail("the script is not over after " + std::to_string(mLimitLength.count()) + " ms");
+    return true;
+}
+
+void Run::all(const std::vector<Step>& steps) {
+    for (const Step& step : steps) {
+        if (over()) return;
+        mStep = &step;
+        if (!mReaction) script.mStep = &step;
+        step.action(*this);
+    }
+}
+
+void Run::pause(uint32_t milliseconds) {
+    if (mReaction) return service.delay(milliseconds);
+    script.pause(Script::Milliseconds(milliseconds));
+}
+
+void Run::fail(const std::string& why) {
+    if (!mReaction) return script.fail(why);
+    Outcome outcome;
+    outcome.command = mStep->command;
+    outcome.place = mStep->place;
+    outcome.error = why;
+    outcome.exit = kDone;
+    script.printer.outcome(outcome);
+}
+
+void Run::push(const Event& event, std::optional<pid_t> process) {
+    if (!mReaction) {
+        service.waitForRoom();
+        script.printer.lines().waitForRoom([this] { return over(); });
+    }
+    service.push(event, process);
 }
 
 }  // namespace emulator

@@ -1,19 +1,105 @@
 #pragma once
 
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
-#include "emulator/Commands.h"
+#include "emulator/Printer.h"
+#include "emulator/Service.h"
+#include "tool/Waker.h"
+
+// Commands that have been read, and how they are run.
 
 namespace emulator {
 
-// All commands of a file, read before any of them runs. False, with one line on standard error for
-// each mistake, when it cannot be used.
-bool readScript(const std::string& path, std::vector<Command>& commands);
+class Run;
 
-// Reads commands from standard input and runs each as it comes, until the input ends or the session
-// is over. At a terminal the session survives a mistake; otherwise it is false, since whoever
-// writes there would not notice.
-bool runStandardInput(Session& session);
+// One command.
+struct Step {
+    // "FILE:LINE".
+    std::string place;
+    std::string command;
+    std::function<void(Run&)> action;
+};
+
+// Kept by those who run it, which may be a reaction long after its line was read.
+using Program = std::shared_ptr<const std::vector<Step>>;
+
+// The run of all commands, on the main thread.
+class Script {
+public:
+    using Time = std::chrono::steady_clock::time_point;
+    using Milliseconds = std::chrono::milliseconds;
+
+    Script(Service& served, Printer& printing, tool::Waker& waker)
+        : service(served), printer(printing), mWaker(waker) {}
+
+    Service& service;
+    Printer& printer;
+
+    // Fails if the script is not over this long from now.
+    void limit(Milliseconds limit);
+    void unlimit() { mLimit.reset(); }
+    void run(const Step& step);
+    // Waits until `done`. False when the script is over before that.
+    bool waitUntil(const std::function<bool()>& done);
+
+    // Waits until `done` with the requests that have come, at most for `within` if given. False
+    // when the time is up first; also when the script is over, so ask for that.
+    bool waitForRequests(const std::function<bool(RequestLog&)>& done,
+                         std::optional<Milliseconds> within);
+    void pause(Milliseconds milliseconds);
+
+    // Ends the script, since the clients have not done what they should, and says so.
+    void fail(const std::string& why);
+    // Ends the emulator. From any thread.
+    void quit();
+
+    // Whether no further command is to run. Looks at the clock, too.
+    bool over();
+    bool interrupted() const { return mWaker.interrupted(); }
+    // Whether the emulator is to end.
+    bool ended() const { return mQuit || mWaker.interrupted(); }
+    bool failed() const { return mFailed; }
+    // Goes on after a failure.
+    void forgive() { mFailed = false; }
+    tool::Waker& waker() { return mWaker; }
+
+private:
+    friend class Run;
+
+    tool::Waker& mWaker;
+    std::atomic<bool> mQuit = false;
+    bool mFailed = false;
+    std::optional<Time> mLimit;
+    Milliseconds mLimitLength{0};
+    // The command that runs.
+    const Step* mStep = nullptr;
+};
+
+// One run of commands: of the script, or of a reaction on the thread that has answered.
+class Run {
+public:
+    Run(Script& running, bool reaction)
+        : script(running), service(running.service), mReaction(reaction) {}
+
+    void all(const std::vector<Step>& steps);
+    bool over() { return mReaction ? service.stopping() : script.over(); }
+    void pause(uint32_t milliseconds);
+    void push(const Event& event, std::optional<pid_t> process);
+    // A reaction that cannot be run is reported as well, but ends nothing.
+    void fail(const std::string& why);
+
+    Script& script;
+    Service& service;
+
+private:
+    const bool mReaction;
+    const Step* mStep = nullptr;
+};
 
 }  // namespace emulator

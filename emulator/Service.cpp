@@ -2,98 +2,137 @@
 
 #include <utils/Timers.h>
 
+#include <string_view>
+
 #include "protocol/MirvoServiceInfo.h"
 
 namespace emulator {
 
 using namespace accessory;
+using android::AutoMutex;
 
-Service::Service(const Printer& printer, tool::Waker& waker, const std::string& directory)
+namespace {
+
+// How long a client that takes nothing is waited for. A client that has a slower reader than that
+// is cut off when its queue is full.
+constexpr int kPatienceMs = 2000;
+
+}  // namespace
+
+Service::Service(Printer& printer, tool::Waker& waker)
     : mPrinter(printer),
       mWaker(waker),
-      mHost(new MirvoServiceInfo,
-            [this](ServiceHost::Request& request) { return handle(*request.item); },
-            {directory, ServiceHost::Options().queueLimit, [this](size_t /*clients*/) {
+      mHost(new MirvoServiceInfo, [this](HostRequest& request) { return handle(request); },
+            {"", ServiceHost::Options().queueLimit, [this](size_t /*clients*/) {
                  {
-                     android::AutoMutex lock(mLock);
+                     AutoMutex lock(mLock);
                      mSeenClient = true;
                  }
                  mWaker.wake();
              }}) {}
 
-Service::~Service() {
+bool Service::start() {
+    return mHost.start();
+}
+
+void Service::stop() {
     {
-        android::AutoMutex lock(mLock);
+        AutoMutex lock(mLock);
         mStopping = true;
         mStopped.broadcast();
     }
     mHost.stop();
 }
 
-bool Service::start() {
-    if (!mHost.start()) return false;
-    const sp<ServiceInfo> info = new MirvoServiceInfo;
-    android::AutoMutex lock(mLock);
-    mPrinter.ready(info->servicename());
-    return true;
+void Service::push(const Event& event, std::optional<pid_t> process) {
+    mPrinter.event(event);
+    if (process) {
+        mHost.notify(event.notification, *process);
+    } else {
+        mHost.notify(event.notification);
+    }
 }
 
-void Service::push(const Notification& notification, const std::string& command) {
-    {
-        android::AutoMutex lock(mLock);
-        mPrinter.event(command);
-    }
-    mHost.notify(notification);
+void Service::waitForRoom() {
+    mHost.waitForRoom(kPatienceMs);
+}
+
+size_t Service::waitUntilTaken(int milliseconds) {
+    return mHost.waitUntilTaken(milliseconds);
 }
 
 void Service::change(const std::function<void(World&)>& change) {
-    android::AutoMutex lock(mLock);
+    AutoMutex lock(mLock);
     change(mWorld);
 }
 
 void Service::changeAnswers(const std::function<void(Answers&)>& change) {
-    android::AutoMutex lock(mLock);
+    AutoMutex lock(mLock);
     change(mAnswers);
 }
 
-bool Service::takeArrivals(const std::string& target, uint32_t count) {
-    android::AutoMutex lock(mLock);
-    uint32_t& arrived = mArrivals[target];
-    if (arrived < count) return false;
-    arrived -= count;
-    return true;
+void Service::changeReactions(const std::function<void(Reactions&)>& change) {
+    AutoMutex lock(mLock);
+    change(mReactions);
+}
+
+void Service::look(const std::function<void(RequestLog&)>& look) {
+    AutoMutex lock(mLock);
+    look(mLog);
+}
+
+std::vector<ServiceHost::Connection> Service::connections() const {
+    return mHost.connections();
+}
+
+bool Service::drop(pid_t process) {
+    return mHost.disconnect(process, "a command of the emulator dropped this client");
 }
 
 bool Service::idle() const {
     if (mHost.clients() > 0) return false;
-    android::AutoMutex lock(mLock);
+    AutoMutex lock(mLock);
     return mSeenClient;
 }
 
-sp<ServiceReply> Service::handle(ServiceItem& item) {
-    const Request request = decode(item);
+Reply Service::handle(HostRequest& hostRequest) {
+    ServiceItem& item = *hostRequest.item;
+    const Request request = identify(item);
     Rule rule;
-    Answer answer;
+    Reply reply;
+    uint64_t number = 0;
     {
-        android::AutoMutex lock(mLock);
-        rule = mAnswers.take(request);
-        answer = mWorld.answer(request, item, rule);
-        mPrinter.request(request, answer.shown);
-        ++mArrivals[request.name];
-        if (request.accessory) ++mArrivals[Answers::target(request.name, request.accessory)];
+        AutoMutex lock(mLock);
+        rule = mAnswers.take(request).value_or(Rule());
+        reply = mWorld.answer(request, item, rule);
+        number = mLog.arrived(request, hostRequest.item);
     }
-    mWaker.wake();
-    delay(rule.delayMs);
+    mPrinter.request(request, item, {hostRequest.process, hostRequest.connection}, reply, rule);
+    if (mWatched) mWaker.wake();
+    if (rule.delayMs > 0) delay(rule.delayMs);
     // An inquiry that the service has accepted is answered by an event.
-    if (request.name == "sendTimeDateInquiry" && answer.shown.value("result", -1) == 0) {
+    if (std::string_view(request.name()) == "sendTimeDateInquiry" && resultOf(reply) == 0) {
         mHost.notify(timeDateNow(*request.accessory));
     }
-    return answer.reply;
+    hostRequest.noReply = rule.instead == Rule::Instead::kNoReply;
+    hostRequest.settled = [this, number, request] { settle(number, request); };
+    return reply;
 }
 
-void Service::delay(int64_t milliseconds) {
-    const nsecs_t until = systemTime() + milliseconds * 1'000'000;
-    android::AutoMutex lock(mLock);
+void Service::settle(uint64_t number, const Request& request) {
+    std::optional<Reaction> reaction;
+    {
+        AutoMutex lock(mLock);
+        mLog.settled(number, request);
+        reaction = mReactions.take(request);
+    }
+    if (mWatched) mWaker.wake();
+    if (reaction) (*reaction)();
+}
+
+void Service::delay(uint32_t milliseconds) {
+    const nsecs_t until = systemTime() + milliseconds * nsecs_t{1'000'000};
+    AutoMutex lock(mLock);
     while (!mStopping) {
         const nsecs_t left = until - systemTime();
         if (left <= 0) return;

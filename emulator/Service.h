@@ -1,58 +1,87 @@
 #pragma once
 
+#include <sys/types.h>
 #include <utils/Condition.h>
 #include <utils/Mutex.h>
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
-#include <map>
 #include <string>
+#include <vector>
 
 #include "emulator/Answers.h"
 #include "emulator/Events.h"
 #include "emulator/Printer.h"
+#include "emulator/RequestLog.h"
 #include "emulator/World.h"
 #include "standin/ServiceHost.h"
 #include "tool/Waker.h"
 
 namespace emulator {
 
-// The emulated service: answers requests on the host's threads, out of a world and rules that the
-// thread of the commands changes. Thread-safe.
+// The emulated service: answers requests on the host's threads, out of a world and rules that
+// commands change. Thread-safe.
 class Service {
 public:
-    Service(const Printer& printer, tool::Waker& waker, const std::string& directory);
-    ~Service();
+    // What runs after the answer to a request.
+    using Reaction = std::function<void()>;
+    using Reactions = ByTarget<Reaction>;
+
+    Service(Printer& printer, tool::Waker& waker);
+    ~Service() { stop(); }
 
     bool start();
+    // Waits for the answers and the reactions that are under way.
+    void stop();
+    // Whether stop() has been called.
+    bool stopping() const { return mStopping; }
 
-    // Pushes a notification that `command` asks for, which is printed.
-    void push(const Notification& notification, const std::string& command);
+    // Pushes the notification of an event, which is printed, to all clients or to one process.
+    void push(const Event& event, std::optional<pid_t> process);
+    // Waits until what has been pushed can be taken by clients that read. For the thread of the
+    // commands.
+    void waitForRoom();
+    // Waits until what has been pushed has been taken, at most for so long. Answers how much has
+    // not.
+    size_t waitUntilTaken(int milliseconds);
 
     void change(const std::function<void(World&)>& change);
     void changeAnswers(const std::function<void(Answers&)>& change);
+    void changeReactions(const std::function<void(Reactions&)>& change);
 
-    // Whether `count` requests of `target`, as Answers names it, have come that no call has counted
-    // before. Counts them if so.
-    bool takeArrivals(const std::string& target, uint32_t count);
+    // Looks at the requests that have come. As long as somebody watches, the waker is woken when
+    // there is another one.
+    void look(const std::function<void(RequestLog&)>& look);
+    void watch(bool watching) { mWatched = watching; }
 
+    // Sleeps, though not beyond stop().
+    void delay(uint32_t milliseconds);
+
+    std::vector<accessory::ServiceHost::Connection> connections() const;
+    // Closes the connections of a process. False when it has none.
+    bool drop(pid_t process);
     // Whether clients have been here and none is left.
     bool idle() const;
 
 private:
-    accessory::sp<accessory::ServiceReply> handle(accessory::ServiceItem& item);
-    void delay(int64_t milliseconds);
+    using HostRequest = accessory::ServiceHost::Request;
 
-    const Printer& mPrinter;
+    Reply handle(HostRequest& hostRequest);
+    void settle(uint64_t number, const Request& request);
+
+    Printer& mPrinter;
     tool::Waker& mWaker;
 
     mutable android::Mutex mLock;
     android::Condition mStopped;
-    bool mStopping GUARDED_BY(mLock) = false;
+    std::atomic<bool> mStopping = false;
+    std::atomic<bool> mWatched = false;
     bool mSeenClient GUARDED_BY(mLock) = false;
     World mWorld GUARDED_BY(mLock);
     Answers mAnswers GUARDED_BY(mLock);
-    std::map<std::string, uint32_t> mArrivals GUARDED_BY(mLock);
+    Reactions mReactions GUARDED_BY(mLock);
+    RequestLog mLog GUARDED_BY(mLock);
 
     // Last, so that its threads end before what they use.
     accessory::ServiceHost mHost;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string_view>
 
 #include "protocol/AccessoryMessages.h"
 #include "protocol/MVCodes.h"
@@ -63,13 +64,13 @@ tool::Bytes cookCalibration(MVSItemAccessoryCommon& calibration) {
     return cooked.bytes;
 }
 
-Answer commonAnswer(int32_t result) {
+Reply commonReply(int32_t result) {
     sp<MVSReplyCommon> reply = new MVSReplyCommon;
     reply->result = result;
-    return {reply, {{"result", result}}};
+    return reply;
 }
 
-Answer rawAnswer(int32_t result, const tool::Bytes& bytes) {
+Reply rawReply(int32_t result, const tool::Bytes& bytes) {
     sp<MVSReplyRawData> reply = new MVSReplyRawData;
     reply->result = result;
     reply->size = static_cast<int32_t>(bytes.size());
@@ -77,13 +78,13 @@ Answer rawAnswer(int32_t result, const tool::Bytes& bytes) {
         reply->data = new uint8_t[bytes.size()];
         std::copy(bytes.begin(), bytes.end(), reply->data);
     }
-    return {reply, {{"result", result}, {"bytes", tool::toHex(bytes.data(), bytes.size())}}};
+    return reply;
 }
 
-Answer versionAnswer(const std::string& version) {
+Reply versionReply(const std::string& version) {
     sp<MVSReplyVersion> reply = new MVSReplyVersion;
     reply->version.setTo(version.c_str());
-    return {reply, {{"version", version}}};
+    return reply;
 }
 
 // The class that carries the answer: the operation's own, unless the rule gives what only another
@@ -97,11 +98,44 @@ int32_t replyType(const Request& request, const Rule& rule) {
     } else if (rule.result && !holdsResult) {
         type = R::COMMON;
     }
-    if (rule.mistype) type = type == R::COMMON ? R::RAW_DATA : R::COMMON;
+    if (rule.instead == Rule::Instead::kWrongClass)
+        type = type == R::COMMON ? R::RAW_DATA : R::COMMON;
     return type;
 }
 
 }  // namespace
+
+std::optional<int32_t> resultOf(const Reply& reply) {
+    if (reply == nullptr) return {};
+    if (reply->type() == MVServiceReply::COMMON) {
+        return static_cast<MVSReplyCommon&>(*reply).result;
+    }
+    if (reply->type() == MVServiceReply::RAW_DATA) {
+        return static_cast<MVSReplyRawData&>(*reply).result;
+    }
+    return {};
+}
+
+Json answerShown(const Reply& reply, const Rule& rule) {
+    Json shown = Json::object();
+    if (reply == nullptr) {
+        shown[rule.instead == Rule::Instead::kSilence ? "silent" : "noReply"] = true;
+        return shown;
+    }
+    if (const auto result = resultOf(reply)) shown["result"] = *result;
+    if (reply->type() == MVServiceReply::RAW_DATA) {
+        const auto& raw = static_cast<MVSReplyRawData&>(*reply);
+        shown["bytes"] = tool::toHex(raw.data, static_cast<size_t>(raw.size));
+    } else if (reply->type() == MVServiceReply::ACCESSORY_IDS) {
+        const auto& ids = static_cast<MVSReplyAccessoryIds&>(*reply);
+        shown["ids"] = std::vector<uint32_t>(ids.ids, ids.ids + ids.count);
+    } else if (reply->type() == MVServiceReply::VERSION) {
+        shown["version"] = static_cast<MVSReplyVersion&>(*reply).version.string();
+    }
+    if (rule.instead == Rule::Instead::kWrongClass) shown["mistype"] = replyName(reply->type());
+    if (rule.delayMs > 0) shown["delay"] = rule.delayMs;
+    return shown;
+}
 
 World::World() : descriptor(std::begin(kTouchScreen), std::end(kTouchScreen)) {}
 
@@ -124,7 +158,7 @@ int32_t World::normalResult(const Request& request) const {
 }
 
 tool::Bytes World::normalBytes(const Request& request, ServiceItem& item) const {
-    const std::string& name = request.name;
+    const std::string_view name = request.name();
     if (name == "getHidDescriptor") return descriptor;
     if (request.accessory && !knows(*request.accessory)) return {};
     if (name == "cookTouchEvent") return cook(static_cast<MVSItemAccessoryTouchEvent&>(item));
@@ -135,30 +169,28 @@ tool::Bytes World::normalBytes(const Request& request, ServiceItem& item) const 
     return {};
 }
 
-Answer World::idsAnswer() const {
+Reply World::idsReply() const {
     sp<MVSReplyAccessoryIds> reply = new MVSReplyAccessoryIds;
     reply->count = static_cast<uint32_t>(std::min<size_t>(ids.size(), reply->kCapacity));
     std::copy_n(ids.begin(), reply->count, reply->ids);
-    return {reply, {{"ids", std::vector<uint32_t>(reply->ids, reply->ids + reply->count)}}};
+    return reply;
 }
 
-Answer World::answer(const Request& request, ServiceItem& item, const Rule& rule) const {
-    if (rule.silent) return {nullptr, {{"silent", true}}};
+Reply World::answer(const Request& request, ServiceItem& item, const Rule& rule) const {
+    using Instead = Rule::Instead;
+    if (rule.instead == Instead::kSilence || rule.instead == Instead::kNoReply) return nullptr;
     const int32_t type = replyType(request, rule);
     const int32_t result = rule.result.value_or(normalResult(request));
-    Answer answer;
-    if (type == MVServiceReply::RAW_DATA) {
-        answer = rawAnswer(result, rule.bytes ? *rule.bytes : normalBytes(request, item));
-    } else if (type == MVServiceReply::ACCESSORY_IDS) {
-        answer = idsAnswer();
-    } else if (type == MVServiceReply::VERSION) {
-        answer = versionAnswer(version);
-    } else {
-        answer = commonAnswer(result);
+    switch (type) {
+        case MVServiceReply::RAW_DATA:
+            return rawReply(result, rule.bytes ? *rule.bytes : normalBytes(request, item));
+        case MVServiceReply::ACCESSORY_IDS:
+            return idsReply();
+        case MVServiceReply::VERSION:
+            return versionReply(version);
+        default:
+            return commonReply(result);
     }
-    if (rule.mistype) answer.shown["mistype"] = replyName(type);
-    if (rule.delayMs > 0) answer.shown["delay"] = rule.delayMs;
-    return answer;
 }
 
 }  // namespace emulator

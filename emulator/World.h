@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -14,11 +15,13 @@ namespace emulator {
 constexpr int32_t kUnknownAccessory = 2;
 constexpr int32_t kUnknownCommand = 3;
 
-// An answer, and what of it is shown.
-struct Answer {
-    accessory::sp<accessory::ServiceReply> reply;
-    Json shown = Json::object();
-};
+using Reply = accessory::sp<accessory::ServiceReply>;
+
+// The result that a reply carries. Nothing where it carries none.
+std::optional<int32_t> resultOf(const Reply& reply);
+
+// What of an answer is printed.
+Json answerShown(const Reply& reply, const Rule& rule);
 
 // What the emulated service knows, and how it answers out of that. One thread at a time.
 class World {
@@ -34,12 +37,13 @@ public:
     void detach(uint32_t id);
     bool knows(uint32_t id) const;
 
-    Answer answer(const Request& request, accessory::ServiceItem& item, const Rule& rule) const;
+    // Null where the rule is that there is no reply.
+    Reply answer(const Request& request, accessory::ServiceItem& item, const Rule& rule) const;
 
 private:
     int32_t normalResult(const Request& request) const;
     tool::Bytes normalBytes(const Request& request, accessory::ServiceItem& item) const;
-    Answer idsAnswer() const;
+    Reply idsReply() const;
 };
 
 }  // namespace emulator

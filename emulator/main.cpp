@@ -1,82 +1,151 @@
-#include <sys/stat.h>
-#include <unistd.h>
+#include <malloc.h>
 
 #include <CLI/CLI.hpp>
 #include <sstream>
 #include <string>
 #include <vector>
 
-#include "emulator/Commands.h"
+#include "emulator/ExitStatus.h"
+#include "emulator/Input.h"
+#include "emulator/Parser.h"
 #include "emulator/Printer.h"
 #include "emulator/Script.h"
 #include "emulator/Service.h"
+#include "protocol/MirvoServiceInfo.h"
+#include "standin/ServiceFolder.h"
+#include "tool/EmulatorCommands.h"
+#include "tool/ServicePlace.h"
 #include "tool/Waker.h"
 
 namespace {
 
 using namespace emulator;
 
-enum ExitStatus { kDone = 0, kNotServing = 1, kBadInput = 2 };
+// How long the end waits for clients that have not taken what was sent: when the script is over,
+// and when a signal has come.
+constexpr int kFarewellMs = 5000;
+constexpr int kHastyFarewellMs = 500;
+constexpr int kSliceMs = 50;
 
 struct Options {
     std::string script;
     std::string version = "3.6.6";
     std::string directory;
-    bool json = false;
-    bool quiet = false;
+    std::string limit;
+    Printer::Options printer;
+    bool thenPrompt = false;
+    bool keepGoing = false;
     bool exitWhenIdle = false;
 };
 
-// Commands come from a terminal, a pipe or a file. A device such as /dev/null is what a program is
-// given that nobody talks to.
-bool standardInputHasCommands() {
-    struct stat status = {};
-    if (fstat(STDIN_FILENO, &status) != 0) return false;
-    return isatty(STDIN_FILENO) == 1 || !S_ISCHR(status.st_mode);
+bool readScript(Parser& parser, const std::string& path, std::vector<Step>& steps) {
+    try {
+        steps = parser.readFile(path);
+        return true;
+    } catch (const SyntaxError& error) {
+        fprintf(stderr, "%s\n", error.what());
+        return false;
+    }
+}
+
+// Runs the script, then standard input, then serves until something ends it.
+int serve(const Options& options, const std::vector<Step>& steps, Script& script) {
+    for (const Step& step : steps) {
+        if (script.over()) break;
+        script.run(step);
+    }
+    if (script.failed()) return kNotMet;
+    int status = kDone;
+    const bool reads = options.script.empty() || options.thenPrompt;
+    if (reads && !script.ended() && standardInputHasCommands()) {
+        status = runStandardInput(script, options.keepGoing);
+        if (status != kDone && !options.keepGoing) return status;
+    }
+    if (options.exitWhenIdle) {
+        script.waitUntil([&] { return script.service.idle(); });
+        return script.failed() ? static_cast<int>(kNotMet) : status;
+    }
+    script.unlimit();
+    script.waitUntil([] { return false; });
+    return status;
+}
+
+// Lets clients take what they were sent. Answers how much they did not.
+size_t sayFarewell(Service& service, Script& script) {
+    size_t left = 0;
+    for (int waited = 0; waited < kFarewellMs; waited += kSliceMs) {
+        left = service.waitUntilTaken(kSliceMs);
+        if (left == 0 || (script.interrupted() && waited >= kHastyFarewellMs)) break;
+    }
+    return left;
 }
 
 int run(const Options& options, tool::StandardOutput& output) {
-    std::vector<Command> script;
-    if (!options.script.empty() && !readScript(options.script, script)) return kBadInput;
+    if (!options.directory.empty()) tool::setServiceFolder(options.directory);
+    std::vector<Step> steps;
+    Parser parser;
+    if (!options.script.empty() && !readScript(parser, options.script, steps)) return kBadInput;
 
-    const Printer printer(output, options.json, options.quiet);
     tool::Waker waker(output);
-    Service service(printer, waker, options.directory);
+    Printer printer(output, options.printer);
+    Service service(printer, waker);
     service.change([&](World& world) { world.version = options.version; });
+    if (parser.expects() || options.script.empty() || options.thenPrompt) {
+        service.look([](RequestLog& log) { log.keep(); });
+    }
     // The log says why.
     if (!service.start()) return kNotServing;
+    printer.ready(accessory::MirvoServiceInfo().servicename(),
+                  accessory::standin::serviceFolder().path);
 
-    Session session{service, waker};
-    if (options.script.empty() && standardInputHasCommands()) {
-        if (!runStandardInput(session)) return kBadInput;
+    Script script(service, printer, waker);
+    if (!options.limit.empty()) {
+        script.limit(std::chrono::milliseconds(*tool::toNumber<uint32_t>(options.limit)));
     }
-    for (const Command& command : script) {
-        if (session.over()) break;
-        command(session);
-    }
-    if (session.over()) return kDone;
-    waker.waitUntil([&] { return options.exitWhenIdle && service.idle(); });
-    return kDone;
+    const int status = serve(options, steps, script);
+    const size_t notTaken = sayFarewell(service, script);
+    service.stop();
+    printer.end(status, notTaken);
+    return status;
+}
+
+std::string checkNumber(const std::string& given) {
+    return tool::toNumber<uint32_t>(given) ? "" : "not a number of milliseconds: " + given;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
     tool::StandardOutput output;
+    // Blocks of megabytes, as features may have, are given back to the system at once.
+    mallopt(M_MMAP_THRESHOLD, 1 << 20);
     Options options;
     CLI::App app(
         "Serves \"mirvo.accessory.manager\" as the projection service of a car does.\n"
-        "Without a script, commands are read from standard input.");
+        "Without a script, commands are read from standard input.",
+        "mirvo-emulator");
     app.add_option("--script", options.script, "Run the commands of this file")->type_name("FILE");
+    app.add_flag("--then-prompt", options.thenPrompt,
+                 "Read commands from standard input after the script");
+    app.add_option("--limit", options.limit, "Fail if the script is not over after this time")
+        ->type_name("MS")
+        ->check(checkNumber);
+    app.add_flag("--exit-when-idle", options.exitWhenIdle,
+                 "After the last command, end when the last client has gone");
+    app.add_flag("--keep-going", options.keepGoing,
+                 "Go on after a command on standard input that is wrong or fails");
     app.add_option("--version-text", options.version, "The version of the service")
         ->capture_default_str()
         ->type_name("TEXT");
     app.add_option("--dir", options.directory, "Where the service's socket is made")
         ->type_name("DIR");
-    app.add_flag("--json", options.json, "Print JSON, one object a line");
-    app.add_flag("--quiet", options.quiet, "Print neither requests nor events");
-    app.add_flag("--exit-when-idle", options.exitWhenIdle,
-                 "After the last command, end when the last client has gone");
+    app.add_flag("--json", options.printer.json, "Print JSON, one object a line");
+    app.add_flag("--quiet", options.printer.quiet, "Print neither requests nor events");
+    app.add_flag("--timestamps", options.printer.timestamps,
+                 "Begin each line with the milliseconds since the start");
+    app.add_flag("--clients", options.printer.clients,
+                 "Show the process and the connection of each request");
+    app.footer("\n" + tool::emulatorHelp());
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

@@ -62,7 +62,7 @@ protected:
     // Starts an emulator that dies when it has got this request, and does not answer it.
     void startEmulatorThatDiesAt(const std::string& request) {
         startEmulator("delay " + request + " 100000");
-        mEmulator->type("wait-for " + request + "\ndie");
+        mEmulator->type("arrived " + request + "\ndie");
     }
 
     static void shortenTimeout() { setenv("SERVICE_FRAMEWORK_TIMEOUT_MS", "400", 1); }

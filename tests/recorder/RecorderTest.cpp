@@ -151,7 +151,7 @@ TEST_F(RecorderTest, aServiceThatDiesAtAnyStepIsRecorded) {
         SCOPED_TRACE(row.step);
         const auto run = [&] {
             Emulator emulator;
-            emulator.type(std::string("delay ") + row.step + " 100000\nwait-for " + row.step +
+            emulator.type(std::string("delay ") + row.step + " 100000\narrived " + row.step +
                           "\ndie");
             return app("session");
         };

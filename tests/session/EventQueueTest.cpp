@@ -263,7 +263,7 @@ private:
 TEST(EventQueueTest, aLockAroundUnregisteringIsAllowed) {
     const testing_support::Folder folder;
     testing_support::Process emulator({EMULATOR, "--dir", folder.path()});
-    ASSERT_TRUE(emulator.waitForLine("ready: mirvo.accessory.manager"));
+    ASSERT_TRUE(emulator.waitForLine("ready: mirvo.accessory.manager in " + folder.path()));
     EventQueue queue;
     Recorder recorder;
     std::mutex lock;

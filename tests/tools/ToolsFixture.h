@@ -24,12 +24,17 @@ inline std::vector<std::string> commandLine(const char* program, const std::stri
     return all;
 }
 
+// The emulator's first line.
+inline std::string readyLine() {
+    return std::string("ready: mirvo.accessory.manager in ") + getenv("SERVICE_FRAMEWORK_DIR");
+}
+
 // An emulator, with accessory 7, that is told by its standard input what to do.
 class Emulator : public Process {
 public:
     explicit Emulator(const std::string& options = "")
         : Process(commandLine(MIRVO_EMULATOR, options)) {
-        waitForLine("ready: mirvo.accessory.manager");
+        waitForLine(readyLine());
         tell("ids 7");
     }
 

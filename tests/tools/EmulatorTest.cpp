@@ -8,16 +8,18 @@
 namespace tools_test {
 namespace {
 
+using EmulatorTest = ToolsTest;
+
 // Without a service, since nothing of this may even look for one.
-TEST_F(ToolsTest, mistakesInScriptsHaveTheirLine) {
+TEST_F(EmulatorTest, mistakesInScriptsHaveTheirLine) {
     const struct {
         const char* script;
         const char* errors;
     } kRows[] = {
         {"attach 7\n\n# fine\nflatten 7\nattach\nattach 4294967296\nattach 7 8\n",
          ":4: no such command: flatten\n"
-         ":5: accessory id is missing (usage: attach ID)\n"
-         ":6: accessory id is not a number in range: 4294967296 (usage: attach ID)\n"
+         ":5: ID is missing (usage: attach ID)\n"
+         ":6: ID is not a number in range: 4294967296 (usage: attach ID)\n"
          ":7: too many words (usage: attach ID)\n"},
         {"hid 7 0", ":1: bytes are not pairs of hexadecimal digits: 0"},
         {"request-data 7 0001020304050607080910111213141516171819202122232425262728293031323334"
@@ -27,6 +29,16 @@ TEST_F(ToolsTest, mistakesInScriptsHaveTheirLine) {
         {"once attach 7", ":1: only answers follow once"},
         {"version \"3.6", ":1: a quote stays open"},
         {"end", ":1: end without repeat"},
+        {"wait-for startup@7", ":1: startup concerns the service and no accessory: startup@7"},
+        {"silent startup@7", ":1: startup concerns the service and no accessory: startup@7"},
+        {"expect sendKeyEvent keycode=4", ":1: sendKeyEvent has no argument keycode"},
+        {"expect sendKeyEvent keyCode=x", ":1: not a value of keyCode: x"},
+        {"expect-no startup", ":1: within MS is missing"},
+        {"on startup\nwait-for startup\nend", ":2: wait-for cannot stand in a reaction"},
+        {"on startup\n", ":1: on without end"},
+        {"include other", ":1: cannot read "},
+        {"include script", ":1: the file includes itself: "},
+        {"to 12 silent startup", ":1: only events follow to"},
         {"repeat 2\nattach 7\n", ":2: repeat without end"},
     };
     for (const auto& row : kRows) {
@@ -57,7 +69,7 @@ TEST_F(ToolsTest, mistakesInScriptsHaveTheirLine) {
     EXPECT_TRUE(contains(typed.output(), "> attach 8"));
 }
 
-TEST_F(ToolsTest, aScriptFollowsTheRequests) {
+TEST_F(EmulatorTest, aScriptFollowsTheRequests) {
     const std::string script = mFolder.write("script",
                                              "ids 7 8\n"
                                              "once answer startup 5\n"
@@ -76,11 +88,11 @@ TEST_F(ToolsTest, aScriptFollowsTheRequests) {
                                              "wait-for startup\n"
                                              "state 5 5\n"
                                              "wait 1\n");
-    Process emulator({MIRVO_EMULATOR, "--json", "--exit-when-idle", "--script", script});
-    emulator.waitForLine(R"({"ready":"mirvo.accessory.manager"})");
+    Process emulator({MIRVO_EMULATOR, "--exit-when-idle", "--script", script});
+    emulator.waitForLine(readyLine());
     Process shell({MIRVOCTL, "shell"});
     const auto event = [&](const char* command) {
-        emulator.waitForLine(std::string(R"({"event":")") + command + "\"}");
+        emulator.waitForLine(std::string("> ") + command);
     };
     shell.type("startup");
     event("state 1 1");
@@ -88,12 +100,10 @@ TEST_F(ToolsTest, aScriptFollowsTheRequests) {
     for (const char* command : {"state 2 2", "state 3 3", "state 3 3", "state 2 2", "state 3 3"})
         event(command);
     shell.type("device 7 calibrate");
-    emulator.waitForLine(
-        "{\"request\":\"sendCalibrateEvent\",\"accessory\":7,\"arguments\":{},"
-        "\"answer\":{\"result\":0}}");
+    emulator.waitForLine("sendCalibrateEvent accessory=7 -> result=0");
     event("state 4 4");
     shell.type("startup");
-    emulator.waitForLine(R"({"request":"startup","arguments":{},"answer":{"result":0}})");
+    emulator.waitForLine("startup -> result=0");
     event("state 5 5");
     shell.closeInput();
     EXPECT_EQ(1, shell.wait());
@@ -104,11 +114,11 @@ TEST_F(ToolsTest, aScriptFollowsTheRequests) {
     EXPECT_EQ(0, emulator.wait());
 }
 
-TEST_F(ToolsTest, whatWasAskedBeforeTheEndIsAnswered) {
+TEST_F(EmulatorTest, whatWasAskedBeforeTheEndIsAnswered) {
     const std::string script = mFolder.write("script", "wait-for shutdown\nquit\n");
     for (int i = 0; i < 20; ++i) {
         Process emulator({MIRVO_EMULATOR, "--quiet", "--script", script});
-        emulator.waitForLine("ready: mirvo.accessory.manager");
+        emulator.waitForLine(readyLine());
         EXPECT_EQ("shutdown: ok\n", ctl("shutdown").output);
         EXPECT_EQ(0, emulator.wait());
     }
