@@ -63,7 +63,7 @@ public:
     // when the queue is full or there is no memory; the task is then destroyed at once.
     template <typename Task>
     bool post(Task&& task, size_t bytes = 0) {
-        return mCore->post(detail::makeEvent(std::forward<Task>(task)), nullptr, bytes);
+        return mCore->postBounded(detail::makeEvent(std::forward<Task>(task)), nullptr, bytes);
     }
 
     // Has `tell` run with the number of events that were refused, in the place where they would

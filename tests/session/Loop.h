@@ -1,9 +1,15 @@
 #pragma once
 
+#include <gtest/gtest.h>
 #include <poll.h>
+#include <zrmirvo/Session.h>
 
 #include <chrono>
+#include <memory>
+#include <string>
+#include <utility>
 
+#include "tests/support/Process.h"
 #include "tests/support/Signal.h"
 
 namespace session_test {
@@ -14,5 +20,43 @@ namespace session_test {
     const std::chrono::milliseconds deadline = testing_support::kDeadline;
     return poll(&entry, 1, static_cast<int>(deadline.count())) == 1;
 }
+
+// Dispatches until the condition holds. False when nothing has come by the deadline of all tests.
+template <typename Session, typename Condition>
+[[nodiscard]] bool dispatchUntil(Session& session, Condition condition) {
+    while (!condition()) {
+        if (!waitFor(session.fd())) return false;
+        session.dispatch();
+    }
+    return true;
+}
+
+// An emulator, which the test can start anew.
+class SessionTest : public testing::Test {
+protected:
+    // Returns when this, and before it `commands`, is done.
+    void startEmulator(const std::string& commands = "ids 7") {
+        mEmulator = nullptr;
+        mEmulator = std::make_unique<testing_support::Process>(
+            std::vector<std::string>{EMULATOR, "--dir", mFolder.path()});
+        mEmulator->type(commands);
+        static_cast<void>(mEmulator->waitForLine("ready: mirvo.accessory.manager"));
+    }
+
+    // Has the phone 7, with its callback in place.
+    zrmirvo::Phone phone(zrmirvo::Session& session) {
+        std::unique_ptr<zrmirvo::Phone> found;
+        session.onPhone(
+            [&](const zrmirvo::Phone& phone) { found = std::make_unique<zrmirvo::Phone>(phone); });
+        if (!dispatchUntil(session, [&] { return found != nullptr; })) abort();
+        session.onPhone(nullptr);
+        // The session's thread has gone on from the phone, whose callback is there by now.
+        EXPECT_TRUE(found->readyForPairing(true).get());
+        return *found;
+    }
+
+    const testing_support::Folder mFolder;
+    std::unique_ptr<testing_support::Process> mEmulator;
+};
 
 }  // namespace session_test

@@ -52,7 +52,7 @@ protected:
     template <typename Call>
     void post(Call call, size_t bytes = 0) noexcept {
         auto event = makeEvent([target = mTarget, call = std::move(call)] { call(*target); });
-        if (!mCore->post(std::move(event), this, bytes)) refused();
+        if (!mCore->postBounded(std::move(event), this, bytes)) refused();
     }
 
     template <typename Call>
@@ -60,7 +60,7 @@ protected:
         Copy copy(data, length);
         if (copy.valid()) {
             post([copy = std::move(copy), call](Callback& to) { call(to, copy); }, length);
-        } else if (!mCore->post(nullptr, this, length)) {
+        } else if (!mCore->postBounded(nullptr, this, length)) {
             refused();
         }
     }

@@ -128,7 +128,7 @@ public:
 
     // Adds an event that drop(owner) finds. False when there is no room for it, or when it is null
     // since there was no memory; that is counted. False, too, once the queue is closed.
-    bool post(std::unique_ptr<Event> event, const void* owner, size_t bytes) noexcept {
+    bool postBounded(std::unique_ptr<Event> event, const void* owner, size_t bytes) noexcept {
         const std::lock_guard lock(mLock);
         if (mClosed) return false;
         ++mPosted;
@@ -149,12 +149,24 @@ public:
     }
 
     // Adds an event for which there always is room.
-    void postReserved(std::unique_ptr<Event> event) noexcept {
+    void postEvent(std::unique_ptr<Event> event) noexcept {
         const std::lock_guard lock(mLock);
         if (mClosed) return;
         ++mPosted;
         push(std::move(event));
         signal();
+    }
+
+    // The same for a task.
+    template <typename Task>
+    void postTask(Task&& task) {
+        using Made = TaskEvent<std::decay_t<Task>>;
+        postEvent(std::make_unique<Made>(std::forward<Task>(task)));
+    }
+
+    bool closed() {
+        const std::lock_guard lock(mLock);
+        return mClosed;
     }
 
     // Runs what waited when it was called; how many that were.

@@ -1,0 +1,88 @@
+#pragma once
+
+#include <string>
+#include <utility>
+
+namespace zrmirvo {
+
+// How a request has ended. A small value, which any thread may use.
+//
+//     phone.key(Key::Back, Press::Down).then([](Status s) { if (!s) std::cerr << s.text(); });
+class Status {
+public:
+    enum class Code {
+        Done,             // the service has done it; for connect and disconnect: it has been sent
+        Service,          // the service has answered with a code of its own, see value()
+        Failed,           // no answer, or one of the wrong class: the log says why
+        NoService,        // there is no service at present
+        Refused,          // the session's own check: text() says what is wrong
+        QueueFull,        // too many requests wait already
+        TooLate,          // it has waited too long and has not been sent
+        Gone,             // the phone, or the session, is gone; it has not been sent
+        VersionMismatch,  // the service is of a version that does not fit
+        SecondSession,    // there was a session in this process already
+    };
+
+    // `why` is a literal.
+    explicit Status(Code code, const char* why = "") : mCode(code), mWhy(why) {}
+
+    // What an operation of the facade has returned.
+    static Status ofResult(int result) {
+        Status status(result == 0 ? Code::Done : result == 1 ? Code::Failed : Code::Service);
+        status.mValue = result;
+        return status;
+    }
+
+    explicit operator bool() const { return mCode == Code::Done; }
+    Code code() const { return mCode; }
+    // The code of the service, if code() is Service.
+    int value() const { return mValue; }
+
+    // For a log or a developer, in English.
+    std::string text() const {
+        switch (mCode) {
+            case Code::Done:
+                return "done";
+            case Code::Service:
+                return "the service answered " + std::to_string(mValue);
+            case Code::Failed:
+                return "failed, and the log says why";
+            case Code::NoService:
+                return "there is no service";
+            case Code::Refused:
+                return std::string("refused: ") + mWhy;
+            case Code::QueueFull:
+                return "too many requests wait";
+            case Code::TooLate:
+                return "waited too long and was not sent";
+            case Code::Gone:
+                return "the phone or the session is gone";
+            case Code::VersionMismatch:
+                return "the service is of another version";
+            case Code::SecondSession:
+                return "another session exists in this process";
+        }
+        return "unknown";
+    }
+
+private:
+    Code mCode;
+    int mValue = 0;
+    const char* mWhy;
+};
+
+// How a request has ended that asks for something, and what it got. Without success the value is
+// empty, except that a service may deliver bytes with a code of its own.
+template <typename T>
+struct Result {
+    explicit Result(Status how) : status(how) {}
+    Result(Status how, T what) : status(how), value(std::move(what)) {}
+
+    explicit operator bool() const { return static_cast<bool>(status); }
+    std::string text() const { return status.text(); }
+
+    Status status;
+    T value{};
+};
+
+}  // namespace zrmirvo

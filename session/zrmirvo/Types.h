@@ -1,0 +1,108 @@
+#pragma once
+
+#include <zrmirvo/ZRMirvoCallback.h>
+
+#include <chrono>
+#include <cstddef>
+#include <vector>
+
+namespace zrmirvo {
+
+// The keys that have a meaning of their own, by Android's KeyEvent codes.
+enum class Key : unsigned int {
+    Back = 4,
+    VolumeUp = 24,
+    VolumeDown = 25,
+    Power = 26,
+    Menu = 82,
+    MediaPlayPause = 85,
+    MediaStop = 86,
+    MediaNext = 87,
+    MediaPrevious = 88,
+    MediaRewind = 89,
+    MediaFastForward = 90,
+    MediaPlay = 126,
+    MediaPause = 127,
+};
+
+// A key by its name or by any other KeyEvent code, which is sent as the service's general key.
+class KeyCode {
+public:
+    KeyCode(Key key) : mValue(static_cast<unsigned int>(key)) {}
+    KeyCode(unsigned int code) : mValue(code) {}
+    unsigned int value() const { return mValue; }
+
+private:
+    unsigned int mValue;
+};
+
+enum class Press : bool { Up = false, Down = true };
+
+// Android's MotionEvent actions.
+enum class TouchAction : int {
+    Down = 0,
+    Up = 1,
+    Move = 2,
+    Cancel = 3,
+    PointerDown = 5,
+    PointerUp = 6,
+};
+
+// A touch's action by its name or by any other number, which lifts.
+class ActionCode {
+public:
+    ActionCode(TouchAction action) : mValue(static_cast<int>(action)) {}
+    ActionCode(int code) : mValue(code) {}
+    int value() const { return mValue; }
+
+private:
+    int mValue;
+};
+
+// A pointer of a touch, such as a finger, and where it is on the phone's screen.
+struct Point {
+    unsigned int id;
+    unsigned int x;
+    unsigned int y;
+};
+
+using TimeDate = ZRMirvoTimeDate;
+using Bytes = std::vector<std::byte>;
+
+// Bytes that belong to somebody else. Those of an event are valid while its handler runs; a Bytes
+// made of them is a copy.
+class ByteSpan {
+public:
+    ByteSpan(const void* data, size_t size)
+        : mData(static_cast<const std::byte*>(data)), mSize(size) {}
+    ByteSpan(const Bytes& bytes) : ByteSpan(bytes.data(), bytes.size()) {}
+    operator Bytes() const { return Bytes(begin(), end()); }
+
+    const std::byte* data() const { return mData; }
+    size_t size() const { return mSize; }
+    const std::byte* begin() const { return mData; }
+    const std::byte* end() const { return mData + mSize; }
+
+private:
+    const std::byte* mData;
+    size_t mSize;
+};
+
+// When a session waits how long, and how much it keeps.
+struct SessionOptions {
+    // The first pause between two attempts to reach the service, and the longest: each pause is
+    // twice the one before.
+    std::chrono::milliseconds firstPause{100};
+    std::chrono::milliseconds longestPause{2000};
+    // A request that has not been sent after this time is not sent any more.
+    std::chrono::milliseconds longestWait{5000};
+    // How many requests may wait.
+    size_t requests = 256;
+    // How many events of phones may wait, and how many bytes of theirs.
+    size_t events = 16384;
+    size_t eventBytes = size_t{8} << 20;
+    // Whether a move of a touch takes the place of an unsent one.
+    bool mergeMoves = true;
+};
+
+}  // namespace zrmirvo
