@@ -34,13 +34,13 @@ template <typename Session, typename Condition>
 // An emulator, which the test can start anew.
 class SessionTest : public testing::Test {
 protected:
-    // Returns when this, and before it `commands`, is done.
-    void startEmulator(const std::string& commands = "ids 7") {
+    // Returns when the commands are done. A session may have found it before.
+    void startEmulator(const std::string& commands = "attach 7") {
         mEmulator = nullptr;
         mEmulator = std::make_unique<testing_support::Process>(
             std::vector<std::string>{EMULATOR, "--dir", mFolder.path()});
-        mEmulator->type(commands);
-        static_cast<void>(mEmulator->waitForLine("ready: mirvo.accessory.manager"));
+        mEmulator->type(commands + "\nstate 250 0");
+        static_cast<void>(mEmulator->waitForLine("> state 250 0"));
     }
 
     // Has the phone 7, with its callback in place.

@@ -112,7 +112,7 @@ TEST_F(SessionTest, survivesFiftyCrashesAtRandomMoments) {
     Session::Options options;
     options.firstPause = std::chrono::milliseconds(1);
     options.longestPause = std::chrono::milliseconds(20);
-    startEmulator("ids 7 8");
+    startEmulator("attach 7\nattach 8");
     Session session("3.6", options);
     HeadUnit unit(session);
     // By the way of dispatched events, never of time.
@@ -133,7 +133,7 @@ TEST_F(SessionTest, survivesFiftyCrashesAtRandomMoments) {
             unit.act(random);
             session.dispatch();
         }
-        startEmulator("ids 7 8");
+        startEmulator("attach 7\nattach 8");
     }
     ASSERT_TRUE(dispatchUntil(session, [&] { return unit.has(2); }));
     // Nothing has been lost: each request has a status, and has told it.
@@ -176,7 +176,7 @@ TEST_F(SessionTest, aHangingServiceDoesNotHoldUpTheLoop) {
 }
 
 TEST_F(SessionTest, aLockAroundEveryCallButDispatchIsAllowed) {
-    startEmulator("ids 7 8");
+    startEmulator("attach 7\nattach 8");
     std::mutex* lock = nullptr;
     {
         auto session = std::make_unique<Session>("3.6");

@@ -135,7 +135,7 @@ TEST_F(SessionTest, handlersAreToldOnTheLoop) {
 }
 
 TEST_F(SessionTest, settingsAndPhonesComeBackWithTheService) {
-    startEmulator("ids 7 8");
+    startEmulator("attach 7\nattach 8");
     Session session("3.6");
     std::multiset<unsigned int> there;
     std::string service;
@@ -163,14 +163,14 @@ TEST_F(SessionTest, settingsAndPhonesComeBackWithTheService) {
         EXPECT_LT(output.find("startup"), output.find("connect arg=\"usb\""));
         mEmulator->kill();
         ASSERT_TRUE(dispatchUntil(session, [&] { return there.empty(); }));
-        startEmulator("ids 7 8");
+        startEmulator("attach 7\nattach 8");
     }
     ASSERT_TRUE(dispatchUntil(session, [&] { return there == both; }));
     EXPECT_EQ(service, "+-+-+");
     // What has been disconnected is not connected again, and what was shut down is not started.
     EXPECT_TRUE(session.disconnect("usb").get());
     EXPECT_TRUE(session.shutdown().get());
-    startEmulator("ids 7");
+    startEmulator("attach 7");
     const std::multiset<unsigned int> one{7};
     ASSERT_TRUE(dispatchUntil(session, [&] { return there == one; }));
     EXPECT_TRUE(session.ids().get());
@@ -183,7 +183,7 @@ TEST_F(SessionTest, settingsAndPhonesComeBackWithTheService) {
 }
 
 TEST_F(SessionTest, aRefusedStartupIsRepeated) {
-    startEmulator("once answer startup 5\nonce mistype startup\nids 7");
+    startEmulator("once answer startup 5\nonce mistype startup\nattach 7");
     Session session("3.6");
     EXPECT_TRUE(phone(session).calibrate().get());
     EXPECT_EQ(requests(*mEmulator, "startup"), 3u);
@@ -193,10 +193,16 @@ TEST_F(SessionTest, aRefusedStartupIsRepeated) {
     EXPECT_TRUE(testing_support::eventually([&] { return requests(*mEmulator, "startup") == 5; }));
 }
 
-TEST_F(SessionTest, aPhoneWhoseInstanceIsNotToBeHadIsTriedAgain) {
-    startEmulator("once answer getMirvo 5\nids 7");
-    Session session("3.6");
-    EXPECT_EQ(phone(session).id(), 7u);
+TEST_F(SessionTest, aPhoneThatIsNotToBeHadAtOnceIsTriedAgain) {
+    // The second list is the one after the start.
+    for (const char* fault :
+         {"once answer getMirvo 5", "once normal getIds\nonce mistype getIds"}) {
+        SCOPED_TRACE(fault);
+        startEmulator(std::string(fault) + "\nattach 7");
+        Session session("3.6");
+        EXPECT_EQ(phone(session).id(), 7u);
+        EXPECT_EQ(requests(*mEmulator, "mistype") + requests(*mEmulator, "result=5"), 1u);
+    }
 }
 
 TEST_F(SessionTest, anotherVersionIsFinal) {
@@ -215,7 +221,7 @@ TEST_F(SessionTest, anotherVersionIsFinal) {
 }
 
 TEST_F(SessionTest, aVersionThatCannotBeReadIsAskedForAgain) {
-    startEmulator("version x\nids 7");
+    startEmulator("version x\nattach 7");
     Session session("3.6");
     std::vector<bool> told;
     session.onService([&](bool there) { told.push_back(there); });
@@ -231,7 +237,7 @@ TEST_F(SessionTest, whoBeginsBeforeTheServiceChecksNoVersion) {
     session.onService([&](bool there) { told.push_back(there); });
     ASSERT_TRUE(dispatchUntil(session, [&] { return !told.empty(); }));
     EXPECT_EQ(session.startup().get().code(), Code::NoService);
-    startEmulator("version 3.7.0\nids 7");
+    startEmulator("version 3.7.0\nattach 7");
     EXPECT_EQ(session.versions().get().status.code(), Code::NoService);
     Phone seven = phone(session);
     EXPECT_EQ(told, (std::vector<bool>{false, true}));
@@ -239,7 +245,7 @@ TEST_F(SessionTest, whoBeginsBeforeTheServiceChecksNoVersion) {
 }
 
 TEST_F(SessionTest, eachEndOfARequestHasItsStatus) {
-    startEmulator("answer sendCalibrateEvent 5\nmistype sendForceLandscape\nids 7");
+    startEmulator("answer sendCalibrateEvent 5\nmistype sendForceLandscape\nattach 7");
     Session::Options options;
     options.requests = 2;
     options.longestWait = std::chrono::milliseconds(500);
@@ -342,7 +348,7 @@ TEST_F(SessionTest, anOverflowIsALoss) {
 }
 
 TEST_F(SessionTest, whatIsHeldGoesWithTheSession) {
-    startEmulator("ids 7 8");
+    startEmulator("attach 7\nattach 8");
     std::unique_ptr<Phone> kept;
     std::unique_ptr<Pending<Status>> unsent;
     const auto held = std::make_shared<int>();

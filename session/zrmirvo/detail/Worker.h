@@ -214,7 +214,11 @@ private:
         follow();
         unsigned int ids[10];
         unsigned int count = 0;
-        if (!undisturbed() || mManager->getIds(ids, &count) != 0) return later();
+        if (!undisturbed()) return later();
+        if (mManager->getIds(ids, &count) != 0) {
+            lost();
+            return later();
+        }
         for (unsigned int i = 0; i < count; ++i)
             mLines[ids[i]];
         if (bind()) mPause = mCore->mOptions.firstPause;
@@ -276,14 +280,18 @@ private:
 
     void lose(SessionCore::Loss loss) {
         if (loss == SessionCore::Loss::Suspected && stillThere()) return;
+        lost();
+        if (loss == SessionCore::Loss::Suspected) return later();
+        mAttempt.reset();
+        post([core = mCore.get()] { core->resume(); });
+    }
+
+    void lost() {
         release();
         for (const auto& entry : std::exchange(mLines, {})) {
             if (entry.second.phone != nullptr) end(entry.second);
         }
         tellService(false);
-        if (loss == SessionCore::Loss::Suspected) return later();
-        mAttempt.reset();
-        post([core = mCore.get()] { core->resume(); });
     }
 
     // Whether the service has reported an error and is still there.
