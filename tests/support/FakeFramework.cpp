@@ -36,13 +36,10 @@ struct FakeFramework::State {
 
     explicit State(Habit habit) : mHabit(habit) {}
 
-    void record(const std::string& event) {
-        AutoMutex lock(mLock);
-        mEvents.push_back(event);
-    }
+    void record(const std::string& event);
 
-    // Gives up a listener that was a client's.
-    void drop(Listener listener);
+    // Takes leave of a listener that was a client's.
+    void drop(const Listener& listener);
     void deliver(Listener listener, sp<ServiceNotify> notify);
     // Delivers what tells nothing to all listeners.
     void disturb(const std::vector<Listener>& listeners);
@@ -114,7 +111,7 @@ public:
             AutoMutex lock(mState->mLock);
             std::swap(gone, mState->mClients[mIndex]);
         }
-        mState->drop(std::move(gone.listener));
+        mState->drop(gone.listener);
     }
 
     sp<ServiceReply> request(sp<ServiceItem>& item) override {
@@ -139,7 +136,7 @@ public:
             AutoMutex lock(mState->mLock);
             std::swap(mState->mClients[mIndex].listener, previous);
         }
-        mState->drop(std::move(previous));
+        mState->drop(previous);
         return 0;
     }
 
@@ -153,7 +150,7 @@ public:
             if (known) std::swap(removed, current);
         }
         record(known ? "unlisten" : "unlisten another");
-        mState->drop(std::move(removed));
+        mState->drop(removed);
         return known ? 0 : -1;
     }
 
@@ -178,18 +175,17 @@ private:
 
 }  // namespace
 
-void FakeFramework::State::drop(Listener listener) {
-    if (listener == nullptr) return;
-    const wp<ServiceNotifyListener> weak = listener;
-    if (mHabit == Habit::kKeepsListeners) {
-        AutoMutex lock(mLock);
-        mKept.push_back(listener);
-    }
-    listener.clear();
+void FakeFramework::State::record(const std::string& event) {
     AutoMutex lock(mLock);
-    const bool delivering =
-        std::find(mDelivering.begin(), mDelivering.end(), weak) != mDelivering.end();
-    require(!delivering || weak.promote() != nullptr, "a listener has gone during its delivery");
+    mEvents.push_back(event);
+    for (const auto& listener : mDelivering)
+        require(listener.promote() != nullptr, "a listener has gone during its delivery");
+}
+
+void FakeFramework::State::drop(const Listener& listener) {
+    if (listener == nullptr || mHabit != Habit::kKeepsListeners) return;
+    AutoMutex lock(mLock);
+    mKept.push_back(listener);
 }
 
 void FakeFramework::State::deliver(Listener listener, sp<ServiceNotify> notify) {
