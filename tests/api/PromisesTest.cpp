@@ -293,6 +293,20 @@ TEST_F(PromisesTest, aDeviceErrorUnderWayDoesNotHoldTheManager) {
     EXPECT_EQ(mFramework.liveClients(), 0u);
 }
 
+TEST_F(PromisesTest, aRefusedReleaseWaitsForTheOneBeforeIt) {
+    ZRMirvoManager* const released = mManager;
+    mLog.onLine([&](const std::string& line) {
+        EXPECT_TRUE(!contains(line, "~ZRMirvoManagerImpl] [--IN") || mGate.pass());
+    });
+    Task releaser([&] { release(); });
+    ASSERT_TRUE(mGate.isReached());
+    Task refused([&] { ZRMirvoManager::ReleaseInstance(released); });
+    EXPECT_TRUE(refused.waits());
+    mGate.open();
+    EXPECT_TRUE(releaser.finishes() && refused.finishes());
+    mLog.onLine(nullptr);
+}
+
 // The one that waits came before the second manager was released.
 TEST_F(PromisesTest, aRefusedReleaseDoesNotWaitForLaterReleases) {
     ZRMirvoManager* const first = mManager;
