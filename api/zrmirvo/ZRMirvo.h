@@ -6,10 +6,11 @@ namespace zrmirvo {
 
 // One projected accessory, obtained from ZRMirvoManager::GetMirvoInstance.
 //
-// Threads: thread-safe, and every operation may be called from inside any callback. No operation
-// may begin after the instance has been released; one that is already under way then ends normally.
-// An operation with an int result asks the service and waits for its answer, at most for the
-// request timeout of the service framework.
+// Threads: thread-safe, and every operation may be called from inside any callback. An operation
+// with an int result asks the service and waits for its answer, at most for the request timeout of
+// the service framework. No operation may begin once the release of the instance has begun. One has
+// begun when it has taken references to what it needs, in its first few instructions and before its
+// first line in the log; it then ends normally, also when the instance is released meanwhile.
 //
 // Ownership: the manager owns the instance, until ReleaseMirvoInstance or the release of the
 // manager. The application never deletes one.
@@ -20,8 +21,8 @@ namespace zrmirvo {
 //
 // Errors: when the accessory reports that its transport, its ping or its video player has failed,
 // the library logs it and disconnects, as the manager's disconnect("") does, on the delivery
-// thread. That reaches a live manager or none, and the errors of a released instance only log. No
-// callback is told.
+// thread. No callback is told. ReleaseMirvoInstance and ReleaseInstance wait for that as for a
+// callback, and the errors of what has been released only log.
 class ZRMirvo {
 public:
     // Adds `cb`, which is not null, to the callbacks of this instance, behind those already there.
@@ -29,25 +30,30 @@ public:
     // instance that is being released.
     virtual bool RegisterCallback(ZRMirvoCallback* cb) = 0;
 
-    // Removes `cb`, which is not null. When this returns on an application thread, `cb` is not
-    // running on any other thread and will not be called again, so do not hold a lock here that the
-    // callback takes. Inside any callback of this library it takes effect at once and never waits;
-    // `cb` may then still be running on another thread and must not be destroyed yet. A callback
-    // that is not registered is ignored, and waited for if it is still running. A callback that
-    // unregisters itself makes the one behind it miss the event being delivered; a change made by
-    // another thread never makes a delivery that is under way skip or repeat someone else.
+    // Removes `cb`, which is not null, and waits until it is not running on another thread;
+    // ZRMirvoCallback.h says how, and which locks must not be held here. A callback that is not
+    // registered is ignored, and waited for if it is still running. A callback that unregisters
+    // itself makes the one behind it miss the event being delivered. A change made by another
+    // thread never makes a delivery that is under way skip or repeat someone else.
     virtual void UnregisterCallback(ZRMirvoCallback* cb) = 0;
 
     // Sends a touch with `count` pointers, 0 or more. The three arrays hold `count` values each,
-    // one per pointer, and may be null when `count` is 0; they are copied. `action` is a
-    // MotionEvent action of Android: 0 and 5 press, 2 moves, every other value lifts. `time`, the
-    // three values per pointer and `extra` reach the service unchanged.
+    // one per pointer, and may be null when `count` is 0; they are copied. `action` is a masked
+    // MotionEvent action of Android, as getActionMasked() gives it: 0 and 5 press, 2 moves, every
+    // other value lifts. With an index in its upper bits, a further finger that goes down would
+    // lift. `time`, the three values per pointer and `extra` reach the service unchanged.
+    //
+    // This project's emulator and tools take the arrays for the pointers' numbers, their x and
+    // their y, and `time` for milliseconds. The service may differ.
     virtual int sendTouchEvent(unsigned long long time, int count, const unsigned int* array1,
                                const unsigned int* array2, const unsigned int* array3, int action,
                                int extra) = 0;
 
     // Sends a key. `keyCode` is a KeyEvent code of Android: 4, 24 to 26, 82, 85 to 90, 126 and 127
     // have a meaning of their own, every other one is sent as the service's general key.
+    //
+    // This project's emulator and tools take `flag` for down (true) and up (false). The service may
+    // differ.
     virtual int sendKeyEvent(unsigned int keyCode, bool flag) = 0;
 
     // Sends a calibration event.
@@ -96,7 +102,7 @@ public:
     }
 
     // Sets the feature `feature` to the `size` bytes at `data`, which are read during the call
-    // only. `data` may be null when `size` is 0.
+    // only. `data` may be null only when `size` is 0, and `size` is at most 2,147,483,647.
     virtual int setFeature(unsigned int /*feature*/, void* /*data*/, unsigned int /*size*/) {
         return 0;
     }

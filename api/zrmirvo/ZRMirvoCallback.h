@@ -1,29 +1,73 @@
 #pragma once
 
+// How an application receives events, and how it stops receiving them.
+//
+// Three operations end deliveries: UnregisterCallback, ReleaseMirvoInstance and
+// ZRMirvoManager::ReleaseInstance.
+//
+// - On an application thread they wait. When one of them returns, nothing of what it names is
+//   running on any other thread or will run: neither its callbacks nor what the library does about
+//   the errors of an accessory (see ZRMirvo.h). Callback objects may then be destroyed. Callbacks
+//   determine how long this takes. An error takes at most the request timeout of the service
+//   framework; where the framework serves the requests of one client one after another, that is one
+//   timeout for each error that had begun.
+// - Inside any callback of this library, for whatever object, they take effect at once and never
+//   wait: a callback may unregister itself or another one, release its own instance, and release
+//   the manager. What has been ended there may still be running on another thread, and its callback
+//   objects must not be destroyed yet. The same call once more on an application thread waits for
+//   that. UnregisterCallback waits for a callback that is no longer registered.
+//   ReleaseMirvoInstance(nullptr) waits for all instances of its manager that have been released. A
+//   second ReleaseInstance is refused, but waits first; ZRMirvoManager.h says more about it.
+//
+// Hold no lock around these calls that any callback of this library takes. The call waits for the
+// callback, and the callback for the lock:
+//
+//     std::lock_guard guard(mLock);             // WRONG: onAttach takes mLock, too,
+//     mManager->UnregisterCallback(this);       // and both wait for ever
+//
+//     mManager->UnregisterCallback(this);       // RIGHT: wait first,
+//     std::lock_guard guard(mLock);             // and take the lock afterwards
+//
+// For the same reason no callback may wait for a thread that is inside one of these calls:
+//
+//     void onError() override {
+//         mApplicationThread.join();            // WRONG: that thread is just releasing the manager
+//     }
+//
+//     void onError() override {
+//         mQueue.push(Lost{});                  // RIGHT: tell the thread, and return
+//     }
+
 namespace zrmirvo {
 
 // Receives the events of the service as a whole.
 //
-// Threads: every operation runs on a delivery thread of the library, one event at a time for one
-// manager. From inside it every operation of this library may be called, UnregisterCallback,
-// ReleaseMirvoInstance and ReleaseInstance included: those take effect at once and never wait. A
-// callback must not wait for a thread that is inside one of these three, and a callback that blocks
-// holds back the later events of its manager, but nobody else's.
+// An event that comes before RegisterCallback is told to nobody. So register first, call startup()
+// then, and ask for the accessories that are already there with getIds() last. An accessory that is
+// attached meanwhile comes in both ways: ignore it the second time.
 //
-// Ownership: the application owns the object. The library keeps a plain pointer from
+// Threads: every operation runs on a delivery thread, which is a thread of the service framework.
+// Over the stand-in the events of one manager come one at a time. Another framework may deliver two
+// at once, so protect what the callbacks share. From inside a callback every operation of this
+// library may be called. A callback that blocks holds back later events, over the stand-in those of
+// its own manager only. It must not throw: an exception would leave through the service framework,
+// which does not expect any.
+//
+// Ownership: the application owns the object. The library keeps a plain pointer to it, from
 // RegisterCallback until UnregisterCallback, or the release of the manager, has returned on an
-// application thread. Unregistered from inside a callback, an object may still be running on
-// another thread and must not be destroyed yet.
+// application thread.
 class ZRMirvoManagerCallback {
 public:
-    // The service reported an error; its loss is one. After a loss every operation of the manager
-    // fails: release the manager and obtain it again.
+    // The service is lost: its process has ended, or the connection to it. That is the only reason
+    // for this event. Every operation of the manager fails from then on, and nothing connects it
+    // again: release the manager and obtain it anew.
     virtual void onError() = 0;
 
     // The accessory `accessoryId` has been attached. GetMirvoInstance makes an instance for it.
     virtual void onAttach(unsigned int accessoryId) = 0;
 
-    // The accessory `accessoryId` has been detached.
+    // The accessory `accessoryId` has been detached. Its instances are not released by that:
+    // release them here or later.
     virtual void onDetach(unsigned int accessoryId) = 0;
 
 protected:

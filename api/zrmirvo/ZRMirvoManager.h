@@ -6,7 +6,8 @@
 namespace zrmirvo {
 
 // The versions of this library (client) and of the service (server). A negative number is a value
-// that is not known.
+// that is not known. When there is no service to ask, or it does not answer, the service counts as
+// 3.6.3 for the rest of the process's life.
 struct ZRMirvoVersion {
     int clientMajor;
     int clientMinor;
@@ -22,12 +23,15 @@ struct ZRMirvoVersion {
 //     if (manager != nullptr && manager->startup() == 0) { … }
 //     ZRMirvoManager::ReleaseInstance(manager);
 //
-// Threads: thread-safe, and every operation may be called from inside any callback. No operation
-// may begin after the manager has been released; one that is already under way then ends normally.
-// An operation that asks the service waits for its answer, at most for the request timeout of the
-// service framework, and holds no lock meanwhile; GetMirvoInstance asks twice and also waits for
-// its new binding to be heard. A service that is gone, dead, hung or talking nonsense never does
-// more harm than that: the operation fails, with one line in the log.
+// Threads: thread-safe, and every operation may be called from inside any callback. An operation
+// that asks the service waits for its answer, at most for the request timeout of the service
+// framework, and holds no lock meanwhile; GetMirvoInstance asks twice and also waits for its new
+// binding to be heard. A service that is gone, dead, hung or talking nonsense never does more harm
+// than that: the operation fails, with one line in the log.
+//
+// No operation may begin once the release of the manager has begun. One has begun when it has taken
+// references to what it needs, in its first few instructions and before its first line in the log;
+// it then ends normally, also when the manager is released meanwhile.
 //
 // Ownership: from GetInstance to ReleaseInstance; the application never deletes a manager.
 // Callbacks stay the application's.
@@ -36,7 +40,7 @@ struct ZRMirvoVersion {
 // complete the request; one line in the log says why.
 class ZRMirvoManager {
 protected:
-    // First, because its slots are.
+    // Declared first, because the slots of the destructor come first.
     virtual ~ZRMirvoManager() = default;
 
 public:
@@ -45,27 +49,44 @@ public:
     // whatever follows is ignored. Null, with a line in the log, when `version` is null or cannot
     // be read, when it is not this library's version, or when the service's is not; the manager
     // exists all the same and a later call may succeed. A service that is missing or silent is no
-    // reason for null: then there is a manager on which every operation fails.
+    // reason for null: it counts as 3.6.3 from then on (see getVersion), and there is a manager on
+    // which every operation fails.
     //
     // May be called from any thread, several at once: there is one manager, and whoever comes later
-    // waits, unlocked, until it has been constructed. Binds to the service and asks for its
-    // version, each at most for the request timeout.
+    // waits, unlocked, until it has been constructed. The manager that it returns is one whose
+    // release had not begun at the end of this call. Binds to the service and asks for its version,
+    // each at most for the request timeout.
     __attribute__((visibility("default"))) static ZRMirvoManager* GetInstance(const char* version);
 
-    // Releases the manager, with every instance that it still has. When this returns on an
-    // application thread, none of their callbacks is running on any other thread and none will be
-    // called again, nor is one of an instance that was released inside a callback before; so do not
-    // hold a lock here that a callback takes. Inside any callback of this library it takes effect
-    // at once and never waits; callbacks may then still be running on other threads. From the
-    // moment of the call on, GetInstance makes a new manager, and on this one GetMirvoInstance
-    // answers null and RegisterCallback false. A pointer that is null or not the current manager is
-    // refused with a line in the log and never dereferenced.
+    // Releases the manager, with every instance that it still has. On an application thread it
+    // waits for the deliveries of all of them, also of instances that were released before, and
+    // never inside a callback; ZRMirvoCallback.h says how, and which locks must not be held here.
+    // From the moment of the call on, GetInstance makes a new manager, and on this one
+    // GetMirvoInstance answers null and RegisterCallback false.
+    //
+    // A pointer that is null or not the current manager is refused with a line in the log and never
+    // dereferenced. Unless it is null, the call first waits, on an application thread, for the
+    // releases that had begun before it and for the deliveries of the managers that they released.
+    // So an application may release inside onError or at its shutdown, whichever comes first, and
+    // destroy its callbacks afterwards:
+    //
+    //     void onError() override { ZRMirvoManager::ReleaseInstance(mManager); }
+    //
+    //     // At the end, on the application's thread. When this returns, no callback is running.
+    //     ZRMirvoManager::ReleaseInstance(mManager);
+    //
+    // That holds as long as nobody has called GetInstance in between, because a newer manager may
+    // live at the same address and would be released here. An application that obtains a manager
+    // again therefore changes its pointer under a lock that no callback takes, and uses it for its
+    // releases only under that lock. Its callbacks leave the release to another thread.
     //
     // May be called from any thread. Makes no request.
     __attribute__((visibility("default"))) static void ReleaseInstance(ZRMirvoManager* instance);
 
     // The versions of library and service. Needs no manager. Asks the service, at most for the
-    // request timeout, until it has once given a readable version, and never again after that.
+    // request timeout, until a readable version is known, and never again in this process. When
+    // there is no service, or it does not answer, that version is 3.6.3. An application that must
+    // know the service's real version therefore starts after the service.
     __attribute__((visibility("default"))) static ZRMirvoVersion getVersion();
 
     // Adds `cb`, which is not null, to the callbacks of the manager, behind those already there.
@@ -73,13 +94,7 @@ public:
     // manager that is being released.
     virtual bool RegisterCallback(ZRMirvoManagerCallback* cb) = 0;
 
-    // Removes `cb`, which is not null. When this returns on an application thread, `cb` is not
-    // running on any other thread and will not be called again, so do not hold a lock here that the
-    // callback takes. Inside any callback of this library it takes effect at once and never waits;
-    // `cb` may then still be running on another thread and must not be destroyed yet. A callback
-    // that is not registered is ignored, and waited for if it is still running. A callback that
-    // unregisters itself makes the one behind it miss the event being delivered; a change made by
-    // another thread never makes a delivery that is under way skip or repeat someone else.
+    // Removes `cb`, which is not null, as ZRMirvo::UnregisterCallback does.
     virtual void UnregisterCallback(ZRMirvoManagerCallback* cb) = 0;
 
     // Starts the projection service.
@@ -96,24 +111,30 @@ public:
     virtual int getIds(unsigned int* ids, unsigned int* count) = 0;
 
     // Makes an instance for the accessory `accessoryId`, a new one for each call. Null, with a line
-    // in the log, when the service does not know the accessory or does not answer. The instance
-    // belongs to the manager, until ReleaseMirvoInstance.
+    // in the log, when the service does not know the accessory or does not answer, and when the
+    // manager has been released meanwhile. When the service knows the accessory but refuses to send
+    // its events, there is an instance that works but never receives an event, and a line in the
+    // log. The instance belongs to the manager, until ReleaseMirvoInstance.
     virtual ZRMirvo* GetMirvoInstance(unsigned int accessoryId) = 0;
 
-    // Releases an instance. When this returns on an application thread, its callbacks are not
-    // running on any other thread and will not be called again, so do not hold a lock here that
-    // they take. Inside any callback of this library it takes effect at once and never waits. Null
-    // and whatever is not an instance of this manager are ignored; but release each instance once,
-    // since a newer one may live at the same address. Makes no request.
+    // Releases an instance. On an application thread it waits for the deliveries of the instance,
+    // and never inside a callback; ZRMirvoCallback.h says how, and which locks must not be held
+    // here. Null, and whatever is not an instance of this manager, releases nothing; the call then
+    // waits in the same way for the deliveries of all instances of this manager that have been
+    // released. So onDetach can release an instance, and ReleaseMirvoInstance(nullptr) on an
+    // application thread makes sure later that its callbacks may be destroyed. Release each
+    // instance once, since a newer one may live at the same address. Makes no request.
     virtual void ReleaseMirvoInstance(ZRMirvo* instance) = 0;
 
     // Hands over a Bluetooth setting: a text of at most 31 characters, not null, and a value, both
     // with the service's meaning.
     virtual int setBluetoothConfig(const char* text, int value) = 0;
 
-    // Reads the HID descriptor; both arguments are not null. On success `*data` is a new array of
-    // `*length` bytes, which the caller releases with delete[]. Once the request is on its way
-    // `*length` is 0; on failure there are no bytes behind `*data`, whatever `*length` says.
+    // Reads the HID descriptor; both arguments are not null. Returns 0 when there are bytes and 1
+    // otherwise, never the service's own code. On success `*data` is a new array of `*length`
+    // bytes, which the caller releases with delete[]. Once the request is on its way `*length` is
+    // 0. On failure there are no bytes behind `*data`, whatever `*length` says, and `*data` may
+    // hold what it held before; so set it to null before the call.
     virtual int getHidDescriptor(char** data, int* length) = 0;
 
     // Connects; the meaning of `arg`, which is not null, is the service's.
