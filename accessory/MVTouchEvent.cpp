@@ -1,8 +1,8 @@
+#include "accessory/MVTouchEvent.h"
+
 #include <algorithm>
 #include <memory>
 #include <new>
-
-#include "accessory/MVEvent.h"
 
 namespace {
 

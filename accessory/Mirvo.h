@@ -2,7 +2,7 @@
 
 #include <utils/RefBase.h>
 
-#include "accessory/MVEvent.h"
+#include "accessory/MVTouchEvent.h"
 #include "accessory/MirvoNotifier.h"
 
 namespace accessory {
@@ -13,7 +13,8 @@ using android::sp;
 //
 // Threads: thread-safe, and every operation may be called from inside a notifier. Each is one
 // request, which blocks for at most the request timeout of the service framework. No operation may
-// begin after the last reference has gone; one that is under way then ends normally.
+// begin once the last reference is going. One has begun when it has taken references to what it
+// needs, in its first few instructions and before its first line in the log; it then ends normally.
 //
 // Ownership: through sp<>. Arguments are read during the call only.
 //
@@ -24,7 +25,7 @@ public:
     // Makes `notifier`, which is not null, the receiver of this accessory's events, once the
     // service has agreed. Otherwise the one that was there stays.
     virtual int setNotifier(const sp<MirvoNotifier>& notifier) = 0;
-    // `data` holds `size` bytes, at most 2,147,483,647, and may be null when `size` is 0.
+    // `data` holds `size` bytes, at most 2,147,483,647, and may be null only when `size` is 0.
     virtual int setFeature(unsigned int feature, void* data, unsigned int size) = 0;
     // `event` is not null.
     virtual int sendTouchEvent(MVTouchEvent* event) = 0;
@@ -43,7 +44,7 @@ public:
     virtual int sendTimeDateInquiry() = 0;
     virtual int sendDisplayConfiguration(int value1, int value2, int value3, int value4,
                                          int value5) = 0;
-    // Last, because its slots are.
+    // Declared last, because the slots of the destructor come last.
     ~Mirvo() override = default;
 };
 

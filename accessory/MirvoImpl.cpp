@@ -48,9 +48,11 @@ public:
                 reinterpret_cast<const int32_t*>(event.array1),
                 reinterpret_cast<const int32_t*>(event.array2),
                 reinterpret_cast<const int32_t*>(event.array3));
-            // An item that could not copy all pointers has said so. It must not arrive as a touch
-            // without any.
-            if (item->count != event.count) item.clear();
+            if (item->count != event.count) {
+                __android_log_print(ANDROID_LOG_ERROR, kLogTag, "no memory for %d pointers\n",
+                                    event.count);
+                item.clear();
+            }
             return item;
         });
     }
@@ -59,6 +61,12 @@ private:
     const sp<ServiceClient> mClient;
     const int32_t mAccessoryId;
 };
+
+// The fields of a touch event are public, so they may be anything.
+bool isTouch(const MVTouchEvent& event) {
+    return event.count == 0 ||
+           (event.count > 0 && !anyNull(event.array1, event.array2, event.array3));
+}
 
 // Hands the bytes of a cook reply to the caller, whatever its result says.
 int handOut(const sp<MVSReplyRawData>& reply, unsigned char** out, int* length) {
@@ -114,7 +122,7 @@ int MirvoImpl::setFeature(unsigned int feature, void* data, unsigned int size) {
     AutoTrace trace(kLogTag, __func__, true);
     // A larger size would reach the service as a negative one.
     const bool fits = size <= static_cast<unsigned int>(std::numeric_limits<int32_t>::max());
-    if (!fits) return illegalParameter(kLogTag);
+    if (!fits || (size > 0 && data == nullptr)) return illegalParameter(kLogTag);
     return status(address.command<MVSReplyRawData, MVSItemAccessoryRawData>(
         MV_RAW_DATA_SET_FEATURE, [&](auto& item) {
             item.intValue = static_cast<int32_t>(feature);
@@ -126,7 +134,7 @@ int MirvoImpl::setFeature(unsigned int feature, void* data, unsigned int size) {
 int MirvoImpl::sendTouchEvent(MVTouchEvent* event) {
     const Address address(mServiceClient, mAccessoryId);
     AutoTrace trace(kLogTag, __func__, true);
-    if (anyNull(event)) return illegalParameter(kLogTag);
+    if (anyNull(event) || !isTouch(*event)) return illegalParameter(kLogTag);
     return status(address.touch<MVSReplyCommon>(MV_TOUCH_SEND, *event));
 }
 
@@ -145,7 +153,7 @@ int MirvoImpl::sendCalibrateEvent() {
 
 int MirvoImpl::cookTouchEvent(MVTouchEvent* event, unsigned char** out, int* length) {
     const Address address(mServiceClient, mAccessoryId);
-    if (anyNull(event, out, length)) return illegalParameter(kLogTag);
+    if (anyNull(event, out, length) || !isTouch(*event)) return illegalParameter(kLogTag);
     return handOut(address.touch<MVSReplyRawData>(MV_TOUCH_COOK, *event), out, length);
 }
 

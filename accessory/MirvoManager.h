@@ -15,8 +15,9 @@ class MirvoManagerImpl;
 //
 // Threads: thread-safe, and every operation may be called from inside a notifier. Each but
 // setNotifier is one request, which blocks for at most the request timeout of the service
-// framework; getMirvo also binds the new handle. No operation may begin after the last reference
-// has gone; one that is under way then ends normally.
+// framework; getMirvo also binds the new handle. No operation may begin once the last reference is
+// going. One has begun when it has taken references to what it needs, in its first few instructions
+// and before its first line in the log; it then ends normally.
 //
 // Ownership: through sp<>. Text arguments are read during the call only.
 //

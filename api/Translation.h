@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "accessory/MVEvent.h"
+#include "accessory/MVTouchEvent.h"
 
 namespace zrmirvo {
 

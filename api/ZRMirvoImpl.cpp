@@ -26,7 +26,7 @@ int withTouchEvent(unsigned long long time, int count, const unsigned int* array
                    Send send) {
     const bool absent = array1 == nullptr || array2 == nullptr || array3 == nullptr;
     if (count < 0 || (count > 0 && absent)) {
-        __android_log_print(ANDROID_LOG_ERROR, kLogTag, "illegal parameter!\n");
+        logError("illegal parameter!\n");
         return kFailed;
     }
     try {
@@ -45,8 +45,8 @@ void ZRMirvoImpl::SetInstance(const sp<Mirvo>& mirvo, const sp<ManagerLink>& man
     mNotifier = new ZRMirvoNotifier(manager);
 }
 
-void ZRMirvoImpl::listen() {
-    mMirvo->setNotifier(mNotifier);
+int ZRMirvoImpl::listen() {
+    return mMirvo->setNotifier(mNotifier);
 }
 
 bool ZRMirvoImpl::RegisterCallback(ZRMirvoCallback* cb) {

@@ -16,9 +16,9 @@ public:
     // Attaches the device handle and makes a notifier for it.
     void SetInstance(const sp<accessory::Mirvo>& mirvo, const sp<ManagerLink>& manager);
 
-    // Asks the service to send events to the notifier. An instance for which the service refuses
-    // that works, but receives no events.
-    void listen();
+    // Asks the service to send events to the notifier, and returns its status. An instance for
+    // which the service refuses that works, but receives no events.
+    int listen();
 
     const sp<ZRMirvoNotifier>& notifier() const { return mNotifier; }
 

@@ -137,8 +137,15 @@ ZRMirvo* ZRMirvoManagerImpl::GetMirvoInstance(unsigned int accessoryId) {
         instance->SetInstance(mirvo, link);
         // In the table before its first event can come, so that a release closes it, too, and waits
         // for that event.
-        if (instances->add(instance)) instance->listen();
-        if (!instances->closed()) return instance.get();
+        const int status = instances->add(instance) ? instance->listen() : kFailed;
+        if (!instances->closed()) {
+            if (status != 0) {
+                __android_log_print(ANDROID_LOG_ERROR, kLogTag,
+                                    "an instance of accessory %u receives no events: status %d\n",
+                                    accessoryId, status);
+            }
+            return instance.get();
+        }
     }
     __android_log_print(ANDROID_LOG_WARN, kLogTag, "%s can't find mirvo", __func__);
     return nullptr;
@@ -155,7 +162,11 @@ void ZRMirvoManagerImpl::ReleaseMirvoInstance(ZRMirvo* instance) {
 int ZRMirvoManagerImpl::setBluetoothConfig(const char* text, int value) {
     return forward(__func__, [&](MirvoManager& manager) {
         MVBluetoothConfig config;
-        const size_t length = text == nullptr ? sizeof(config.text) : strlen(text);
+        if (text == nullptr) {
+            logError("illegal parameter!\n");
+            return kFailed;
+        }
+        const size_t length = strlen(text);
         if (length >= sizeof(config.text)) {
             __android_log_print(ANDROID_LOG_ERROR, kLogTag,
                                 "a Bluetooth text has at most %zu characters\n",

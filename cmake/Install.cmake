@@ -28,6 +28,7 @@ set(proxy_headers
   protocol/MVCodes.h
   protocol/MVDeviceRecords.h
   accessory/MVEvent.h
+  accessory/MVTouchEvent.h
   accessory/Mirvo.h
   accessory/MirvoImpl.h
   accessory/MirvoManager.h

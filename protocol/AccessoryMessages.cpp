@@ -29,7 +29,7 @@ MVSItemAccessoryTouchEvent::MVSItemAccessoryTouchEvent(int32_t accessoryId, int3
       action(actionCode),
       extra(extraValue) {
     if (values1 == nullptr || values2 == nullptr || values3 == nullptr) count = 0;
-    Triplets::allocate(count, array1, array2, array3);
+    if (!Triplets::allocate(count, array1, array2, array3)) count = 0;
     std::copy_n(values1, count, array1);
     std::copy_n(values2, count, array2);
     std::copy_n(values3, count, array3);

@@ -88,8 +88,8 @@ class MVSItemAccessoryTouchEvent final
                        MVServiceItem::ACCESSORY_TOUCH_EVENT> {
 public:
     MVSItemAccessoryTouchEvent() = default;
-    // Copies `pointers` values of each array. A negative count, and an array that is null, make an
-    // event without any.
+    // Copies `pointers` values of each array. A negative count, an array that is null, and arrays
+    // for which there is no memory, make an event without any pointer.
     MVSItemAccessoryTouchEvent(int32_t accessoryId, int32_t commandCode,
                                unsigned long long timeStamp, int32_t pointers, int32_t actionCode,
                                int32_t extraValue, const int32_t* values1, const int32_t* values2,

@@ -27,37 +27,10 @@ inline const android::String8& noText() {
     return *text;
 }
 
-// An array that holds nothing yet. Null, with one line in the log, when it would be too large or
-// cannot be had.
+// An array that is full of zeros. Null when it cannot be had.
 template <typename T>
-T* newArray(int32_t count, int64_t maxBytes = kMaxBlockBytes) {
-    T* array = nullptr;
-    if (count >= 0 && count <= maxBytes / static_cast<int64_t>(sizeof(T))) {
-        array = new (std::nothrow) T[static_cast<size_t>(count)];
-    }
-    if (array == nullptr) {
-        __android_log_print(ANDROID_LOG_WARN, nullptr, "no memory for %d elements of %zu bytes",
-                            count, sizeof(T));
-    }
-    return array;
-}
-
-// The next `size` bytes of the content, or zeros where it is too short: a block never shows stray
-// memory. What readBuffer answers is the framework's own and does not tell.
-inline void readBlock(DeserializationContent& content, uint8_t* data, size_t size) {
-    // To zero a large block first would take a twentieth of the time of its whole request. Only its
-    // end is marked, with what no content can know, and looked at afterwards.
-    constexpr size_t kLarge = 4096;
-    const auto place = reinterpret_cast<uintptr_t>(data);
-    const uintptr_t mark[] = {place, ~place};
-    const bool large = size >= kLarge;
-    if (large) {
-        memcpy(data + size - sizeof(mark), mark, sizeof(mark));
-    } else {
-        memset(data, 0, size);
-    }
-    content.readBuffer(data, static_cast<int64_t>(size));
-    if (large && memcmp(data + size - sizeof(mark), mark, sizeof(mark)) == 0) memset(data, 0, size);
+T* newArray(int32_t count) {
+    return new (std::nothrow) T[static_cast<size_t>(count)]();
 }
 
 // The three parallel arrays of a touch event: all of them or none.
@@ -69,14 +42,14 @@ struct Triplets {
         }
     }
 
-    // Leaves `count` 0 and the arrays null when they cannot be had.
-    static void allocate(int32_t& count, int32_t*& a, int32_t*& b, int32_t*& c) {
-        a = newArray<int32_t>(count, kMaxBlockBytes / 3);
-        if (a != nullptr) b = newArray<int32_t>(count, kMaxBlockBytes / 3);
-        if (b != nullptr) c = newArray<int32_t>(count, kMaxBlockBytes / 3);
-        if (c != nullptr) return;
+    // Returns false, and leaves the arrays null, when they cannot be had.
+    static bool allocate(int32_t count, int32_t*& a, int32_t*& b, int32_t*& c) {
+        a = newArray<int32_t>(count);
+        if (a != nullptr) b = newArray<int32_t>(count);
+        if (b != nullptr) c = newArray<int32_t>(count);
+        if (c != nullptr) return true;
         release(a, b, c);
-        count = 0;
+        return false;
     }
 };
 
@@ -164,8 +137,11 @@ public:
         data = nullptr;
         int32(size);
         if (size < 1) return;
-        data = newArray<uint8_t>(size);
-        if (data != nullptr) readBlock(mContent, data, static_cast<size_t>(size));
+        if (size <= kMaxBlockBytes) data = newArray<uint8_t>(size);
+        if (data == nullptr) return logNoMemory(size, sizeof(*data));
+        // The status of readBuffer differs between frameworks, so it cannot be used here. Where the
+        // content is too short, the block holds zeros.
+        mContent.readBuffer(data, size);
     }
 
     // A count above the capacity, or below 0, is the sender's mistake. Reading on for as long as it
@@ -185,7 +161,11 @@ public:
     void triplets(int32_t& count, int32_t*& a, int32_t*& b, int32_t*& c) {
         Triplets::release(a, b, c);
         if (count <= 0) return;
-        Triplets::allocate(count, a, b, c);
+        const bool fits = count <= kMaxBlockBytes / 3 / static_cast<int64_t>(sizeof(*a));
+        if (!fits || !Triplets::allocate(count, a, b, c)) {
+            logNoMemory(count, sizeof(*a));
+            count = 0;
+        }
         for (int32_t i = 0; i < count; ++i) {
             int32(a[i]);
             int32(b[i]);
@@ -194,6 +174,11 @@ public:
     }
 
 private:
+    static void logNoMemory(int32_t count, size_t size) {
+        __android_log_print(ANDROID_LOG_WARN, nullptr, "no memory for %d elements of %zu bytes",
+                            count, size);
+    }
+
     DeserializationContent& mContent;
 };
 

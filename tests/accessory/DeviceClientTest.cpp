@@ -1,8 +1,20 @@
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <new>
 
 #include "tests/accessory/ProxyTest.h"
+
+namespace {
+
+size_t gLargest = SIZE_MAX;
+
+}  // namespace
+
+// The arrays of messages cannot be had when they are larger than that.
+void* operator new[](size_t size, const std::nothrow_t&) noexcept {
+    return size > gLargest ? nullptr : ::operator new[](size);
+}
 
 namespace accessory {
 namespace {
@@ -12,6 +24,17 @@ protected:
     const unsigned int array1[3] = {11, 12, 13};
     const unsigned int array2[3] = {21, 22, 23};
     const unsigned int array3[3] = {31, 32, 0xffffffff};
+    // Sends the touch with a field that was changed.
+    template <typename Field, typename Value>
+    std::function<int(Mirvo&)> changed(Field MVTouchEvent::*field, Value value) {
+        return [=](Mirvo& device) {
+            const Field original = std::exchange(touch.*field, value);
+            const int result = device.sendTouchEvent(&touch);
+            touch.*field = original;
+            return result;
+        };
+    }
+
     MVTouchEvent touch{0xfffffffffffffffe, 3, 2, 4, array1, array2, array3};
 };
 
@@ -28,9 +51,14 @@ TEST_F(DeviceClientTest, operations) {
         {"setFeature", with(&M::setFeature, 66, block, 2), "136: 7, 1, 66, 2, {01 02}", 131},
         {"setFeature", with(&M::setFeature, 0xffffffff, nullptr, 0), "136: 7, 1, -1, 0", 131},
         {"setFeature", with(&M::setFeature, 66, block, 0x80000000)},
+        {"setFeature", with(&M::setFeature, 66, nullptr, 2)},
         {"sendTouchEvent", with(&M::sendTouchEvent, &touch), "135: 7, 1" + kTouch},
         {"sendTouchEvent", with(&M::sendTouchEvent, &none), "135: 7, 1, 9L, 0, 2, 4"},
         {"sendTouchEvent", with(&M::sendTouchEvent, nullptr)},
+        {"sendTouchEvent", changed(&MVTouchEvent::count, -1)},
+        {"sendTouchEvent", changed(&MVTouchEvent::array1, nullptr)},
+        {"sendTouchEvent", changed(&MVTouchEvent::array2, nullptr)},
+        {"sendTouchEvent", changed(&MVTouchEvent::array3, nullptr)},
         {"cookTouchEvent", checkBytes(&M::cookTouchEvent, &touch), "135: 7, 2" + kTouch, 131},
         {"cookTouchEvent", with(&M::cookTouchEvent, nullptr, &out, &length)},
         {"cookTouchEvent", with(&M::cookTouchEvent, &touch, nullptr, &length)},
@@ -166,6 +194,16 @@ TEST_F(DeviceClientTest, installsANotifierOnlyWhenTheServiceAgrees) {
     framework.answer(reply(129));
     EXPECT_EQ(proxy->setNotifier(notifier()), 0);
     EXPECT_EQ(weak.promote(), nullptr);
+}
+
+TEST_F(DeviceClientTest, sendsNoTouchForWhichThereIsNoMemory) {
+    gLargest = 11;
+    EXPECT_EQ(proxy->sendTouchEvent(&touch), 1);
+    EXPECT_EQ(checkBytes(&Mirvo::cookTouchEvent, &touch)(*proxy), 1);
+    gLargest = SIZE_MAX;
+    const std::string kLine = "E/Mirvo[c]: no memory for 3 pointers\n";
+    EXPECT_EQ(log.takeUntraced(), (Lines{kLine, kLine}));
+    EXPECT_EQ(framework.requests(), Lines());
 }
 
 TEST_F(DeviceClientTest, touchEventsOwnTheirArrays) {
