@@ -8,13 +8,16 @@
 namespace recorder {
 
 Buffer::Buffer() {
-    // Never released, since a thread of the application may be adding until the process has ended.
     // The system gives the memory when it is first used.
     void* memory = mmap(nullptr, 2 * kHalf, PROT_READ | PROT_WRITE,
                         MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
     if (memory == MAP_FAILED) return;
     mHalves[0] = static_cast<uint8_t*>(memory);
     mHalves[1] = mHalves[0] + kHalf;
+}
+
+Buffer::~Buffer() {
+    if (usable()) munmap(mHalves[0], 2 * kHalf);
 }
 
 // A thread that has taken its place may be interrupted before it has copied.

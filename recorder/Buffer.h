@@ -17,6 +17,7 @@ public:
     static constexpr size_t kHalf = size_t{4} << 20;
 
     Buffer();
+    ~Buffer();
     Buffer(const Buffer&) = delete;
     Buffer& operator=(const Buffer&) = delete;
 

@@ -11,6 +11,11 @@
 
 namespace recorder {
 
+File::~File() {
+    forget();
+    if (mFolder >= 0) close(mFolder);
+}
+
 bool File::open(const std::string& path) {
     mPath = path;
     const size_t slash = path.rfind('/');

@@ -11,6 +11,11 @@ namespace recorder {
 // readable by its owner only, and never reached through a link. One thread at a time.
 class File {
 public:
+    File() = default;
+    ~File();
+    File(const File&) = delete;
+    File& operator=(const File&) = delete;
+
     // False, with one line in the log, when there can be no such file.
     bool open(const std::string& path);
 

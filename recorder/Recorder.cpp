@@ -7,6 +7,7 @@
 #include <chrono>
 #include <csignal>
 #include <ctime>
+#include <memory>
 #include <system_error>
 #include <thread>
 
@@ -58,8 +59,8 @@ Recorder* Recorder::instance() {
     static Recorder* const kInstance = []() -> Recorder* {
         const auto settings = readSettings();
         if (!settings) return nullptr;
-        auto* recorder = new Recorder(*settings);
-        return recorder->start() ? recorder : nullptr;
+        std::unique_ptr<Recorder> recorder(new Recorder(*settings));
+        return recorder->start() ? recorder.release() : nullptr;
     }();
     return kInstance;
 }

@@ -18,8 +18,8 @@ namespace recorder {
 
 using recording::FrameKind;
 
-// The recording of this process. There is one, which is never destroyed, since threads of the
-// application may use it until the process has ended. Thread-safe.
+// The recording of this process. There is one, which is never destroyed once it has begun, since
+// threads of the application may use it until the process has ended. Thread-safe.
 class Recorder {
 public:
     // Begins the recording with the first call. Null without one.

@@ -23,9 +23,8 @@ protected:
     }
 
     static Result record(const std::string& words) {
-        setenv("ASAN_OPTIONS", "verify_asan_link_order=0", 1);
+        const LinkOrder order;
         Process process(tools_test::commandLine(MIRVO_RECORD, words));
-        unsetenv("ASAN_OPTIONS");
         const int status = process.wait();
         return {status, process.output(), process.errors()};
     }

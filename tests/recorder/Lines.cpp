@@ -1,6 +1,7 @@
 #include "tests/recorder/Lines.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <fstream>
 #include <map>
 
@@ -120,6 +121,16 @@ std::string faults(const std::string& path) {
         open.erase(begun);
     });
     return found;
+}
+
+LinkOrder::LinkOrder() {
+    const char* before = getenv("ASAN_OPTIONS");
+    mBefore = before == nullptr ? "" : before;
+    setenv("ASAN_OPTIONS", (mBefore + ":verify_asan_link_order=0").c_str(), 1);
+}
+
+LinkOrder::~LinkOrder() {
+    setenv("ASAN_OPTIONS", mBefore.c_str(), 1);
 }
 
 }  // namespace recorder_test

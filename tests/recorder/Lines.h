@@ -18,4 +18,17 @@ size_t count(const std::vector<std::string>& all, const std::string& text);
 // the way, an end that precedes its beginning. Empty when all is well.
 std::string faults(const std::string& path);
 
+// The runtime of the address sanitizer wants to be loaded before every other library. While this
+// lives, programs that are started may load the recorder before it.
+class LinkOrder {
+public:
+    LinkOrder();
+    ~LinkOrder();
+    LinkOrder(const LinkOrder&) = delete;
+    LinkOrder& operator=(const LinkOrder&) = delete;
+
+private:
+    std::string mBefore;
+};
+
 }  // namespace recorder_test

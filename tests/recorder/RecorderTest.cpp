@@ -32,15 +32,16 @@ public:
         setenv("ZRMIRVO_RECORDING", file.c_str(), 1);
         setenv("ZRMIRVO_RECORDING_LIMIT", limit.c_str(), 1);
         setenv("ZRMIRVO_RECORDING_WITHOUT", without.c_str(), 1);
-        // The runtime of this sanitizer wants to be loaded before every other library.
-        setenv("ASAN_OPTIONS", "verify_asan_link_order=0", 1);
     }
     ~Environment() {
         for (const char* name : {"LD_PRELOAD", "ZRMIRVO_RECORDING", "ZRMIRVO_RECORDING_LIMIT",
-                                 "ZRMIRVO_RECORDING_WITHOUT", "ASAN_OPTIONS"}) {
+                                 "ZRMIRVO_RECORDING_WITHOUT"}) {
             unsetenv(name);
         }
     }
+
+private:
+    const LinkOrder mOrder;
 };
 
 class RecorderTest : public tools_test::ToolsTest {
