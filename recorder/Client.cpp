@@ -7,23 +7,23 @@ namespace recorder {
 using android::AutoMutex;
 
 void Listener::onNotify(sp<ServiceNotify>& notify) {
-    // The framework may let go of this listener as soon as it has been entered.
+    // The framework may let go of this listener as soon as it has been entered. It keeps the real
+    // one.
     const sp<Listener> self(this);
-    const sp<ServiceNotifyListener> real = mReal;
-    if (notify == nullptr || !mRecorder->recording()) return real->onNotify(notify);
+    if (notify == nullptr || !mRecorder->recording()) return mReal->onNotify(notify);
 
     Recorder::Place place = mPlace;
     place.sequence = mRecorder->newSequence();
     const int32_t type = notify->type();
+    uint64_t begin = 0;
     if (type == accessory::ServiceStatusNotify::kType) {
         // Its class is the framework's own, and only the place of its first field is known.
         const auto* status = static_cast<accessory::ServiceStatusNotify*>(notify.get());
-        mRecorder->addStatus(place, status->status);
+        begin = mRecorder->addStatus(place, status->status);
     } else {
-        mRecorder->add(FrameKind::kNotify, place, *notify, type);
+        begin = mRecorder->add(FrameKind::kNotify, place, *notify, type);
     }
-    const uint64_t begin = Recorder::now();
-    real->onNotify(notify);
+    mReal->onNotify(notify);
     mRecorder->add(FrameKind::kEnded, place, begin);
 }
 
@@ -38,13 +38,11 @@ Client::~Client() {
 
 sp<ServiceReply> Client::request(sp<ServiceItem>& item) {
     const sp<Client> self(this);
-    const sp<ServiceClient> real = mReal;
-    if (item == nullptr || !mRecorder->recording()) return real->request(item);
+    if (item == nullptr || !mRecorder->recording()) return mReal->request(item);
 
     const Recorder::Place place{mBinding, 0, mRecorder->newSequence()};
-    const uint64_t begin = Recorder::now();
-    mRecorder->add(FrameKind::kRequest, place, *item, item->type());
-    sp<ServiceReply> reply = real->request(item);
+    const uint64_t begin = mRecorder->add(FrameKind::kRequest, place, *item, item->type());
+    sp<ServiceReply> reply = mReal->request(item);
     if (reply == nullptr) {
         mRecorder->add(FrameKind::kNoReply, place, begin);
     } else {
@@ -55,8 +53,7 @@ sp<ServiceReply> Client::request(sp<ServiceItem>& item) {
 
 int32_t Client::setNotifyListener(sp<ServiceNotifyListener>& listener) {
     const sp<Client> self(this);
-    const sp<ServiceClient> real = mReal;
-    if (listener == nullptr) return real->setNotifyListener(listener);
+    if (listener == nullptr) return mReal->setNotifyListener(listener);
     sp<Listener> mine;
     {
         // A framework may compare listeners: the same one is wrapped once.
@@ -71,12 +68,11 @@ int32_t Client::setNotifyListener(sp<ServiceNotifyListener>& listener) {
     }
     mRecorder->add(FrameKind::kListenerSet, mine->place());
     sp<ServiceNotifyListener> wrapped = mine;
-    return real->setNotifyListener(wrapped);
+    return mReal->setNotifyListener(wrapped);
 }
 
 int32_t Client::removeNotifyListener(sp<ServiceNotifyListener>& listener) {
     const sp<Client> self(this);
-    const sp<ServiceClient> real = mReal;
     sp<Listener> mine;
     {
         AutoMutex lock(mMutex);
@@ -88,10 +84,10 @@ int32_t Client::removeNotifyListener(sp<ServiceNotifyListener>& listener) {
             mListeners.erase(found);
         }
     }
-    if (mine == nullptr) return real->removeNotifyListener(listener);
+    if (mine == nullptr) return mReal->removeNotifyListener(listener);
     mRecorder->add(FrameKind::kListenerRemoved, mine->place());
     sp<ServiceNotifyListener> wrapped = mine;
-    return real->removeNotifyListener(wrapped);
+    return mReal->removeNotifyListener(wrapped);
 }
 
 }  // namespace recorder

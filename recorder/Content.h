@@ -4,7 +4,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <vector>
+#include <memory>
 
 #include "protocol/Frame.h"
 #include "protocol/ServiceFramework.h"
@@ -21,16 +21,19 @@ public:
     int32_t reserved2() override;
     int32_t writeCString(const char* text) override;
 
-    const uint8_t* data() const { return mBytes.data(); }
-    size_t size() const { return mBytes.size(); }
+    const uint8_t* data() const { return mBytes.get(); }
+    size_t size() const { return mSize; }
     // Whether there was no room for a part of it.
     bool failed() const { return mFailed; }
     void clear();
 
 private:
     int32_t append(const void* data, size_t size);
+    bool grow(size_t more);
 
-    std::vector<uint8_t> mBytes;
+    std::unique_ptr<uint8_t[]> mBytes;
+    size_t mSize = 0;
+    size_t mCapacity = 0;
     bool mFailed = false;
 };
 

@@ -38,6 +38,10 @@ uint64_t nanoseconds(clockid_t clock) {
     return static_cast<uint64_t>(time.tv_sec) * 1'000'000'000 + static_cast<uint64_t>(time.tv_nsec);
 }
 
+uint64_t now() {
+    return nanoseconds(CLOCK_MONOTONIC);
+}
+
 // The system is asked once in each thread.
 uint32_t threadNumber() {
     static thread_local uint32_t number = 0;
@@ -50,10 +54,6 @@ __attribute__((destructor)) void finishAtExit() {
 }
 
 }  // namespace
-
-uint64_t Recorder::now() {
-    return nanoseconds(CLOCK_MONOTONIC);
-}
 
 Recorder* Recorder::instance() {
     static Recorder* const kInstance = []() -> Recorder* {
@@ -102,9 +102,9 @@ bool Recorder::recordingElsewhere() {
     return false;
 }
 
-void Recorder::put(FrameKind kind, const Place& place, int32_t type, const uint8_t* content,
-                   size_t size, uint64_t since) {
-    if (!mRecording.load(std::memory_order_relaxed)) return;
+uint64_t Recorder::put(FrameKind kind, const Place& place, int32_t type, const uint8_t* content,
+                       size_t size, uint64_t since) {
+    if (!mRecording.load(std::memory_order_relaxed)) return since;
     RecordHeader header;
     header.thread = threadNumber();
     header.binding = place.binding;
@@ -117,25 +117,29 @@ void Recorder::put(FrameKind kind, const Place& place, int32_t type, const uint8
     frame.sequence = place.sequence;
     frame.length = static_cast<uint32_t>(size);
     mBuffer.add(header, frame, content);
+    return header.monotonic;
 }
 
-void Recorder::add(FrameKind kind, const Place& place, uint64_t since) {
-    put(kind, place, 0, nullptr, 0, since);
+uint64_t Recorder::add(FrameKind kind, const Place& place, uint64_t since) {
+    return put(kind, place, 0, nullptr, 0, since);
 }
 
-void Recorder::add(FrameKind kind, const Place& place, accessory::SerializationBase& message,
-                   int32_t type, uint64_t since) {
+uint64_t Recorder::add(FrameKind kind, const Place& place, accessory::SerializationBase& message,
+                       int32_t type, uint64_t since) {
     Borrowed borrowed;
     const Content* content = borrowed.of(message);
-    if (content == nullptr) return mBuffer.miss();
-    put(kind, place, type, content->data(), content->size(), since);
+    if (content == nullptr) {
+        mBuffer.miss();
+        return now();
+    }
+    return put(kind, place, type, content->data(), content->size(), since);
 }
 
-void Recorder::addStatus(const Place& place, int32_t status) {
+uint64_t Recorder::addStatus(const Place& place, int32_t status) {
     uint8_t content[sizeof(status)];
     std::memcpy(content, &status, sizeof(status));
-    put(FrameKind::kStatus, place, accessory::ServiceStatusNotify::kType, content, sizeof(content),
-        0);
+    return put(FrameKind::kStatus, place, accessory::ServiceStatusNotify::kType, content,
+               sizeof(content), 0);
 }
 
 // Writing.

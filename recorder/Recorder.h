@@ -37,15 +37,13 @@ public:
     uint32_t newListener() { return ++mListeners; }
     uint32_t newSequence() { return ++mSequences; }
 
-    // Nanoseconds by the monotonic clock.
-    static uint64_t now();
-
-    // Records what has no content.
-    void add(FrameKind kind, const Place& place, uint64_t since = 0);
-    // Records a message. `since` is when its request began, 0 without one.
-    void add(FrameKind kind, const Place& place, accessory::SerializationBase& message,
-             int32_t type, uint64_t since = 0);
-    void addStatus(const Place& place, int32_t status);
+    // Records what has no content. `since` is when that began whose end this is, and 0 otherwise.
+    // All of these answer the time, in nanoseconds by the monotonic clock.
+    uint64_t add(FrameKind kind, const Place& place, uint64_t since = 0);
+    // Records a message.
+    uint64_t add(FrameKind kind, const Place& place, accessory::SerializationBase& message,
+                 int32_t type, uint64_t since = 0);
+    uint64_t addStatus(const Place& place, int32_t status);
 
     // Writes what there is and ends the recording: when the process ends in the ordinary way.
     void finish();
@@ -62,8 +60,8 @@ private:
     bool writeGap(uint64_t missing);
     void begin();
     void keep(const recording::Record& record);
-    void put(FrameKind kind, const Place& place, int32_t type, const uint8_t* content, size_t size,
-             uint64_t since);
+    uint64_t put(FrameKind kind, const Place& place, int32_t type, const uint8_t* content,
+                 size_t size, uint64_t since);
     // Always false; says so once in a forked child.
     bool recordingElsewhere();
 

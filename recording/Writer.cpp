@@ -26,15 +26,15 @@ uint32_t directionOf(FrameKind kind) {
 
 // What known tools show beside a packet that holds no message.
 std::string commentOn(const Record& record) {
-    const std::string binding = "binding " + std::to_string(record.header.binding);
+    const auto binding = [&] { return "binding " + std::to_string(record.header.binding); };
     uint64_t missing = 0;
     switch (record.frame.kind) {
         case FrameKind::kBound:
-            return binding + " was made";
+            return binding() + " was made";
         case FrameKind::kNotBound:
             return "there is no service to bind to";
         case FrameKind::kUnbound:
-            return binding + " was released";
+            return binding() + " was released";
         case FrameKind::kGap:
             std::memcpy(&missing, record.content, std::min(record.size, sizeof(missing)));
             return std::to_string(missing) + " records are missing here";
@@ -144,13 +144,11 @@ void Writer::addPart(const Record& record, uint32_t interface, uint32_t offset) 
     FrameHeader frame = record.frame;
     frame.offset = offset;
     const size_t part = std::min(record.size - offset, accessory::kMaxPart);
-    const size_t block = open(kPacket);
-    number(interface);
-    number(static_cast<uint32_t>(record.wall >> 32));
-    number(static_cast<uint32_t>(record.wall));
     const auto length = static_cast<uint32_t>(sizeof(RecordHeader) + sizeof(frame) + part);
-    number(length);
-    number(length);
+    const size_t block = open(kPacket);
+    const uint32_t head[] = {interface, static_cast<uint32_t>(record.wall >> 32),
+                             static_cast<uint32_t>(record.wall), length, length};
+    append(head, sizeof(head));
     append(&record.header, sizeof(RecordHeader));
     append(&frame, sizeof(frame));
     if (part > 0) append(record.content + offset, part);
