@@ -159,8 +159,6 @@ ordered_json measureCurves(const Setting& setting) {
     return {{"curves", curves}};
 }
 
-namespace {
-
 std::string role(const Setting& setting, const std::string& name, size_t count) {
     return setting.programs + "/zrmirvo-bench --role " + name + " --count " + std::to_string(count);
 }
@@ -173,18 +171,21 @@ double numberIn(const std::string& text, const char* pattern) {
     return std::stod(match[1]);
 }
 
-double systemCalls(const Setting& setting, const std::string& name, size_t count) {
-    const std::string file = setting.folder + "/calls";
-    outputOf("strace -f -c -U calls,name -o " + file + " " + role(setting, name, count));
-    std::ifstream stream(file);
-    const std::string text(std::istreambuf_iterator<char>(stream), {});
-    return numberIn(text, "([0-9]+) +total");
+double systemCallsPerCall(const Setting& setting, const std::string& name,
+                          const std::string& options) {
+    constexpr size_t kCount = 500;
+    const auto calls = [&](size_t count) {
+        const std::string file = setting.folder + "/calls";
+        outputOf("strace -c -U calls,name -o " + file + " " + options + " " +
+                 role(setting, name, count));
+        std::ifstream stream(file);
+        const std::string text(std::istreambuf_iterator<char>(stream), {});
+        return numberIn(text, "([0-9]+) +total");
+    };
+    return (calls(2 * kCount) - calls(kCount)) / kCount;
 }
 
-double systemCallsPerRequest(const Setting& setting, const std::string& name) {
-    constexpr size_t kCount = 500;
-    return (systemCalls(setting, name, 2 * kCount) - systemCalls(setting, name, kCount)) / kCount;
-}
+namespace {
 
 double codec(const Setting& setting, const std::string& name) {
     const std::string json = outputOf(
@@ -210,8 +211,8 @@ ordered_json measureCosts(const Setting& setting) {
     const std::unique_ptr<Process> service = startService(setting.twoCores.service, place);
     useFolder(place);
     ordered_json figures;
-    figures["syscalls_per_request"] = systemCallsPerRequest(setting, "request");
-    figures["syscalls_per_sendKeyEvent"] = systemCallsPerRequest(setting, "sendKeyEvent");
+    figures["syscalls_per_request"] = systemCallsPerCall(setting, "request", "-f");
+    figures["syscalls_per_sendKeyEvent"] = systemCallsPerCall(setting, "sendKeyEvent", "-f");
     figures["codec_reused_ns"] = codec(setting, "reused");
     figures["codec_fresh_ns"] = codec(setting, "fresh");
     const std::string allocations = outputOf(setting.programs + "/zrmirvo-bench-allocations");
@@ -229,6 +230,7 @@ ordered_json measureAll(const Setting& setting, const std::string& only) {
         {"round-trips", measureRoundTrips},
         {"notifications", measureNotifications},
         {"costs", measureCosts},
+        {"recording", measureRecording},
         {"curves", measureCurves},
     };
     ordered_json figures;
