@@ -3,6 +3,7 @@
 #include <sys/epoll.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <memory>
 
 #include "standin/Fork.h"
@@ -96,8 +97,8 @@ void NotifyPool::run() {
         }
         const sp<NotifyChannel> channel = claim(event.data.u64);
         const bool goesOn = channel != nullptr && channel->process(buffer.get());
-        // A callback may have forked, and the child has come back from it.
-        if (inForkedChild()) return;
+        // A callback has forked, and this is the child's only thread.
+        if (failsInForkedChild("a delivery")) _exit(EXIT_FAILURE);
         if (goesOn) watch(channel.get(), EPOLL_CTL_MOD);
     } while (rejoin());
 }

@@ -173,9 +173,10 @@ bool NotifySender::disconnect(pid_t process, const std::string& reason) {
         // Once is enough: the process has one log.
         if (!found) sendReason(listener->fd.get(), reason);
         found = true;
-        listener->cutOff = true;
+        listener->dead = true;
         shutdown(listener->fd.get(), SHUT_RDWR);
     }
+    wake();
     mTaken.broadcast();
     return found;
 }

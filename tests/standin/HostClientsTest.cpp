@@ -62,6 +62,7 @@ protected:
 TEST_F(HostClientsTest, tellsTheHandlerWhoAsksAndWhenTheAnswerHasLeft) {
     enum : int32_t { kAnswer = kEcho, kNone, kSilent, kTooLong };
     Pair pair = makePair();
+    const int peer = pair.peer.get();
     std::atomic<int> settled{0};
     std::atomic<bool> left{false};
     std::atomic<bool> wrongClient{false};
@@ -71,7 +72,7 @@ TEST_F(HostClientsTest, tellsTheHandlerWhoAsksAndWhenTheAnswerHasLeft) {
         request.noReply = number == kNone;
         request.settled = [&] {
             uint8_t byte;
-            left = recv(pair.peer.get(), &byte, 1, MSG_PEEK | MSG_DONTWAIT) > 0;
+            left = recv(peer, &byte, 1, MSG_PEEK | MSG_DONTWAIT) > 0;
             ++settled;
         };
         if (number == kNone || number == kSilent) return nullptr;
