@@ -1,7 +1,5 @@
 #include "standin/Directory.h"
 
-#include <fcntl.h>
-#include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -16,19 +14,11 @@ namespace accessory::standin {
 
 namespace {
 
-bool openLockFile(const std::string& path, UniqueFd& fd) {
-    fd.reset(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
-    if (fd) return true;
-    logError("cannot open %s: %s", path.c_str(), errorText(errno).c_str());
-    return false;
-}
-
-// A host that ends removes its lock file, perhaps after we have opened it.
-bool stillThere(const std::string& path, int fd) {
-    struct stat opened;
-    struct stat found;
-    return fstat(fd, &opened) == 0 && stat(path.c_str(), &found) == 0 &&
-           opened.st_ino == found.st_ino && opened.st_dev == found.st_dev;
+// With a slash behind it, the name of a link would stand for what the link points at.
+std::string withoutSlash(std::string path) {
+    while (path.size() > 1 && path.back() == '/')
+        path.pop_back();
+    return path;
 }
 
 }  // namespace
@@ -39,7 +29,7 @@ std::string serviceDirectory() {
 
 bool checkDirectory(const std::string& path) {
     struct stat status;
-    if (lstat(path.c_str(), &status) != 0) {
+    if (lstat(withoutSlash(path).c_str(), &status) != 0) {
         if (errno != ENOENT) {
             logError("cannot use %s: %s", path.c_str(), errorText(errno).c_str());
         }
@@ -90,25 +80,6 @@ bool checkPeer(int fd, pid_t* pid) {
     if (peer.uid == geteuid()) return true;
     logError("process %d is refused: it runs as user %u", peer.pid, peer.uid);
     return false;
-}
-
-bool NameLock::acquire(const std::string& socketPath) {
-    mPath = socketPath + ".lock";
-    do {
-        if (!openLockFile(mPath, mFd)) return false;
-        if (flock(mFd.get(), LOCK_EX | LOCK_NB) != 0) {
-            logError("%s is served by another process", socketPath.c_str());
-            mFd.reset();
-            return false;
-        }
-    } while (!stillThere(mPath, mFd.get()));
-    return true;
-}
-
-void NameLock::release() {
-    if (!mFd) return;
-    unlink(mPath.c_str());
-    mFd.reset();
 }
 
 }  // namespace accessory::standin

@@ -4,8 +4,6 @@
 
 #include <string>
 
-#include "standin/UniqueFd.h"
-
 namespace accessory::standin {
 
 // Where services are found: one socket per service in a directory that belongs to the user alone.
@@ -29,23 +27,5 @@ bool fillAddress(sockaddr_un& address, const std::string& path);
 // Whether the process at the other end runs as this user; `pid` is its number. One line in the log
 // when it does not.
 bool checkPeer(int fd, pid_t* pid = nullptr);
-
-// A service's name, taken by one host at a time and given back with the object. Whoever holds the
-// lock may replace the socket, because whoever left it there is dead.
-class NameLock {
-public:
-    NameLock() = default;
-    ~NameLock() { release(); }
-    NameLock(const NameLock&) = delete;
-    NameLock& operator=(const NameLock&) = delete;
-
-    // False, with one line in the log, when another host has the name.
-    bool acquire(const std::string& socketPath);
-    void release();
-
-private:
-    std::string mPath;
-    UniqueFd mFd;
-};
 
 }  // namespace accessory::standin

@@ -1,14 +1,12 @@
 #include "standin/Host.h"
 
 #include <fcntl.h>
-#include <sys/random.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 
+#include "standin/Directory.h"
 #include "standin/Log.h"
 #include "standin/Thread.h"
 
@@ -40,35 +38,6 @@ bool isPacketSocket(int fd) {
     return false;
 }
 
-// The name that a socket is made under tells this host from every other that there ever was.
-std::string randomName() {
-    uint64_t number = 0;
-    if (getrandom(&number, sizeof(number), 0) != sizeof(number)) return {};
-    char text[24];
-    snprintf(text, sizeof(text), ".%016llx", static_cast<unsigned long long>(number));
-    return text;
-}
-
-// A listening socket at `path`, which appears there at once and ready, in place of what a dead host
-// may have left. Invalid with errno set.
-UniqueFd listenAt(const std::string& path) {
-    const std::string made = path.substr(0, path.rfind('/') + 1) + randomName();
-    sockaddr_un address;
-    if (!fillAddress(address, made)) {
-        errno = ENAMETOOLONG;
-        return {};
-    }
-    UniqueFd fd(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
-    if (!fd || bind(fd.get(), reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0) {
-        return {};
-    }
-    if (::listen(fd.get(), SOMAXCONN) == 0 && rename(made.c_str(), path.c_str()) == 0) return fd;
-    const int error = errno;
-    unlink(made.c_str());
-    errno = error;
-    return {};
-}
-
 }  // namespace
 
 Host::Host(const sp<ServiceInfo>& info, ServiceHost::Handler handler, ServiceHost::Options options)
@@ -86,15 +55,7 @@ bool Host::start() {
         logError("%s is served already", mInfo->servicename());
         return false;
     }
-    const std::string path = socketPath(mDirectory, mInfo->servicename());
-    if (path.empty() || !makeDirectory(mDirectory) || !mName.acquire(path)) return false;
-    mPath = path;
-    mListening = listenAt(path);
-    if (!mListening) {
-        logError("cannot serve at %s: %s", path.c_str(), errorText(errno).c_str());
-        mName.release();
-        return false;
-    }
+    if (!mListening.open(mDirectory, mInfo->servicename())) return false;
     mAcceptor = startThread([this] { acceptConnections(); });
     if (!mAcceptor.joinable()) stop();
     return static_cast<bool>(mListening);
@@ -102,8 +63,7 @@ bool Host::start() {
 
 void Host::stop() {
     if (mListening) {
-        unlink(mPath.c_str());
-        mName.release();
+        mListening.withdraw();
         {
             AutoMutex lock(mMutex);
             mStopping = true;
@@ -112,7 +72,7 @@ void Host::stop() {
         // Wakes the acceptor.
         shutdown(mListening.get(), SHUT_RDWR);
         if (mAcceptor.joinable()) mAcceptor.join();
-        mListening.reset();
+        mListening.close();
     }
     {
         AutoMutex lock(mMutex);

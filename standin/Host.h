@@ -7,8 +7,8 @@
 #include <string>
 #include <thread>
 
-#include "standin/Directory.h"
 #include "standin/HostConnection.h"
+#include "standin/ListeningSocket.h"
 #include "standin/NotifySender.h"
 #include "standin/ServiceHost.h"
 
@@ -47,9 +47,7 @@ private:
     const ServiceHost::Handler mHandler;
     const std::string mDirectory;
 
-    NameLock mName;
-    std::string mPath;
-    UniqueFd mListening;
+    ListeningSocket mListening;
     std::thread mAcceptor;
 
     mutable android::Mutex mMutex;

@@ -66,6 +66,14 @@ TEST_F(HostTest, usesNoDirectoryThatOthersCouldEnter) {
         {"open to others", [&] { mkdir(place.c_str(), 0700), chmod(place.c_str(), 0711); }, false},
         {"a file", [&] { std::ofstream(place) << "x"; }, false},
         {"a link", [&] { fs::create_directory_symlink(mDirectory.path(), place); }, false},
+        {"a link with a slash behind it",
+         [&] {
+             fs::create_directory_symlink(mDirectory.path(), place);
+             setenv("SERVICE_FRAMEWORK_DIR", (place + "//").c_str(), 1);
+         },
+         false},
+        {"with a slash behind it",
+         [&] { setenv("SERVICE_FRAMEWORK_DIR", (place + "/").c_str(), 1); }, true},
         {"too long", [&] { setenv("SERVICE_FRAMEWORK_DIR", std::string(100, 'x').c_str(), 1); },
          false},
         {"below nothing", [&] { setenv("SERVICE_FRAMEWORK_DIR", (place + "/deep").c_str(), 1); },
@@ -115,6 +123,44 @@ TEST_F(HostTest, hasItsNameForItself) {
         EXPECT_EQ(ask(bind(), kEcho), kEcho);
     }
     EXPECT_EQ(entries(mDirectory.path()), 0u);
+}
+
+TEST_F(HostTest, RemovesNoFileOfItsSuccessor) {
+    const std::string socketFile = mDirectory.path() + "/test.service";
+    ServiceHost first(new TestInfo, echo);
+    ASSERT_TRUE(first.start());
+    fs::remove(socketFile + ".lock");
+    ServiceHost second(new TestInfo, echo);
+    ASSERT_TRUE(second.start());
+    first.stop();
+    EXPECT_EQ(ask(bind(), kEcho), kEcho);
+    EXPECT_FALSE(first.start());  // the successor has its lock, too
+    second.stop();
+    EXPECT_EQ(entries(mDirectory.path()), 0u);
+    // Without a successor it removes its own.
+    ASSERT_TRUE(first.start());
+    fs::remove(socketFile + ".lock");
+    first.stop();
+    EXPECT_EQ(entries(mDirectory.path()), 0u);
+}
+
+TEST_F(HostTest, RemovesWhatAKilledHostLeftBehind) {
+    const struct {
+        const char* name;
+        mode_t kind;
+        bool stays;
+    } rows[] = {{".0123456789abcdef", S_IFSOCK, false},
+                {".fedcba9876543210", S_IFSOCK, false},
+                {".another.service", S_IFSOCK, true},
+                {"another.service.of.this.user", S_IFSOCK, true},
+                {".0000000000000000", S_IFREG, true}};
+    const auto pathOf = [&](const char* name) { return mDirectory.path() + "/" + name; };
+    for (const auto& row : rows)
+        ASSERT_EQ(mknod(pathOf(row.name).c_str(), row.kind | 0600, 0), 0);
+    ServiceHost host(new TestInfo, echo);
+    ASSERT_TRUE(host.start());
+    for (const auto& row : rows)
+        EXPECT_EQ(fs::exists(pathOf(row.name)), row.stays) << row.name;
 }
 
 TEST_F(HostTest, waitsForItsHandlersWhenItStops) {
