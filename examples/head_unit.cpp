@@ -1,18 +1,20 @@
-// A small head-unit application: the whole life of a projected phone, from the first contact with
-// the projection service to its loss and back. It prints a line for each call with its status and
-// one for each callback, and ends by itself: with 0 when everything went well, otherwise with 1.
+// A small head-unit application on the facade and an event queue: the whole life of a projected
+// phone, from the first contact with the projection service to its loss and back. It prints a line
+// for each call with its status and one for each callback, and ends by itself: with 0 when
+// everything went well, otherwise with 1.
 
+#include <poll.h>
+#include <zrmirvo/EventQueue.h>
 #include <zrmirvo/Version.h>
 #include <zrmirvo/ZRMirvoManager.h>
 
 #include <algorithm>
 #include <chrono>
-#include <condition_variable>
 #include <deque>
 #include <iomanip>
 #include <iostream>
 #include <map>
-#include <mutex>
+#include <memory>
 #include <optional>
 #include <sstream>
 #include <string>
@@ -28,10 +30,7 @@ namespace {
 // No longer than this does the application wait for anything that may never happen.
 constexpr seconds kPatience(10);
 
-// Callbacks print on the library's threads, calls on the main thread.
 void say(const std::string& line) {
-    static std::mutex mutex;
-    const std::lock_guard<std::mutex> lock(mutex);
     std::cout << line << std::endl;
 }
 
@@ -49,32 +48,36 @@ std::string hex(const void* data, size_t length) {
     return text.str();
 }
 
-// Takes what happens from the callbacks to the main thread. A callback holds up its deliverer, so
-// it only notes what came; what follows from it, the main thread does.
+// The application's loop. It runs the callbacks, which note what came; what follows from that, the
+// phases below do.
 class Inbox {
 public:
-    void put(const std::string& event, unsigned int value = 0) {
-        const std::lock_guard<std::mutex> lock(mMutex);
-        mEvents[event].push_back(value);
-        mChanged.notify_all();
-    }
+    void put(const std::string& event, unsigned int value = 0) { mEvents[event].push_back(value); }
 
-    // Waits for an event and takes it out. Nothing when it did not come in time.
+    // Runs callbacks until an event has come, and takes that out. Nothing when it did not come in
+    // time.
     std::optional<unsigned int> take(const std::string& event) {
-        std::unique_lock<std::mutex> lock(mMutex);
+        const auto end = std::chrono::steady_clock::now() + kPatience;
         std::deque<unsigned int>& values = mEvents[event];
-        if (!mChanged.wait_for(lock, kPatience, [&] { return !values.empty(); })) {
-            say("gave up waiting for " + event);
-            return std::nullopt;
+        while (values.empty()) {
+            const auto left =
+                std::chrono::duration_cast<milliseconds>(end - std::chrono::steady_clock::now());
+            pollfd entry{mQueue.fd(), POLLIN, 0};
+            if (left.count() <= 0 || poll(&entry, 1, static_cast<int>(left.count())) == 0) {
+                say("gave up waiting for " + event);
+                return std::nullopt;
+            }
+            mQueue.dispatch();
         }
         const unsigned int value = values.front();
         values.pop_front();
         return value;
     }
 
+    zrmirvo::EventQueue& queue() { return mQueue; }
+
 private:
-    std::mutex mMutex;
-    std::condition_variable mChanged;
+    zrmirvo::EventQueue mQueue;
     std::map<std::string, std::deque<unsigned int>> mEvents;
 };
 
@@ -234,7 +237,8 @@ bool projectPhone(ZRMirvoManager* manager, Inbox& inbox) {
     say(std::string("GetMirvoInstance = ") + (phone == nullptr ? "null" : "an instance"));
     if (phone == nullptr) return false;
     PhoneEvents events(inbox);
-    phone->RegisterCallback(&events);
+    zrmirvo::QueuedCallback queued(inbox.queue(), events);
+    phone->RegisterCallback(&queued);
 
     Outcome outcome;
     outcome +=
@@ -250,26 +254,45 @@ bool projectPhone(ZRMirvoManager* manager, Inbox& inbox) {
     outcome += inbox.take("onTimeDateResponse").has_value();
     outcome += inbox.take("onDetach").has_value();
 
-    // From here on `events` is not called any more and may go.
+    // From here on `queued` is not called any more and may go, and `events` with it.
     manager->ReleaseMirvoInstance(phone);
     say("ReleaseMirvoInstance");
     return outcome.good();
 }
 
+// A manager, with the way of its events to the application's loop.
+class Service {
+public:
+    Service(ZRMirvoManager* manager, Inbox& inbox, ServiceEvents& events)
+        : mManager(manager), mQueued(inbox.queue(), events) {
+        mManager->RegisterCallback(&mQueued);
+    }
+    ~Service() {
+        ZRMirvoManager::ReleaseInstance(mManager);
+        say("ReleaseInstance");
+    }
+    Service(const Service&) = delete;
+    Service& operator=(const Service&) = delete;
+
+    ZRMirvoManager* manager() const { return mManager; }
+
+private:
+    ZRMirvoManager* const mManager;
+    zrmirvo::QueuedManagerCallback mQueued;
+};
+
 // A manager that has lost its service stays without one, so a new one is made until a service
 // answers. Whoever restarts a crashed service needs his time: the pauses grow. Null when the
 // service stays away.
-ZRMirvoManager* obtain(ServiceEvents& events, int attempts) {
+std::unique_ptr<Service> obtain(Inbox& inbox, ServiceEvents& events, int attempts) {
     milliseconds pause(100);
     for (int attempt = 1;; ++attempt) {
         ZRMirvoManager* manager = ZRMirvoManager::GetInstance(ZRMIRVO_VERSION_TEXT);
         say(std::string("GetInstance = ") + (manager == nullptr ? "null" : "a manager"));
         if (manager != nullptr) {
-            manager->RegisterCallback(&events);
+            auto service = std::make_unique<Service>(manager, inbox, events);
             // Without a service there is a manager all the same, on which everything fails.
-            if (introduce(manager)) return manager;
-            ZRMirvoManager::ReleaseInstance(manager);
-            say("ReleaseInstance");
+            if (introduce(manager)) return service;
         }
         if (attempt == attempts) return nullptr;
         std::this_thread::sleep_for(pause);
@@ -284,28 +307,24 @@ int main() {
     ServiceEvents events(inbox);
     printVersion();
 
-    ZRMirvoManager* manager = obtain(events, 1);
-    if (manager == nullptr) {
+    std::unique_ptr<Service> service = obtain(inbox, events, 1);
+    if (service == nullptr) {
         say("no projection service");
         return 1;
     }
     Outcome outcome;
-    outcome += projectPhone(manager, inbox);
-    manager->disconnect("usb");
+    outcome += projectPhone(service->manager(), inbox);
+    service->manager()->disconnect("usb");
     say("disconnect");
 
     // A service that goes says so to every callback.
     if (inbox.take("onError")) {
-        ZRMirvoManager::ReleaseInstance(manager);
-        say("ReleaseInstance");
-        manager = obtain(events, 8);
-        outcome += manager != nullptr && projectPhone(manager, inbox);
+        service = nullptr;
+        service = obtain(inbox, events, 8);
+        outcome += service != nullptr && projectPhone(service->manager(), inbox);
     }
-    if (manager != nullptr) {
-        outcome += report("shutdown", manager->shutdown());
-        ZRMirvoManager::ReleaseInstance(manager);
-        say("ReleaseInstance");
-    }
+    if (service != nullptr) outcome += report("shutdown", service->manager()->shutdown());
+    service = nullptr;
     say(outcome.good() ? "all went well" : "something failed");
     return outcome.good() ? 0 : 1;
 }
