@@ -5,8 +5,8 @@
 namespace accessory {
 
 // Writes one debug line when a scope is entered and one when it is left, so that the log reads as a
-// call trace. Stands first in a traced function: whatever else the function does, its error lines
-// and the release of its locals included, then falls between the two lines.
+// call trace. It stands first in a traced function, behind the references that the function takes
+// to what its object holds. Whatever else the function does then falls between the two lines.
 class AutoTrace {
 public:
     // Copies both texts, which are not null. With `enabled` false nothing is written.

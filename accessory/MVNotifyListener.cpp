@@ -37,8 +37,9 @@ void dispatch(MirvoNotifier& notifier, const MVSNotifyAccessoryCommon& notify) {
     }
 }
 
-// The notification's block as the record that it is an image of; null, with a line in the log, when
-// it is too short for one. The record lives in the block, which new[] has aligned for any type.
+// Returns the notification's block as the record that it is an image of. When the block is too
+// short for one, that is logged, and the result is null. The record lives in the block, which new[]
+// has aligned for any type.
 template <typename Record>
 Record* recordIn(const MVSNotifyAccessoryRawData& notify) {
     if (notify.data == nullptr || notify.size < static_cast<int32_t>(sizeof(Record))) {
@@ -68,7 +69,7 @@ void deviceResponse(MirvoNotifier& notifier, const MVSNotifyAccessoryRawData& no
 
 void dispatch(MirvoNotifier& notifier, const MVSNotifyAccessoryRawData& notify) {
     __android_log_print(ANDROID_LOG_INFO, kLogTag, "on rawdata notify type:%d", notify.notifyType);
-    // A length always has that many bytes behind it.
+    // Without bytes the length that is passed on is 0, whatever the notification announced.
     const bool present = notify.data != nullptr && notify.size > 0;
     const unsigned int length = present ? static_cast<unsigned int>(notify.size) : 0;
     switch (notify.notifyType) {

@@ -11,8 +11,8 @@ class MirvoImpl;
 // Picks the notifications of one accessory out of what its handle's client receives, and calls the
 // handle's notifier.
 //
-// Threads: onNotify runs on a delivery thread; it may come, and do nothing, after the handle is
-// gone.
+// Threads: onNotify runs on a delivery thread. It may be called after the handle is gone, and does
+// nothing then.
 class MVNotifyListener final : public ServiceNotifyListener {
 public:
     explicit MVNotifyListener(MirvoImpl* impl) : mImpl(impl) {}

@@ -4,9 +4,10 @@
 
 #include "accessory/MVEvent.h"
 
-// A touch with `count` pointers, which three parallel arrays describe. Belongs to the caller, who
-// makes it, passes its address to an operation and destroys it afterwards; the operation copies
-// what it sends. One thread at a time. It is never copied, since a copy would share the arrays.
+// A touch with `count` pointers, which three parallel arrays describe. It belongs to the caller,
+// who makes it, passes its address to an operation and destroys it afterwards. The operation copies
+// what it sends. One thread at a time. A touch event is never copied, since a copy would share the
+// arrays.
 class __attribute__((visibility("default"))) MVTouchEvent : public MVEvent {
 public:
     // The actions of the service's numbering.

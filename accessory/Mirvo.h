@@ -22,14 +22,14 @@ using android::sp;
 // no client, no reply or a reply of the wrong class, with one line in the log.
 class Mirvo : public virtual android::RefBase {
 public:
-    // Makes `notifier`, which is not null, the receiver of this accessory's events, once the
-    // service has agreed. Otherwise the one that was there stays.
+    // Asks the service to send this accessory's events. When it agrees, `notifier`, which is not
+    // null, becomes their receiver. Otherwise the one that was there stays.
     virtual int setNotifier(const sp<MirvoNotifier>& notifier) = 0;
     // `data` holds `size` bytes, at most 2,147,483,647, and may be null only when `size` is 0.
     virtual int setFeature(unsigned int feature, void* data, unsigned int size) = 0;
-    // `event` is not null.
+    // `event` is not null, and its public fields describe a touch.
     virtual int sendTouchEvent(MVTouchEvent* event) = 0;
-    // `keyCode` in the service's numbering.
+    // `keyCode` is in the service's numbering.
     virtual int sendKeyEvent(unsigned int keyCode, bool flag) = 0;
     virtual int sendCalibrateEvent() = 0;
     // The cook operations have the service turn an event into bytes. `out` and `length` are not

@@ -4,8 +4,8 @@
 #include <utility>
 
 #include "accessory/AutoTrace.h"
-#include "accessory/Exchange.h"
 #include "accessory/MVNotifyListener.h"
+#include "accessory/Request.h"
 #include "protocol/AccessoryMessages.h"
 #include "protocol/MVCodes.h"
 
@@ -14,8 +14,8 @@ namespace {
 
 constexpr const char* kLogTag = "Mirvo[c]";
 
-// What an operation needs of its handle: the client and the accessory to which it is addressed. An
-// operation takes this before its first log line, because the handle may be released at any moment
+// The client and the accessory to which an operation is addressed. That is all it needs of its
+// handle. It takes this before its first log line, because the handle may be released at any moment
 // after.
 class Address {
 public:
@@ -25,7 +25,7 @@ public:
     // One request of the class `Item`, which `fill` completes, answered by a `Reply`.
     template <typename Reply, typename Item, typename Fill>
     sp<Reply> command(int32_t code, Fill fill) const {
-        return exchange<Reply>(kLogTag, mClient, [&] {
+        return requestIfBound<Reply>(kLogTag, mClient, [&] {
             sp<Item> item = new Item(mAccessoryId, code);
             fill(*item);
             return item;
@@ -42,7 +42,7 @@ public:
 
     template <typename Reply>
     sp<Reply> touch(int32_t code, const MVTouchEvent& event) const {
-        return exchange<Reply>(kLogTag, mClient, [&] {
+        return requestIfBound<Reply>(kLogTag, mClient, [&] {
             sp<MVSItemAccessoryTouchEvent> item = new MVSItemAccessoryTouchEvent(
                 mAccessoryId, code, event.time, event.count, event.action, event.extra,
                 reinterpret_cast<const int32_t*>(event.array1),
@@ -112,7 +112,7 @@ int MirvoImpl::setNotifier(const sp<MirvoNotifier>& notifier) {
     if (anyNull(notifier.get())) return illegalParameter(kLogTag);
     const auto reply = address.common<MVSReplyCommon>(MV_COMMON_SET_NOTIFIER);
     const int result = status(reply);
-    // Through the listener, which knows whether this handle is still there.
+    // The listener knows whether this handle is still there.
     if (reply != nullptr && result == 0) listener->install(notifier);
     return result;
 }

@@ -45,12 +45,13 @@ public:
     // `ids` has room for 10, and neither argument is null. `*count` is 0 once the request is on its
     // way and at most 10 afterwards.
     int getIds(unsigned int* ids, unsigned int* count);
-    // A new handle for the accessory, or null when the service refuses or does not answer.
+    // Returns a new handle for the accessory, or null when the service refuses or does not answer.
     sp<Mirvo> getMirvo(unsigned int accessoryId);
-    // Makes `notifier` the receiver of the service's events. 1, and the one that was there stays,
-    // when it is null. Does not block.
+    // Makes `notifier` the receiver of the service's events, and returns 0. When it is null, the
+    // one that was there stays, and the result is 1. Does not block.
     int setNotifier(const sp<MirvoManagerNotifier>& notifier);
-    // The service's version, over a binding of its own; "3.6.3" when it does not give one.
+    // Asks for the service's version, over a binding of its own. The result is "3.6.3" when there
+    // is no service or it does not give one.
     static android::String8 getVersion();
 
 private:

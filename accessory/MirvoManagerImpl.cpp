@@ -7,21 +7,21 @@
 #include "accessory/AutoTrace.h"
 #include "accessory/CallbackScope.h"
 #include "accessory/DetachablePointer.h"
-#include "accessory/Exchange.h"
 #include "accessory/MirvoImpl.h"
+#include "accessory/Request.h"
 #include "protocol/MVCodes.h"
 
 namespace accessory {
 namespace {
 
 constexpr const char* kLogTag = "MirvoManager[c]";
-// What a service that does not tell its version is taken for.
+// A service that does not tell its version is taken for one of this version.
 constexpr const char* kFallbackVersion = "3.6.3";
 
 // One command, which is most often answered by a status.
 template <typename Reply = MVSReplyCommon, typename Fill>
 sp<Reply> command(const sp<ServiceClient>& client, int32_t code, Fill fill) {
-    return exchange<Reply>(kLogTag, client, [&] {
+    return requestIfBound<Reply>(kLogTag, client, [&] {
         sp<MVSItemManagerCommon> item = new MVSItemManagerCommon(code);
         fill(*item);
         return item;
@@ -38,8 +38,8 @@ int textCommand(const sp<ServiceClient>& client, int32_t code, const char* text)
 
 }  // namespace
 
-// Receives the notifications of the manager's client, also after the manager is gone. Everybody
-// else reaches the manager's client and notifier through here, too, for the sake of its lock.
+// Receives the notifications of the manager's client, also after the manager is gone. The manager's
+// operations reach its client and its notifier through here, too, because its lock guards both.
 class MirvoManagerImpl::MVManagerNotifyListener final : public ServiceNotifyListener {
 public:
     explicit MVManagerNotifyListener(MirvoManagerImpl* impl) : mImpl(impl) {}
@@ -236,7 +236,7 @@ void MirvoManagerImpl::MVManagerNotifyListener::onStatus(const ServiceStatusNoti
                                                          MirvoManagerNotifier& notifier) {
     if (notify.status != ServiceStatusNotify::kServiceLost) return;
     notifier.error(kServiceLostError);
-    // The manager may have been released in there, so it is looked up again.
+    // The notifier may have released the manager, so it is looked up again.
     sp<ServiceClient> lost;
     mImpl.withOwner([&](MirvoManagerImpl& impl) { lost = std::move(impl.mServiceClient); });
     if (lost == nullptr) return;

@@ -8,8 +8,8 @@ namespace accessory {
 
 // Receives the events of one accessory from its Mirvo handle.
 //
-// Threads: delivery thread. Every operation of this library may be called from inside; the handle
-// may be released there.
+// Threads: delivery thread. A framework may deliver two events at once. Every operation of this
+// library may be called from inside, and the handle may be released there. Nothing may be thrown.
 //
 // Ownership: the handle holds the notifier through an sp<>, from a successful setNotifier until it
 // is replaced or the handle is gone. Every reference and pointer is valid during the call only.

@@ -26,7 +26,7 @@ public:
     CallbackList(const CallbackList&) = delete;
     CallbackList& operator=(const CallbackList&) = delete;
 
-    // False once the list is closed.
+    // Returns false once the list is closed.
     bool add(Callback* callback) {
         android::AutoMutex lock(mLock);
         if (mClosed) return false;
@@ -35,8 +35,8 @@ public:
         return true;
     }
 
-    // Removes `callback`, if it is there, and waits until it runs on no other thread. Also waits
-    // for one that somebody else has removed and that is still running.
+    // Removes `callback`, if it is there, and waits until it runs on no other thread. It also waits
+    // for a callback that somebody else has removed and that is still running.
     void remove(Callback* callback) {
         android::AutoMutex lock(mLock);
         erase(callback);
@@ -88,7 +88,7 @@ private:
             android::AutoMutex lock(mList.mLock);
             mList.mDeliveries.push_back(this);
         }
-        // Also ends the call that an exception has left.
+        // This also ends a call that an exception has left.
         ~Delivery() {
             android::AutoMutex lock(mList.mLock);
             auto& all = mList.mDeliveries;
@@ -140,8 +140,8 @@ private:
         }
     }
 
-    // Waits for the calls that are running now, not for those that begin meanwhile: a callback that
-    // was registered again would keep the caller here.
+    // Waits for the calls that are running now, and not for those that begin meanwhile, because a
+    // callback that was registered again would keep the caller here.
     template <typename Match>
     void awaitEnd(Match match) REQUIRES(mLock) {
         if (accessory::CallbackScope::active()) return;

@@ -17,8 +17,8 @@ class CurrentManager {
 public:
     static CurrentManager& self();
 
-    // The manager, which is made if there is none. Whoever comes while it is being made waits. It
-    // never is one whose release had begun when this looked last.
+    // Returns the manager, which is made if there is none. Whoever comes while it is being made
+    // waits. The release of the manager had not begun when this looked last, at its end.
     ZRMirvoManagerImpl* obtain();
 
     // Releases the manager, if `instance` is it, and returns false otherwise. The pointer is only

@@ -15,11 +15,11 @@ namespace zrmirvo {
 // when the manager goes, and finds it closed. Thread-safe.
 class InstanceTable : public virtual android::RefBase {
 public:
-    // Returns false once the table is closed. The instance has its notifier.
+    // Returns false once the table is closed. The instance already has its notifier.
     bool add(const sp<ZRMirvoImpl>& instance);
 
-    // The instance at the address `instance`, which is only compared; it is closed and no longer in
-    // the table. Null when there is none.
+    // Takes the instance at the address `instance`, which is only compared, out of the table and
+    // closes it. Returns null when there is none.
     sp<ZRMirvoImpl> remove(const ZRMirvo* instance);
 
     bool closed();

@@ -18,8 +18,8 @@ unsigned char** bytesOut(char** out) {
     return reinterpret_cast<unsigned char**>(out);
 }
 
-// Builds the event that the application describes and sends it with `send`. What cannot be one is
-// refused here, since nothing may throw through the application.
+// Builds the event that the application describes and sends it with `send`. Arguments that make no
+// event are refused here, since nothing may throw through the application.
 template <typename Send>
 int withTouchEvent(unsigned long long time, int count, const unsigned int* array1,
                    const unsigned int* array2, const unsigned int* array3, int action, int extra,
@@ -63,7 +63,7 @@ void ZRMirvoImpl::UnregisterCallback(ZRMirvoCallback* cb) {
 
 template <typename Call>
 int ZRMirvoImpl::forward(const char* function, Call call) {
-    // First, so that the instance may be released at any moment after.
+    // Taken first, because the instance may be released at any moment after.
     const sp<Mirvo> mirvo = mMirvo;
     AutoTrace trace(kLogTag, function, true);
     if (mirvo == nullptr) {

@@ -8,9 +8,9 @@
 
 namespace zrmirvo {
 
-// One accessory as the application sees it: a device handle with its notifier. Stays in the
-// manager's table for as long as the application may use it; an operation under way keeps what it
-// needs itself.
+// One accessory as the application sees it: a device handle with its notifier. It stays in the
+// manager's table for as long as the application may use it. An operation that is under way holds
+// what it needs itself.
 class ZRMirvoImpl final : public ZRMirvo, public virtual android::RefBase {
 public:
     // Attaches the device handle and makes a notifier for it.
@@ -47,7 +47,7 @@ private:
     template <typename Call>
     int forward(const char* function, Call call);
 
-    // In this order: the notifier goes first.
+    // The notifier is declared last, because it goes first.
     sp<accessory::Mirvo> mMirvo;
     sp<ZRMirvoNotifier> mNotifier;
 };

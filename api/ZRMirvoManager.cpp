@@ -29,7 +29,7 @@ ZRMirvoManager* ZRMirvoManager::GetInstance(const char* version) {
         logError("Version error : Please check version!\n");
         return nullptr;
     }
-    // Once more, because another thread may have released the manager during the check.
+    // Obtained once more, because another thread may have released the manager during the check.
     return CurrentManager::self().obtain();
 }
 

@@ -36,12 +36,12 @@ ZRMirvoManagerImpl::~ZRMirvoManagerImpl() {
         mMirvoManager.clear();
         mManagerNotifier.clear();
     }
-    // Here and not with the table, which an operation under way may still hold.
+    // The instances do not go with the table, because an operation under way may still hold it.
     mInstances->clear();
 }
 
 void ZRMirvoManagerImpl::release() {
-    // First, so that no error that comes from now on reaches the service.
+    // Cleared first, so that no error that comes from now on reaches the service.
     mLink->clear();
     // All are closed before the first wait, because a callback that is waited for may still ask
     // this manager for an instance.
@@ -135,8 +135,8 @@ ZRMirvo* ZRMirvoManagerImpl::GetMirvoInstance(unsigned int accessoryId) {
     if (mirvo != nullptr) {
         const sp<ZRMirvoImpl> instance = new ZRMirvoImpl;
         instance->SetInstance(mirvo, link);
-        // In the table before its first event can come, so that a release closes it, too, and waits
-        // for that event.
+        // It is in the table before its first event can come, so that a release closes it, too, and
+        // waits for that event.
         const int status = instances->add(instance) ? instance->listen() : kFailed;
         if (!instances->closed()) {
             if (status != 0) {

@@ -10,8 +10,8 @@
 
 namespace zrmirvo {
 
-// The manager of the process. Every operation first takes references to what it needs and then
-// leaves this object alone, which may be released meanwhile.
+// The manager of the process. Every operation first takes references to what it needs. After that
+// it does not touch this object any more, because it may be released meanwhile.
 class ZRMirvoManagerImpl final : public ZRMirvoManager {
 public:
     ZRMirvoManagerImpl();

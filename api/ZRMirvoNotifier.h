@@ -21,7 +21,7 @@ public:
     void attach(unsigned int accessoryId) override;
     void detach(unsigned int accessoryId) override;
 
-    // False when the manager is being released.
+    // Returns false when the manager is being released.
     bool setCallbackObject(ZRMirvoManagerCallback* cb);
     void unsetCallbackObject(ZRMirvoManagerCallback* cb);
     // No callback is called any more.
@@ -39,7 +39,7 @@ private:
 // is beyond repair.
 class ZRMirvoNotifier final : public accessory::MirvoNotifier {
 public:
-    // `mvMgr` is not null; without one, which is reported, error events only log.
+    // `mvMgr` is not null. If it is, that is reported, and error events only log.
     explicit ZRMirvoNotifier(const sp<ManagerLink>& mvMgr);
 
     void runningStateChange(int state) override;
@@ -51,7 +51,7 @@ public:
     void hidEvent(unsigned char* data, unsigned int length) override;
     void errorEvent(int code) override;
 
-    // False when the instance is being released.
+    // Returns false when the instance is being released.
     bool setCallbackObject(ZRMirvoCallback* cb);
     void unsetCallbackObject(ZRMirvoCallback* cb);
     // No callback is called any more, and errors only log.

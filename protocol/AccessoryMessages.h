@@ -50,9 +50,9 @@ public:
     }
 };
 
-// A device command with a byte block. Made by a factory it owns what it reads; made with arguments
-// it borrows the block of whoever sets `data`, which must stay until the request has returned.
-// Reading does not change which of the two it is.
+// A device command with a byte block. One that a factory made owns the block that it reads. One
+// that was made with arguments borrows the block that `data` is set to, which must stay until the
+// request has returned. Reading does not change which of the two it is.
 class MVSItemAccessoryRawData final
     : public MessageOf<MVSItemAccessoryRawData, MVSItemAccessoryBase,
                        MVServiceItem::ACCESSORY_RAW_DATA> {

@@ -12,7 +12,7 @@
 
 // One list of fields serves both directions: a message names its fields once, in wire order, in a
 // template that a FieldWriter and a FieldReader both walk. What differs between the directions is a
-// verb of its own here.
+// separate operation of the two classes, such as triplets().
 
 namespace accessory {
 
@@ -20,8 +20,8 @@ namespace accessory {
 // other side and is not to be trusted with the memory of the head unit.
 constexpr int64_t kMaxBlockBytes = 16 << 20;
 
-// The text of a message that was given none. All of them share one buffer, and none is made or
-// freed with a message; it is never destroyed, since messages may outlive the static objects.
+// The text of a message that was given none. All messages share it, so that none is made or freed
+// with a message. It is never destroyed, since messages may outlive the static objects.
 inline const android::String8& noText() {
     static const auto* text = new android::String8(".");
     return *text;
@@ -128,7 +128,7 @@ public:
             __android_log_print(ANDROID_LOG_WARN, nullptr, "readCString ret null.");
             return;
         }
-        // Most texts are the one that the message was made with, and cost no memory then.
+        // Most texts equal the one that the message was made with, so nothing has to be allocated.
         if (strcmp(value.string(), received) != 0) value.setTo(received);
     }
 

@@ -8,8 +8,8 @@
 #include "protocol/MVServiceMessages.h"
 
 // The messages that concern the service as a whole, and all replies. The field lists are the wire
-// contract with the service; where the members stand in another order than on the wire, that order
-// is fixed too.
+// contract with the service. Where the members stand in another order than on the wire, that order
+// is fixed, too.
 
 namespace accessory {
 
@@ -67,7 +67,7 @@ public:
     }
 };
 
-// Each reply class carries the name under which the log reports that another one came instead.
+// kLogName is the name that the log uses when another reply came instead of this one.
 
 // The answer to every request that returns only a status.
 class MVSReplyCommon final

@@ -16,7 +16,7 @@ using android::sp;
 class SerializationContent;
 class DeserializationContent;
 
-// A message. It is made for one exchange, belongs to one thread at a time and dies with its last
+// A message. It is made for one request, belongs to one thread at a time and dies with its last
 // sp<>. Its content is what serialization() writes, in that order; the type code travels beside
 // the content and is the framework's business.
 class SerializationBase : public virtual android::RefBase {

@@ -1,6 +1,7 @@
 #include <memory>
 #include <thread>
 #include <utility>
+#include <vector>
 
 #include "tests/api/Facade.h"
 
@@ -121,39 +122,41 @@ TEST_F(CallbacksTest, areNotToldOfDeviceErrors) {
     EXPECT_EQ(calls(), Lines{});
 }
 
+enum class Verb { kAdd, kRemove };
+
 // What the callback A, B or C does when it is called, and who is called in that delivery.
 struct Change {
     const char* name;
     char actor;
-    const char* change;  // "-A" unregisters A, "+D" registers D
+    std::vector<std::pair<Verb, char>> steps;
     const char* called;
     const char* calledNext;
 };
 
-constexpr Change kOwnChanges[] = {
-    {"itself, so that the next is skipped", 'A', "-A", "AC", "BC"},
-    {"itself, in the middle", 'B', "-B", "AB", "AC"},
-    {"itself, at the end", 'C', "-C", "ABC", "AB"},
-    {"the neighbour behind it", 'A', "-B", "AC", "AC"},
-    {"the neighbour before it", 'B', "-A", "AB", "BC"},
-    {"a new one", 'B', "+D", "ABCD", "ABCD"},
-    {"all", 'A', "-A-B-C", "A", ""},
-    {"nothing new", 'A', "+A+B", "ABC", "ABC"},
+const Change kOwnChanges[] = {
+    {"itself, so that the next is skipped", 'A', {{Verb::kRemove, 'A'}}, "AC", "BC"},
+    {"itself, in the middle", 'B', {{Verb::kRemove, 'B'}}, "AB", "AC"},
+    {"itself, at the end", 'C', {{Verb::kRemove, 'C'}}, "ABC", "AB"},
+    {"the neighbour behind it", 'A', {{Verb::kRemove, 'B'}}, "AC", "AC"},
+    {"the neighbour before it", 'B', {{Verb::kRemove, 'A'}}, "AB", "BC"},
+    {"a new one", 'B', {{Verb::kAdd, 'D'}}, "ABCD", "ABCD"},
+    {"all", 'A', {{Verb::kRemove, 'A'}, {Verb::kRemove, 'B'}, {Verb::kRemove, 'C'}}, "A", ""},
+    {"nothing new", 'A', {{Verb::kAdd, 'A'}, {Verb::kAdd, 'B'}}, "ABC", "ABC"},
 };
 
-constexpr Change kForeignChanges[] = {
-    {"who was called already", 'B', "-A", "ABC", "BC"},
-    {"who comes next", 'B', "-C", "AB", "AB"},
-    {"a new one", 'B', "+D", "ABCD", "ABCD"},
-    {"who moves to the end", 'B', "-A+A", "ABCA", "BCA"},
-    {"everybody else", 'B', "-A-C", "AB", "B"},
+const Change kForeignChanges[] = {
+    {"who was called already", 'B', {{Verb::kRemove, 'A'}}, "ABC", "BC"},
+    {"who comes next", 'B', {{Verb::kRemove, 'C'}}, "AB", "AB"},
+    {"a new one", 'B', {{Verb::kAdd, 'D'}}, "ABCD", "ABCD"},
+    {"who moves to the end", 'B', {{Verb::kRemove, 'A'}, {Verb::kAdd, 'A'}}, "ABCA", "BCA"},
+    {"everybody else", 'B', {{Verb::kRemove, 'A'}, {Verb::kRemove, 'C'}}, "AB", "B"},
 };
 
 class DeliveryTest : public CallbacksTest, public testing::WithParamInterface<size_t> {
 protected:
-    void change(Callback& callback, bool registers) {
+    void change(Callback& callback, Verb verb) {
         const auto apply = [&](auto& target) {
-            if (!registers) return target.UnregisterCallback(&callback);
+            if (verb == Verb::kRemove) return target.UnregisterCallback(&callback);
             EXPECT_TRUE(target.RegisterCallback(&callback));
         };
         if (GetParam() == kManagerClient) return apply(*mManager);
@@ -168,8 +171,8 @@ protected:
         bool armed = true;
         std::vector<std::unique_ptr<Callback>> callbacks;
         const auto apply = [&] {
-            for (const char* step = row.change; *step != '\0'; step += 2)
-                change(*callbacks[static_cast<size_t>(step[1] - 'A')], *step == '+');
+            for (const auto& [verb, name] : row.steps)
+                change(*callbacks[static_cast<size_t>(name - 'A')], verb);
         };
         for (const char name : {'A', 'B', 'C', 'D'}) {
             callbacks.push_back(std::make_unique<Callback>([&, name](const std::string&) {
@@ -178,14 +181,14 @@ protected:
                 if (foreign) std::thread(apply).join();
                 if (!foreign) apply();
             }));
-            if (name != 'D') change(*callbacks.back(), true);
+            if (name != 'D') change(*callbacks.back(), Verb::kAdd);
         }
         EXPECT_TRUE(deliverTo(GetParam()));
         EXPECT_EQ(std::exchange(called, ""), row.called);
         EXPECT_TRUE(deliverTo(GetParam()));
         EXPECT_EQ(called, row.calledNext);
         for (const auto& callback : callbacks)
-            change(*callback, false);
+            change(*callback, Verb::kRemove);
     }
 };
 

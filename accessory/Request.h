@@ -12,7 +12,7 @@
 #include "protocol/MirvoServiceInfo.h"
 #include "protocol/ServiceFramework.h"
 
-// How the proxies talk to the service: every operation of every proxy is one exchange, and each of
+// How the proxies talk to the service. Every operation of every proxy is one request, and each of
 // its failures is logged here and nowhere else.
 
 namespace accessory {
@@ -26,7 +26,7 @@ struct Binding {
     const sp<ServiceClient> client = ServiceDiscoverer::self()->bindTo(info);
 };
 
-// What an operation answers to an argument that it cannot take.
+// Reports an argument that an operation cannot take, and returns the operation's status.
 inline int illegalParameter(const char* tag) {
     __android_log_print(ANDROID_LOG_ERROR, tag, "illegal parameter!\n");
     return kFailed;
@@ -41,8 +41,8 @@ inline void logNull(const char* tag, const char* what) {
     __android_log_print(ANDROID_LOG_ERROR, tag, "%s is null return\n", what);
 }
 
-// Sends `item` over `client`, which is not null, and waits. Null when no reply or one of another
-// class came.
+// Sends `item` over `client`, which is not null, and waits for the reply. Returns null when none
+// came, or one of another class.
 template <typename Reply>
 sp<Reply> request(const char* tag, const sp<ServiceClient>& client, sp<ServiceItem>& item) {
     const sp<ServiceReply> reply = client->request(item);
@@ -59,11 +59,11 @@ sp<Reply> request(const char* tag, const sp<ServiceClient>& client, sp<ServiceIt
     return static_cast<Reply*>(reply.get());
 }
 
-// As request(), with a client that may be null. `makeItem` runs only when there is one, so it is
-// also the place for what an operation does before it sends; without an item, which it has
-// reported, nothing is sent.
+// Does the same with a client that may be null. `makeItem` runs only when there is one, so it is
+// also the place for what an operation does just before it sends. When it returns null, it has said
+// why, and nothing is sent.
 template <typename Reply, typename MakeItem>
-sp<Reply> exchange(const char* tag, const sp<ServiceClient>& client, MakeItem makeItem) {
+sp<Reply> requestIfBound(const char* tag, const sp<ServiceClient>& client, MakeItem makeItem) {
     if (client == nullptr) {
         logNull(tag, "mServiceClient");
         return nullptr;
@@ -77,8 +77,8 @@ int status(const sp<Reply>& reply) {
     return reply == nullptr ? kFailed : reply->result;
 }
 
-// The bytes of `reply` in an array of their own, for a caller who releases it with delete[]. Null
-// when the size is negative and when the bytes are absent or cannot be had.
+// Copies the bytes of `reply` into a new array, which the caller releases with delete[]. Returns
+// null when the size is negative, and when the bytes are absent or there is no memory.
 inline uint8_t* copyBytes(const MVSReplyRawData& reply) {
     if (reply.size < 0 || (reply.size > 0 && reply.data == nullptr)) return nullptr;
     auto* copy = new (std::nothrow) uint8_t[static_cast<size_t>(reply.size)];
