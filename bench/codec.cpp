@@ -1,7 +1,8 @@
 #include <benchmark/benchmark.h>
 
 #include "protocol/ManagerMessages.h"
-#include "standin/Content.h"
+#include "standin/ReadContent.h"
+#include "standin/WriteContent.h"
 
 // Measures how long it takes to write the manager's command of five fields and to read it again.
 

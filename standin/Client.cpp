@@ -15,10 +15,10 @@ using android::AutoMutex;
 
 namespace {
 
-// More than these are closed when they become idle.
+// A connection that becomes idle when there are so many idle ones is closed.
 constexpr size_t kMaxIdle = 16;
 
-// A socket on which the service is already gone.
+// A connected socket whose other end is closed, as if the service had gone.
 UniqueFd endedSocket() {
     int ends[2];
     if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) != 0) return {};
@@ -26,9 +26,9 @@ UniqueFd endedSocket() {
     return UniqueFd(ends[0]);
 }
 
-// Makes a connection one for notifications, and waits until the service has said that it is.
-bool agreeToListen(int fd, int timeout, const Deadline& deadline) {
-    FrameSocket socket(fd, timeout);
+// Asks the service to send notifications on a connection, and waits until it has agreed.
+bool agreeToListen(int fd, const Deadline& deadline) {
+    FrameSocket socket(fd);
     socket.begin(deadline);
     FrameHeader header;
     header.kind = FrameKind::kListen;
@@ -43,18 +43,28 @@ bool agreeToListen(int fd, int timeout, const Deadline& deadline) {
 
 }  // namespace
 
+sp<ServiceClient> Client::create(const sp<ServiceInfo>& info, std::unique_ptr<Connector> connector,
+                                 UniqueFd first) {
+    const sp<ServiceProtocol> protocol = info->protocol();
+    if (protocol == nullptr || protocol->replyFactory() == nullptr ||
+        protocol->notifyFactory() == nullptr) {
+        logError("a service without a complete protocol: %s", info->servicename());
+        return nullptr;
+    }
+    if (first && !checkPeer(first.get())) return nullptr;
+    return new Client(protocol, std::move(connector), std::move(first));
+}
+
 Client::Client(const sp<ServiceProtocol>& protocol, std::unique_ptr<Connector> connector,
-               UniqueFd first, int timeout)
-    : mTimeout(timeout),
-      mConnector(std::move(connector)),
+               UniqueFd first)
+    : mConnector(std::move(connector)),
       mReplyFactory(protocol->replyFactory()),
       mNotifyFactory(protocol->notifyFactory()) {
     noticeForks();
-    if (first) giveBack(std::make_unique<RequestConnection>(std::move(first), mTimeout));
+    if (first) giveBack(std::make_unique<RequestConnection>(std::move(first)));
 }
 
 Client::~Client() {
-    delete mRecent.load();
     if (inForkedChild()) return;
     const sp<NotifyChannel> listening = channel();
     if (listening == nullptr) return;
@@ -75,15 +85,12 @@ sp<ServiceReply> Client::request(sp<ServiceItem>& item) {
     const Deadline deadline(mTimeout);
     Connection connection = borrow(deadline);
     if (connection == nullptr) return nullptr;
-    sp<ServiceReply> reply = connection->exchange(*item, *mReplyFactory, deadline);
+    sp<ServiceReply> reply = connection->request(*item, *mReplyFactory, deadline);
     if (connection->usable()) giveBack(std::move(connection));
     return reply;
 }
 
 Client::Connection Client::borrow(const Deadline& deadline) {
-    if (RequestConnection* recent = mRecent.exchange(nullptr, std::memory_order_acquire)) {
-        return Connection(recent);
-    }
     {
         AutoMutex lock(mMutex);
         if (!mIdle.empty()) {
@@ -93,7 +100,7 @@ Client::Connection Client::borrow(const Deadline& deadline) {
         }
     }
     UniqueFd fd = connect(deadline);
-    return fd ? std::make_unique<RequestConnection>(std::move(fd), mTimeout) : nullptr;
+    return fd ? std::make_unique<RequestConnection>(std::move(fd)) : nullptr;
 }
 
 UniqueFd Client::connect(const Deadline& deadline) {
@@ -104,12 +111,6 @@ UniqueFd Client::connect(const Deadline& deadline) {
 }
 
 void Client::giveBack(Connection connection) {
-    RequestConnection* none = nullptr;
-    if (mRecent.compare_exchange_strong(none, connection.get(), std::memory_order_release,
-                                        std::memory_order_relaxed)) {
-        static_cast<void>(connection.release());
-        return;
-    }
     AutoMutex lock(mMutex);
     if (mIdle.size() < kMaxIdle) mIdle.push_back(std::move(connection));
 }
@@ -138,19 +139,20 @@ int32_t Client::openChannel(const sp<ServiceNotifyListener>& listener) {
     const sp<NotifyChannel> fresh = new NotifyChannel(mNotifyFactory, mLost);
     fresh->add(listener);
     {
-        // Known from now on, so that the listener can be removed again while the service is silent.
+        // Set before the handshake, so that the listener can be removed while the service is
+        // silent.
         AutoMutex lock(mMutex);
         mChannel = fresh;
     }
     const bool agreed = handshake(*fresh);
-    // Even one that was not agreed upon is watched, since that is how its listener is told.
+    // The pool watches the channel even when the handshake failed, since it tells the listener.
     const bool watched = fresh->fd() >= 0 && NotifyPool::instance().add(fresh);
     if (fresh->closed()) {
         NotifyPool::instance().remove(fresh);
         return 0;
     }
     if (agreed && watched) return 0;
-    // One that cannot listen must not wait in vain again: its requests fail from now on.
+    // Without notifications the client is of no use, so its requests fail at once from now on.
     *mLost = true;
     return EPIPE;
 }
@@ -160,7 +162,7 @@ bool Client::handshake(NotifyChannel& channel) {
     UniqueFd fd = *mLost ? UniqueFd() : connect(deadline);
     const bool connected = static_cast<bool>(fd);
     channel.setSocket(connected ? std::move(fd) : endedSocket());
-    if (connected && agreeToListen(channel.fd(), mTimeout, deadline)) return true;
+    if (connected && agreeToListen(channel.fd(), deadline)) return true;
     channel.abandon();
     return false;
 }

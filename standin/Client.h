@@ -7,45 +7,21 @@
 #include <vector>
 
 #include "protocol/ServiceFramework.h"
-#include "standin/FrameSocket.h"
+#include "standin/Connector.h"
 #include "standin/NotifyChannel.h"
-#include "standin/ServiceAddress.h"
+#include "standin/RequestConnection.h"
 
 namespace accessory::standin {
 
-// One connection for requests, with all that a request needs besides its messages. Used by one
-// thread at a time, which has borrowed it from the client.
-class RequestConnection {
-public:
-    RequestConnection(UniqueFd fd, int timeout) : mFd(std::move(fd)), mSocket(mFd.get(), timeout) {}
-
-    // Null, with one line in the log, when no reply came.
-    sp<ServiceReply> exchange(ServiceItem& item, ServiceReplyFactory& factory,
-                              const Deadline& deadline);
-    // False once anything has happened after which sender and receiver could disagree.
-    bool usable() const { return mUsable; }
-
-private:
-    sp<ServiceReply> receiveReply(int32_t itemType, ServiceReplyFactory& factory);
-    sp<ServiceReply> makeReply(const Message& message, int32_t itemType,
-                               ServiceReplyFactory& factory);
-    void fail(const char* doing, int32_t itemType, IoStatus status);
-
-    const UniqueFd mFd;
-    FrameSocket mSocket;
-    uint32_t mSequence = 0;
-    bool mUsable = true;
-    sp<SerializationContent> mOut{new WriteContent};
-    sp<DeserializationContent> mIn{new ReadContent};
-};
-
 // The client side of a binding. Every requesting thread borrows an idle connection, or opens one
-// when there is none, and does its exchange alone.
+// when there is none, and then sends and receives on it alone.
 class Client final : public ServiceClient {
 public:
-    // `first` may be invalid; the connector is asked then.
-    Client(const sp<ServiceProtocol>& protocol, std::unique_ptr<Connector> connector,
-           UniqueFd first, int timeout);
+    // A client of the service that `info` describes. Its connections come from `connector`, except
+    // for the first one when `first` is valid. Null, with one line in the log, when `info` has no
+    // complete protocol or the other end of `first` belongs to another user.
+    static sp<ServiceClient> create(const sp<ServiceInfo>& info,
+                                    std::unique_ptr<Connector> connector, UniqueFd first = {});
     ~Client() override;
 
     sp<ServiceReply> request(sp<ServiceItem>& item) override;
@@ -55,6 +31,9 @@ public:
 private:
     using Connection = std::unique_ptr<RequestConnection>;
 
+    Client(const sp<ServiceProtocol>& protocol, std::unique_ptr<Connector> connector,
+           UniqueFd first);
+
     Connection borrow(const Deadline& deadline);
     UniqueFd connect(const Deadline& deadline);
     void giveBack(Connection connection);
@@ -63,22 +42,19 @@ private:
     int32_t openChannel(const sp<ServiceNotifyListener>& listener);
     bool handshake(NotifyChannel& channel);
 
-    const int mTimeout;
+    const int mTimeout = requestTimeout();
     const std::unique_ptr<Connector> mConnector;
     const sp<ServiceReplyFactory> mReplyFactory;
     const sp<ServiceNotifyFactory> mNotifyFactory;
-    // The service is gone, or was never heard when it had to be. Shared with the channel, which may
-    // outlive the client for the length of a delivery.
+    // The service is gone, or did not answer when the client wanted to listen. Shared with the
+    // channel, because a delivery may still use the channel when the client is gone.
     const std::shared_ptr<std::atomic<bool>> mLost = std::make_shared<std::atomic<bool>>(false);
 
-    // The connection that was used last, owned by the client. Outside the list, so that one thread
-    // after the other needs no lock.
-    std::atomic<RequestConnection*> mRecent{nullptr};
     mutable android::Mutex mMutex;
     std::vector<Connection> mIdle GUARDED_BY(mMutex);
     sp<NotifyChannel> mChannel GUARDED_BY(mMutex);
-    // Held while a channel is being opened, which waits for the service. Taken by nobody who must
-    // not wait.
+    // Held while a channel is being opened, which waits for the service. Only setNotifyListener()
+    // takes it, because the other operations must not wait for that.
     android::Mutex mOpening;
 };
 

@@ -4,7 +4,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <vector>
 
 #include "protocol/Frame.h"
 
@@ -24,37 +23,5 @@ inline bool readHeader(const uint8_t* data, size_t size, FrameHeader& header) {
     if (header.offset >= header.length && header.offset != 0) return false;
     return partLength(header) <= size - kHeaderSize;
 }
-
-// Puts a message together whose content came in several frames. The parts come in order, and those
-// of one message are not mixed with others'.
-class Assembly {
-public:
-    // Takes the header of the next frame. Null when it does not continue what there is; else where
-    // its part belongs.
-    uint8_t* place(const FrameHeader& header) {
-        if (header.offset == 0 && mReceived == 0) {
-            mHeader = header;
-            if (mContent.size() < header.length) mContent.resize(header.length);
-        } else {
-            mHeader.offset = mReceived;
-            if (std::memcmp(&header, &mHeader, kHeaderSize) != 0) return nullptr;
-        }
-        mReceived = header.offset + static_cast<uint32_t>(partLength(header));
-        return mContent.data() + header.offset;
-    }
-
-    size_t missing() const { return mHeader.length - mReceived; }
-    bool empty() const { return mReceived == 0; }
-    // The content of a complete message; it stays until the next one begins.
-    const uint8_t* take() {
-        mReceived = 0;
-        return mContent.data();
-    }
-
-private:
-    FrameHeader mHeader;
-    uint32_t mReceived = 0;
-    std::vector<uint8_t> mContent;
-};
 
 }  // namespace accessory::standin

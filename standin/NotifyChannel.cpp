@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <cerrno>
 
-#include "standin/Content.h"
 #include "standin/Fork.h"
 #include "standin/Log.h"
+#include "standin/ReadContent.h"
 
 namespace accessory::standin {
 

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "protocol/ServiceFramework.h"
-#include "standin/Frame.h"
+#include "standin/Assembly.h"
 #include "standin/UniqueFd.h"
 
 namespace accessory::standin {
@@ -74,8 +74,9 @@ private:
     const sp<ServiceNotifyFactory> mFactory;
     const std::shared_ptr<std::atomic<bool>> mLost;
     UniqueFd mFd;
-    // What follows belongs to the thread that processes. One hands it on to the next through the
-    // kernel, of which the memory model knows nothing; this is for the model.
+    // What follows belongs to the thread that processes. epoll orders the accesses of one such
+    // thread before those of the next, but the C++ memory model cannot see that. This atomic makes
+    // it explicit.
     std::atomic<bool> mHandedOn{false};
     Assembly mAssembly;
     sp<DeserializationContent> mContent;

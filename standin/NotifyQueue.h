@@ -6,7 +6,7 @@
 #include <deque>
 #include <vector>
 
-#include "standin/Content.h"
+#include "standin/WriteContent.h"
 
 namespace accessory::standin {
 

@@ -1,6 +1,7 @@
+#include "standin/RequestConnection.h"
+
 #include <cerrno>
 
-#include "standin/Client.h"
 #include "standin/Log.h"
 
 namespace accessory::standin {
@@ -22,8 +23,8 @@ const char* textOf(IoStatus status) {
 
 }  // namespace
 
-sp<ServiceReply> RequestConnection::exchange(ServiceItem& item, ServiceReplyFactory& factory,
-                                             const Deadline& deadline) {
+sp<ServiceReply> RequestConnection::request(ServiceItem& item, ServiceReplyFactory& factory,
+                                            const Deadline& deadline) {
     auto& out = static_cast<WriteContent&>(*mOut);
     out.clear();
     item.serialization(mOut);
@@ -54,7 +55,7 @@ sp<ServiceReply> RequestConnection::receiveReply(int32_t itemType, ServiceReplyF
             const bool reply = header.kind == FrameKind::kReply;
             if (reply || header.kind == FrameKind::kNoReply) {
                 if (header.sequence == mSequence) break;
-                // A second answer to a request of the past is nobody's; the one to come may still.
+                // Ignore replies to earlier requests and keep waiting for ours.
                 if (static_cast<int32_t>(mSequence - header.sequence) > 0) continue;
             }
             status = IoStatus::kMalformed;

@@ -2,21 +2,9 @@
 
 #include <string>
 
-#include "standin/Deadline.h"
-#include "standin/UniqueFd.h"
+#include "standin/Connector.h"
 
 namespace accessory::standin {
-
-// How a client gets connections to its service.
-//
-// Threads: thread-safe.
-class Connector {
-public:
-    virtual ~Connector() = default;
-    // A new connection to the same running service. Invalid, with one line in the log, when there
-    // is none to be had; `lost` says that there will never be one again.
-    virtual UniqueFd connect(const Deadline& deadline, bool& lost) = 0;
-};
 
 // One running instance of a service, found by name. A host makes its socket under a random name and
 // then renames it, and a connected socket keeps telling the name that it was made under. So a

@@ -5,7 +5,7 @@
 
 #include "protocol/ManagerMessages.h"
 #include "protocol/MirvoServiceInfo.h"
-#include "standin/ClientFactory.h"
+#include "standin/Client.h"
 #include "standin/Host.h"
 #include "standin/NotifyChannel.h"
 #include "tests/fuzz/Input.h"
@@ -63,7 +63,7 @@ public:
 void request(Input& input) {
     Ends ends = connection(input);
     const auto client =
-        standin::makeClient(info(), std::make_unique<NoMore>(), std::move(ends.subject));
+        standin::Client::create(info(), std::make_unique<NoMore>(), std::move(ends.subject));
     for (int i = 0; i < 3; ++i) {
         sp<ServiceItem> item = new MVSItemManagerVersion;
         client->request(item);

@@ -2,7 +2,8 @@
 #include <vector>
 
 #include "protocol/MirvoServiceInfo.h"
-#include "standin/Content.h"
+#include "standin/ReadContent.h"
+#include "standin/WriteContent.h"
 #include "tests/fuzz/Input.h"
 
 // Arbitrary bytes as the content of any message: what was read, written and read again must be

@@ -1,4 +1,3 @@
-#include "standin/Content.h"
 
 #include <gtest/gtest.h>
 
@@ -8,6 +7,9 @@
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "standin/ReadContent.h"
+#include "standin/WriteContent.h"
 
 namespace accessory::standin {
 namespace {

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "standin/ClientFactory.h"
+#include "standin/Client.h"
 #include "standin/Frame.h"
 #include "tests/standin/TestService.h"
 
@@ -79,8 +79,8 @@ private:
 };
 
 inline sp<ServiceClient> clientOf(UniqueFd first, UniqueFd second = {}) {
-    return makeClient(new TestInfo, std::make_unique<Prepared>(std::move(second)),
-                      std::move(first));
+    return Client::create(new TestInfo, std::make_unique<Prepared>(std::move(second)),
+                          std::move(first));
 }
 
 }  // namespace accessory::standin
