@@ -135,6 +135,20 @@ TEST_F(HostClientsTest, doesNotWaitForAClientThatTakesNothing) {
     EXPECT_EQ(numbers(healthy, 1), std::vector<int32_t>{7});
 }
 
+TEST_F(HostClientsTest, forgetsAClientThatHasGone) {
+    Host host(new TestInfo, echo);
+    const UniqueFd stays = listen(host);
+    listen(host).reset();
+    EXPECT_TRUE(eventually([&] { return host.sender().clients() == 1; }));
+    // One that is full is watched in another way.
+    for (int i = 0; i < 20; ++i) {
+        host.notify(large(i));
+    }
+    EXPECT_EQ(numbers(stays, 20), upTo(20));
+    EXPECT_EQ(host.sender().clients(), 1u);
+    EXPECT_EQ(host.connections().size(), 1u);
+}
+
 TEST_F(HostClientsTest, countsWhatWasNotTaken) {
     constexpr int32_t kCount = 20;
     for (const bool reads : {false, true}) {

@@ -10,7 +10,8 @@
 
 #include "standin/Directory.h"
 #include "standin/Host.h"
-#include "tests/standin/TestService.h"
+#include "standin/ServiceAddress.h"
+#include "tests/standin/Wire.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/Signal.h"
 
@@ -125,7 +126,7 @@ TEST_F(HostTest, hasItsNameForItself) {
     EXPECT_EQ(entries(mDirectory.path()), 0u);
 }
 
-TEST_F(HostTest, RemovesNoFileOfItsSuccessor) {
+TEST_F(HostTest, removesNoFileOfItsSuccessor) {
     const std::string socketFile = mDirectory.path() + "/test.service";
     ServiceHost first(new TestInfo, echo);
     ASSERT_TRUE(first.start());
@@ -144,7 +145,7 @@ TEST_F(HostTest, RemovesNoFileOfItsSuccessor) {
     EXPECT_EQ(entries(mDirectory.path()), 0u);
 }
 
-TEST_F(HostTest, RemovesWhatAKilledHostLeftBehind) {
+TEST_F(HostTest, removesWhatAKilledHostLeftBehind) {
     const struct {
         const char* name;
         mode_t kind;
@@ -184,6 +185,67 @@ TEST_F(HostTest, waitsForItsHandlersWhenItStops) {
     asking.join();  // the connection is closed while the handler still runs
     mayEnd.set();
     stopping.join();
+}
+
+TEST_F(HostTest, stopsAlthoughAClientDoesNotRead) {
+    Host host(new TestInfo, [](ServiceHost::Request&) {
+        const sp<TestReply> reply = new TestReply;
+        reply->bytes.resize(4u << 20);
+        return reply;
+    });
+    Pair pair = makePair();
+    ASSERT_TRUE(host.adopt(std::move(pair.own)));
+    sendTo(pair.peer, frame(FrameKind::kRequest, 1, 8));
+    // The answer has begun, and fits into no socket.
+    EXPECT_EQ(receiveFrom(pair.peer).size(), kMaxDatagram);
+    host.stop();
+    EXPECT_TRUE(host.connections().empty());
+}
+
+TEST_F(HostTest, startsAfterAFailedStart) {
+    const std::string socketFile = mDirectory.path() + "/test.service";
+    ServiceHost host(new TestInfo, echo);
+    ASSERT_TRUE(fs::create_directory(socketFile));
+    EXPECT_FALSE(host.start());
+    EXPECT_EQ(mLog.take("ServiceFramework").size(), 1u);
+    // It keeps neither the name nor a file.
+    EXPECT_EQ(entries(mDirectory.path()), 1u);
+    ASSERT_TRUE(fs::remove(socketFile));
+    for (int i = 0; i < 2; ++i) {
+        ServiceHost other(new TestInfo, echo);
+        EXPECT_TRUE(other.start());
+        other.stop();
+        EXPECT_TRUE(host.start());
+        EXPECT_EQ(ask(bind(), kEcho), kEcho);
+        host.stop();
+    }
+}
+
+TEST_F(HostTest, tellsALostServiceFromOneThatCannotBeReachedNow) {
+    const std::string path = mDirectory.path() + "/test.service";
+    ServiceHost host(new TestInfo, echo);
+    ASSERT_TRUE(host.start());
+    ServiceAddress address(path);
+    ASSERT_TRUE(address.bind());
+    const auto connects = [&] {
+        bool lost = false;
+        const bool connected = static_cast<bool>(address.connect(Deadline(60'000), lost));
+        EXPECT_EQ(mLog.take("ServiceFramework").size(), connected ? 0u : 1u);
+        EXPECT_FALSE(connected && lost);
+        return connected ? "connected" : lost ? "lost" : "not now";
+    };
+    EXPECT_STREQ(connects(), "connected");
+    const rlim_t before = limitDescriptors(0);
+    const char* without = connects();
+    limitDescriptors(before);
+    EXPECT_STREQ(without, "not now");
+    host.stop();
+    EXPECT_STREQ(connects(), "lost");
+    // The socket of a dead host, and that of a successor.
+    ASSERT_EQ(mknod(path.c_str(), S_IFSOCK | 0600, 0), 0);
+    EXPECT_STREQ(connects(), "lost");
+    ASSERT_TRUE(host.start());
+    EXPECT_STREQ(connects(), "lost");
 }
 
 TEST_F(HostTest, refusesWhatItCannotServe) {

@@ -257,9 +257,16 @@ TEST_F(ServiceTest, skipsAListenerThatAnotherHasRemoved) {
     sp<Recorder> removed;
     const sp<Recorder> removing = record(client, [&] { unlisten(client, removed); });
     removed = record(client);
+    // The same when the other has released the client, for which both have listened.
+    sp<ServiceClient> releasing = bind();
+    const sp<Recorder> last = record(releasing, [&] { releasing.clear(); });
+    const sp<Recorder> behind = record(releasing);
     ASSERT_EQ(ask(client, kNotifyMany, 3), kNotifyMany);
     EXPECT_EQ(removing->await(3), upTo(3));
     EXPECT_TRUE(removed->await(0).empty());
+    EXPECT_TRUE(eventually([&] { return last->released() && behind->released(); }));
+    EXPECT_EQ(last->await(1), upTo(1));
+    EXPECT_TRUE(behind->await(0).empty());
     unlisten(client, removing);
     EXPECT_TRUE(eventually([&] { return removing->released(); }));
 }
@@ -309,7 +316,7 @@ int inChild(const std::function<int()>& act) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-TEST_F(ServiceTest, LetsNoForkedChildDisturbItsParent) {
+TEST_F(ServiceTest, letsNoForkedChildDisturbItsParent) {
     sp<ServiceClient> client = bind();
     sp<Recorder> recorder = record(client);
     ASSERT_EQ(ask(client, kEcho), kEcho);
@@ -330,7 +337,7 @@ TEST_F(ServiceTest, LetsNoForkedChildDisturbItsParent) {
     EXPECT_EQ(recorder->await(100), upTo(100));
 }
 
-TEST_F(ServiceTest, ReceivesNothingInAChildThatACallbackForked) {
+TEST_F(ServiceTest, receivesNothingInAChildThatACallbackForked) {
     constexpr int kCalledInChild = 9;
     // Takes no lock in the child, since another thread may have held it.
     class Forking final : public ServiceNotifyListener {

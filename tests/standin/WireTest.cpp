@@ -1,4 +1,5 @@
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -229,6 +230,25 @@ TEST_F(WireTest, deliversWhatHadComeBeforeTheServiceDied) {
     std::vector<int32_t> expected(50, 0);
     expected.push_back(Recorder::kLost);
     EXPECT_EQ(recorder->await(51), expected);
+}
+
+TEST_F(WireTest, limitsTheFirstMessageOfAConnectionToo) {
+    Pair pair = makePair();
+    FrameSocket socket(pair.own.get());
+    const auto limit = [&] {
+        timeval time{};
+        socklen_t size = sizeof(time);
+        getsockopt(pair.own.get(), SOL_SOCKET, SO_RCVTIMEO, &time, &size);
+        return time.tv_sec * 1000 + time.tv_usec / 1000;
+    };
+    Message message;
+    // What is left of the time, set anew for each message.
+    for (const int milliseconds : {100, 50, 150}) {
+        socket.begin(Deadline(milliseconds));
+        EXPECT_EQ(socket.receive(message), IoStatus::kTimeout);
+        EXPECT_GT(limit(), 0);
+        EXPECT_LE(limit(), milliseconds + 10);  // the kernel rounds up
+    }
 }
 
 TEST_F(WireTest, refusesPeersOfOtherUsers) {
