@@ -1,8 +1,9 @@
-# Android's utility and log libraries as Debian packages them: headers in a folder of their own, and
-# libraries in a folder that the dynamic linker does not search, which every binary here therefore
-# carries as its run path.
+# Finds Android's utility and log libraries as Debian packages them. Their headers and libraries are in
+# folders of their own. The dynamic linker does not search that of the libraries, so every binary here
+# has it as its run path.
 #
-# Included here and by the installed package, which does without them (ANDROID_FOUND is false then).
+# The installed package includes this file, too, and works without the libraries (ANDROID_FOUND is false
+# then).
 
 find_path(ANDROID_INCLUDE_DIR utils/RefBase.h PATH_SUFFIXES android)
 find_library(ANDROID_UTILS_LIBRARY utils PATH_SUFFIXES android)
@@ -24,6 +25,6 @@ foreach(name utils log)
     IMPORTED_LOCATION ${${location}}
     INTERFACE_INCLUDE_DIRECTORIES ${ANDROID_INCLUDE_DIR}
     INTERFACE_SYSTEM_INCLUDE_DIRECTORIES ${ANDROID_INCLUDE_DIR}
-    # libutils needs libraries of its own folder.
+    # libutils needs other libraries of its folder.
     INTERFACE_LINK_OPTIONS "LINKER:-rpath-link,${ANDROID_LIBRARY_DIR}")
 endforeach()

@@ -1,4 +1,4 @@
-# One set of flags for everything that is compiled here.
+# Everything is compiled with the same flags.
 
 set(ZRMIRVO_SANITIZE "" CACHE STRING "Sanitizers, as -fsanitize takes them")
 option(ZRMIRVO_FUZZ "Build the fuzzers (clang only)")
@@ -7,11 +7,11 @@ option(ZRMIRVO_COVERAGE "Count the lines and branches that the tests reach")
 add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wold-style-cast
   -Wcast-qual -Woverloaded-virtual -Wformat=2 -Wundef)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
-  # GoogleTest's macros are used without their last argument.
+  # The tests use GoogleTest's macros without their last argument.
   add_compile_options(-Wthread-safety -Wno-gnu-zero-variadic-macro-arguments)
 endif()
 
-# The interface is checked from the debug information, which therefore describes every class in full.
+# scripts/checks/abi reads the interface from the debug information, which has to describe every class.
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_BUILD_TYPE STREQUAL "RelWithDebInfo")
   add_compile_options(-femit-class-debug-always)
 endif()
@@ -24,9 +24,9 @@ if(CMAKE_SYSROOT)
   add_compile_options(-ffile-prefix-map=${CMAKE_SYSROOT}=)
 endif()
 
-# The defences that this compiler has for this processor. The marks that say in an ELF file that all
-# of its code has landing pads come only where the target's start files have them, too; the linker is
-# never told to set them all the same.
+# These are the defences that this compiler has for this processor. An ELF file is marked as having
+# landing pads in all of its code only where the target's start files have them, too. We never tell the
+# linker to set the marks anyway.
 include(CheckCXXCompilerFlag)
 include(CheckCXXSourceCompiles)
 add_compile_options(-fstack-protector-strong)

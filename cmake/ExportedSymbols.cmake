@@ -1,5 +1,5 @@
-# Makes a shared library export exactly the symbols of a list, one mangled name a line, whatever else
-# its sources or the templates that they use would let out.
+# Makes a shared library export exactly the symbols of a list, which has one mangled name a line. Its
+# sources and the templates that they use would export more.
 
 function(export_symbols target list)
   set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${list})

@@ -1,6 +1,6 @@
-# What `cmake --install` puts where. Everything is found relative to its own place, so that an
-# installed folder can be moved; only Android's libraries are where the system has them. Nothing that
-# is installed names a folder of the machine that built it.
+# `cmake --install` puts files into the folders below. They find each other by relative paths, so an
+# installed folder can be moved; only Android's libraries stay where the system has them. No installed
+# file names a folder of the machine that built it.
 #
 #   include/zrmirvo-MAJOR.MINOR/zrmirvo/              for applications
 #   include/zrmirvo-MAJOR.MINOR/{accessory,protocol}/ for those who use the client proxies
@@ -11,7 +11,7 @@
 #
 #   runtime      the library, which is all that an application needs on the target
 #   development  headers, CMake package, pkg-config files
-#   standin      the framework that the maker's takes the place of on the target
+#   standin      the framework, whose place the maker's takes on the target
 #   tools        mirvoctl
 #   emulator     mirvo-emulator
 #   recorder     the library that records, and mirvo-record
@@ -22,7 +22,7 @@ set(version ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
 set(headers ${CMAKE_INSTALL_INCLUDEDIR}/zrmirvo-${version})
 set(package ${CMAKE_INSTALL_LIBDIR}/cmake/zrmirvo)
 
-# The headers that a user of the proxies includes, and what those include.
+# A user of the proxies includes these headers, which include the others.
 set(proxy_headers
   accessory/MVBluetoothConfig.h
   protocol/MVCodes.h
@@ -53,7 +53,8 @@ install(TARGETS zrmirvo zrmirvo_session zrmirvo_proxies zrmirvo_log EXPORT zrmir
   INCLUDES DESTINATION ${headers})
 if(ZRMIRVO_STANDIN)
   set_target_properties(service_framework PROPERTIES INSTALL_RPATH "${library_run_path}")
-  # Who links against the framework names its file, since the maker's may come without another name.
+  # Programs that link the framework name its file, since the maker's may come without a link of another
+  # name.
   install(TARGETS service_framework
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT standin NAMELINK_SKIP)
 endif()

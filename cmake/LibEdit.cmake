@@ -1,4 +1,4 @@
-# The library that edits lines at a prompt: libedit::libedit.
+# Finds the library that edits lines at a prompt, as libedit::libedit.
 
 find_path(LIBEDIT_INCLUDE_DIR histedit.h)
 find_library(LIBEDIT_LIBRARY edit)

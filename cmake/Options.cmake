@@ -12,7 +12,7 @@ cmake_dependent_option(ZRMIRVO_EMULATOR "Build the emulated service" ON
 set(ZRMIRVO_FRAMEWORK_LIBRARY "" CACHE FILEPATH
   "The maker's libservice_framework_1_0.so.1, without the stand-in; empty: only its symbols' names")
 
-# The tests run everything over the stand-in and against the emulated service.
+# The tests need the stand-in and the emulated service.
 set(everything OFF)
 if(ZRMIRVO_EMULATOR)
   set(everything ON)

@@ -1,6 +1,6 @@
-# Where the installed libraries and tools look for the libraries that the dynamic linker does not
-# find by itself: Android's, in a folder of their own, and this installation's when its prefix is not
-# the system's.
+# Sets the run path of the installed libraries and tools, for libraries that the dynamic linker does not
+# find by itself: Android's, which are in a folder of their own, and those of this installation when its
+# prefix is not the system's.
 
 # target_path(VARIABLE PATH): the path as the target knows it, which is without the system root.
 function(target_path variable path)

@@ -1,7 +1,7 @@
-// A small head-unit application on the facade and an event queue: the whole life of a projected
-// phone, from the first contact with the projection service to its loss and back. It prints a line
-// for each call with its status and one for each callback, and ends by itself: with 0 when
-// everything went well, otherwise with 1.
+// A small head-unit application on the facade and an event queue. It shows the whole life of a
+// projected phone, from the first contact with the projection service to the loss of the service
+// and its return. It prints a line for each call, with its status, and for each callback. It ends
+// with 0 when everything went well, otherwise with 1.
 
 #include <poll.h>
 #include <zrmirvo/EventQueue.h>
@@ -27,7 +27,7 @@ using zrmirvo::ZRMirvoManager;
 
 namespace {
 
-// No longer than this does the application wait for anything that may never happen.
+// The application waits no longer than this for anything that may never happen.
 constexpr seconds kPatience(10);
 
 void say(const std::string& line) {
@@ -48,8 +48,8 @@ std::string hex(const void* data, size_t length) {
     return text.str();
 }
 
-// The application's loop. It runs the callbacks, which note what came; what follows from that, the
-// phases below do.
+// The application's loop. It runs the callbacks, which only put their events here. The phases below
+// do the work.
 class Inbox {
 public:
     void put(const std::string& event, unsigned int value = 0) { mEvents[event].push_back(value); }
@@ -143,7 +143,7 @@ private:
     Inbox& mInbox;
 };
 
-// Cooked events and descriptors come in an array that belongs to the application.
+// Cooked events and descriptors come in an array that the application owns and deletes.
 bool reportBytes(const std::string& call, int status, char* data, int length) {
     const bool good = report(call, status);
     if (data != nullptr) say("  bytes=" + hex(data, static_cast<size_t>(length)));
@@ -151,7 +151,8 @@ bool reportBytes(const std::string& call, int status, char* data, int length) {
     return good;
 }
 
-// Every step of a phase is made, also after one that failed.
+// Remembers whether every step has succeeded. The steps after one that failed are made all the
+// same.
 class Outcome {
 public:
     void operator+=(bool good) { mGood = mGood && good; }
@@ -170,7 +171,8 @@ void printVersion() {
     say(text.str());
 }
 
-// The settings come before the start, the phones after it. False at the first call that fails.
+// Makes the settings, starts the service and asks for phones. False when a call fails, which is
+// then the last one.
 bool introduce(ZRMirvoManager* manager) {
     const bool started =
         report("setBluetoothConfig", manager->setBluetoothConfig("Head unit", 1)) &&
@@ -192,7 +194,7 @@ bool introduce(ZRMirvoManager* manager) {
     return true;
 }
 
-// Android's codes: KEYCODE_BACK, and what a finger does.
+// Android's codes of the back key and of what a finger does.
 constexpr unsigned int kBack = 4;
 constexpr int kDown = 0;
 constexpr int kUp = 1;
@@ -203,7 +205,7 @@ bool sendInput(ZRMirvo* phone) {
     outcome += report("sendKeyEvent back down", phone->sendKeyEvent(kBack, true));
     outcome += report("sendKeyEvent back up", phone->sendKeyEvent(kBack, false));
 
-    // One finger drags from the left to the right: a number, x and y for it.
+    // One finger drags from left to right. It has a number, x and y.
     const unsigned int finger[] = {0};
     unsigned int x[] = {100};
     const unsigned int y[] = {240};
@@ -215,7 +217,7 @@ bool sendInput(ZRMirvo* phone) {
     outcome += report("sendTouchEvent up", phone->sendTouchEvent(1032, 1, finger, x, y, kUp, 0));
     outcome += report("sendCalibrateEvent", phone->sendCalibrateEvent());
 
-    // The same events as the bytes that another transport would carry.
+    // The same events come back as the bytes that another transport carries.
     char* bytes = nullptr;
     int length = 0;
     int status = phone->cookKeyEvent(kBack, true, &bytes, &length);
@@ -229,7 +231,7 @@ bool sendInput(ZRMirvo* phone) {
     return outcome.good();
 }
 
-// From its attachment to its detachment.
+// Uses a phone from its attachment to its detachment.
 bool projectPhone(ZRMirvoManager* manager, Inbox& inbox) {
     const auto accessoryId = inbox.take("onAttach");
     if (!accessoryId) return false;
@@ -281,9 +283,9 @@ private:
     zrmirvo::QueuedManagerCallback mQueued;
 };
 
-// A manager that has lost its service stays without one, so a new one is made until a service
-// answers. Whoever restarts a crashed service needs his time: the pauses grow. Null when the
-// service stays away.
+// A manager that has lost its service does not find another, so this makes a new manager until a
+// service answers. A crashed service takes some time to be restarted, so the pauses grow. Null when
+// no service comes.
 std::unique_ptr<Service> obtain(Inbox& inbox, ServiceEvents& events, int attempts) {
     milliseconds pause(100);
     for (int attempt = 1;; ++attempt) {
@@ -291,7 +293,7 @@ std::unique_ptr<Service> obtain(Inbox& inbox, ServiceEvents& events, int attempt
         say(std::string("GetInstance = ") + (manager == nullptr ? "null" : "a manager"));
         if (manager != nullptr) {
             auto service = std::make_unique<Service>(manager, inbox, events);
-            // Without a service there is a manager all the same, on which everything fails.
+            // There is a manager even without a service, but every call on it fails.
             if (introduce(manager)) return service;
         }
         if (attempt == attempts) return nullptr;

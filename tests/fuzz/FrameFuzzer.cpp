@@ -10,8 +10,8 @@
 #include "standin/NotifyChannel.h"
 #include "tests/fuzz/Input.h"
 
-// Arbitrary datagrams at everything of the stand-in that receives: a client that waits for a reply,
-// a client that listens, and the host. The peer has always gone by the time they have read it all.
+// Sends arbitrary datagrams to all parts of the stand-in that receive: a client that waits for a
+// reply, a client that listens, and the host. When they have read everything, the peer has gone.
 
 namespace {
 
@@ -25,7 +25,8 @@ struct Ends {
     UniqueFd peer;
 };
 
-// A connected pair in which the input's datagrams wait for the subject, as far as there is room.
+// Makes a connected pair in which the input's datagrams, as many as there is room for, wait for the
+// subject.
 Ends connection(Input& input) {
     int fds[2];
     if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, fds) != 0) abort();
@@ -94,7 +95,7 @@ void serve(Input& input) {
     Ends ends = connection(input);
     const int peer = ends.peer.get();
     if (!kHost->adopt(std::move(ends.subject))) abort();
-    // It answers what it can, and must have closed the connection in the end.
+    // The host answers what it can, and must close the connection at the end.
     std::vector<uint8_t> buffer(kMaxDatagram);
     while (recv(peer, buffer.data(), buffer.size(), 0) > 0) {
     }

@@ -2,7 +2,7 @@
 
 #include "tests/fuzz/Input.h"
 
-// The logs of a million inputs are of no use to anybody.
+// Nobody reads the log of a million inputs.
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
     __android_log_set_logger([](const __android_logger_data*, const char*) {});
     return 0;

@@ -6,7 +6,7 @@
 #include <cstring>
 #include <vector>
 
-// The bytes of one fuzzing input, taken from the front. Past the end everything is 0 or empty.
+// Takes the bytes of one input from its front. Past the end everything is 0 or empty.
 class Input {
 public:
     Input(const uint8_t* data, size_t size) : mNext(data), mEnd(data + size) {}
@@ -22,7 +22,7 @@ public:
         return value;
     }
 
-    // A block behind its length of two bytes.
+    // A block, which follows its length of two bytes.
     std::vector<uint8_t> block() {
         const size_t length = std::min<size_t>(number<uint16_t>(), left());
         std::vector<uint8_t> bytes(mNext, mNext + length);
@@ -39,5 +39,5 @@ private:
     const uint8_t* const mEnd;
 };
 
-// What a fuzzer does with one input.
+// Each fuzzer defines this: what it does with one input.
 void fuzz(Input& input);

@@ -6,8 +6,8 @@
 #include "standin/WriteContent.h"
 #include "tests/fuzz/Input.h"
 
-// Arbitrary bytes as the content of any message: what was read, written and read again must be
-// written the same way a second time.
+// Reads arbitrary bytes as the content of any message. What the message then writes must be the
+// same after it has been read and written once more.
 
 namespace {
 
@@ -40,10 +40,10 @@ void tryOne(const sp<Factory>& factory, int type, const std::vector<uint8_t>& by
     const auto first = factory->create(type);
     if (first == nullptr) return;
     const std::vector<uint8_t> written = rewrite(*first, bytes);
-    // Once was enough for a block that is nothing but large: time is better spent on other inputs.
+    // Reading a large block again would show nothing new, and takes time.
     if (written.size() > kLarge) return;
     if (rewrite(*factory->create(type), written) != written) abort();
-    // A message that already holds something is read into as well.
+    // Also reads into a message that already holds something.
     if (rewrite(*first, written) != written) abort();
 }
 

@@ -6,7 +6,8 @@
 #include <iterator>
 #include <vector>
 
-// Gives every file of a corpus to a fuzzer once, with any compiler. A failure ends the process.
+// Gives every file of a corpus to a fuzzer once; this builds with any compiler. A failure ends the
+// process.
 
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv);
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);

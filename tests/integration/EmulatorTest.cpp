@@ -13,7 +13,7 @@
 
 #include "tests/support/Process.h"
 
-// The library, which is to survive whatever becomes of the service.
+// The library must survive whatever happens to the service.
 
 namespace integration {
 namespace {
@@ -27,10 +27,10 @@ struct Release {
     void operator()(ZRMirvoManager* manager) const { ZRMirvoManager::ReleaseInstance(manager); }
 };
 
-// The process's manager, which this test is the only one to use.
+// The process's manager. Only one test at a time uses it.
 using Manager = std::unique_ptr<ZRMirvoManager, Release>;
 
-// Without a manager the test ends.
+// Ends the test when there is no manager.
 Manager obtainManager() {
     Manager manager(ZRMirvoManager::GetInstance("3.6"));
     if (manager == nullptr) throw std::runtime_error("no manager");
@@ -50,7 +50,7 @@ public:
 
 class EmulatorTest : public testing::Test {
 protected:
-    // With accessories 7 and 8. Returns when this, and before it `commands`, is done.
+    // Starts it with accessories 7 and 8. Returns when `commands` are done and both are attached.
     void startEmulator(const std::string& commands = "") {
         const std::vector<std::string> command{EMULATOR, "--dir", mFolder.path()};
         mEmulator = nullptr;
@@ -59,7 +59,7 @@ protected:
         mEmulator->waitForLine("> attach 8");
     }
 
-    // Starts an emulator that dies when it has got this request, and does not answer it.
+    // Starts an emulator that dies when this request has arrived, without a reply.
     void startEmulatorThatDiesAt(const std::string& request) {
         startEmulator("delay " + request + " 100000");
         mEmulator->type("arrived " + request + "\ndie");
@@ -71,7 +71,7 @@ protected:
     std::unique_ptr<Process> mEmulator;
 };
 
-// A session, step by step: its requests, and what gives 0 when they succeed.
+// The steps of a session. Each makes one request, and returns 0 when it succeeds.
 struct Step {
     const char* request;
     int (*run)(ZRMirvoManager& manager, ZRMirvo*& instance);
@@ -131,7 +131,7 @@ TEST_F(EmulatorTest, aServiceThatAnswersBadlyFailsOneRequest) {
         mEmulator->type("attach " + std::to_string(++id));
         ASSERT_TRUE(eventually([&] { return counter.attached == id; }));
         EXPECT_EQ(manager->startup(), 1);
-        // The late answer is not taken for this one's.
+        // The late reply is not taken for the reply to this request.
         EXPECT_EQ(manager->shutdown(), 5);
         EXPECT_EQ(manager->startup(), 0);
         EXPECT_EQ(manager->GetMirvoInstance(7), nullptr);
@@ -154,18 +154,18 @@ TEST_F(EmulatorTest, aServiceThatHangsBlocksNobodyForLong) {
     manager.reset();
     const auto taken = std::chrono::steady_clock::now() - begin;
     EXPECT_GE(taken, std::chrono::milliseconds(3 * 400));
-    // One request would take this long without the shortened timeout.
+    // Without the shortened timeout, one request would take this long.
     EXPECT_LT(taken, std::chrono::seconds(5));
 
     mEmulator->signal(SIGCONT);
     EXPECT_EQ(obtainManager()->startup(), 0);
 }
 
-// What a process has at one moment, and can run out of.
+// What a process can run out of, counted at one moment.
 struct Resources {
     explicit Resources(const std::string& pid) : process("/proc/" + pid) {}
 
-    // No more now. A thread more or less may be waiting for events.
+    // Whether there is no more of it now. The number of threads that wait for events may differ.
     bool suffice() const {
         return entries(process + "/fd") <= descriptors && entries(process + "/task") <= threads + 2;
     }
@@ -175,7 +175,7 @@ struct Resources {
     const size_t threads = entries(process + "/task");
 };
 
-// 0 under the sanitizers, which look for leaks themselves.
+// This is 0 under the sanitizers, which look for leaks themselves.
 size_t bytesInUse() {
     return mallinfo2().uordblks;
 }
@@ -196,7 +196,7 @@ TEST_F(EmulatorTest, aThousandManagersLeaveNothingBehind) {
     const size_t bytesBefore = bytesInUse();
     useOften(1000);
     EXPECT_TRUE(eventually([&] { return before.suffice() && beforeInService.suffice(); }));
-    // Not a byte for each time.
+    // No round has left a byte behind.
     EXPECT_LT(bytesInUse(), bytesBefore + 500 * sizeof(void*));
 }
 

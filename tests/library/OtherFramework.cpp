@@ -24,7 +24,7 @@ public:
 class OtherStatus : public ServiceStatusNotify {
 public:
     int32_t type() override { return kType; }
-    // What is in these two slots is this framework's own business.
+    // These two slots are the framework's own, and the library never calls them.
     void serialization(sp<SerializationContent>&) override { abort(); }
     void deserialization(sp<DeserializationContent>&) override { abort(); }
 };

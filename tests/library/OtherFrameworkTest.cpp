@@ -2,7 +2,8 @@
 
 #include <cstdio>
 
-// Linked with the library as any application is; the other framework is put in front when it runs.
+// This program is linked with the library as any application is. When it runs, the loader finds the
+// other framework first.
 
 int main() {
     using zrmirvo::ZRMirvoManager;

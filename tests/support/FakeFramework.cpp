@@ -38,7 +38,7 @@ struct FakeFramework::State {
 
     void record(const std::string& event);
 
-    // Takes leave of a listener that was a client's.
+    // Gives up a client's former listener.
     void drop(const Listener& listener);
     void deliver(Listener listener, sp<ServiceNotify> notify);
     // Delivers what tells nothing to all listeners.
@@ -87,7 +87,7 @@ public:
     int32_t type() override { return 999; }
 };
 
-// A message of the class that `factory` has for the code; null where it has none.
+// Makes a message of the class that `factory` has for the code. Null when it has none.
 template <typename Factory>
 auto received(const sp<Factory>& factory, const std::string& text) {
     const auto [code, content] = splitMessage(text);

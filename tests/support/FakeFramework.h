@@ -11,8 +11,8 @@
 
 namespace testing_support {
 
-// What a framework may do besides what they all do. Each is a framework on which the same tests
-// must pass, so what it does beyond them is neither among the events nor in the log.
+// What one framework may do and another may not. The same tests must pass over each of them, so the
+// additional behaviour shows neither among the events nor in the log.
 enum class Habit {
     kNone,
     // It keeps a listener in its client only, also while it delivers, and no reference to a service
@@ -27,9 +27,10 @@ enum class Habit {
     kKeepsListeners,
 };
 
-// Stands in the place of the service framework: a program that links zrmirvo_fake_framework and the
-// object libraries under test, and not the framework, binds to the one that was made last. Make one
-// first thing in a test. Messages are given and recorded in the form that TextContent.h describes.
+// Takes the place of the service framework in a program that links zrmirvo_fake_framework and the
+// object libraries under test. The code under test binds to the object that was made last, so make
+// one at the beginning of a test. Messages are given and recorded in the form that TextContent.h
+// describes.
 //
 //     FakeFramework framework;
 //     framework.answer("129: 0, -1, -1L, \".\"");
@@ -38,31 +39,31 @@ enum class Habit {
 //     EXPECT_EQ(framework.requests().back(), "131: 1, -1, -1L, \".\", 0");
 //     framework.notify(0, "130: 1, 5");
 //
-// As with a real one, incoming messages are made by the factories of the client's own service
-// description, and filled by their deserialization().
+// As in a real framework, the factories of the client's own service description make the incoming
+// messages, and their deserialization() fills them.
 //
-// Threads: thread-safe. Requests run on the caller's thread; so does notify(), which is to say that
-// a test chooses the delivering thread. No lock is held in a handler or a listener.
+// Threads: thread-safe. Requests run on the caller's thread. notify() does so, too, so a test
+// chooses the delivery thread. No lock is held in a handler or a listener.
 class FakeFramework {
 public:
     // Without an argument, the habit is the one that FAKE_FRAMEWORK_HABIT names, if it is set.
     explicit FakeFramework(Habit habit = habitOfEnvironment());
-    // Objects that are still there live on and are answered nothing.
+    // Clients that still exist live on, and get no more replies.
     ~FakeFramework();
 
     FakeFramework(const FakeFramework&) = delete;
     FakeFramework& operator=(const FakeFramework&) = delete;
 
-    // Whether a binding succeeds; always, when this was not called. May block.
+    // Sets what decides whether a binding succeeds. Without it every binding does. May block.
     void onBind(std::function<bool()> accept);
-    // What each request is answered: from the request to the reply, "" for none, as also when
-    // neither this nor answer() was called. May block.
+    // Sets what makes the reply from the request; "" is no reply. Without it and without answer(),
+    // there is no reply. May block.
     void onRequest(std::function<std::string(const std::string& request)> handler);
-    // The same reply for every request.
+    // Sets the same reply for every request.
     void answer(const std::string& reply);
 
-    // What happened so far, in order, and is then forgotten. Clients count from 0, also those that
-    // were refused.
+    // Returns what has happened so far, in order, and forgets it. Clients are numbered from 0,
+    // those that were refused included.
     //
     //     0 bind mirvo.accessory.manager
     //     0 refused
@@ -73,23 +74,23 @@ public:
     //     0 release                         the last reference to the client has gone
     //     startThreadPool
     std::vector<std::string> takeEvents();
-    // Puts something of the test's own among the events, such as the call of a notifier.
+    // Adds an event of the test's own, such as the call of a notifier.
     void record(const std::string& event);
-    // Only the requests since the events were last taken, without the client; nothing is forgotten.
+    // The requests since the events were last taken, without their clients. Nothing is forgotten.
     std::vector<std::string> requests();
-    // How many clients there have been; the next one has this number.
+    // How many clients there have been. The next one has this number.
     size_t allClients();
-    // How many clients there are that have not been released.
+    // How many clients have not been released.
     size_t liveClients();
 
-    // Makes a notification for a client. `-1: 2` is the framework's own about a lost service, and
-    // `null` is what its factory could not make.
+    // Makes a notification for a client. `-1: 2` is the framework's own, about a lost service.
+    // `null` stands for one that the factory could not make.
     android::sp<accessory::ServiceNotify> notification(size_t client, const std::string& message);
-    // The listener that a client has at present. May be called with a notification at any time
-    // later, also when it is not registered any more.
+    // The present listener of a client. A test may call it with a notification at any later time,
+    // also when it is not registered any more.
     android::sp<accessory::ServiceNotifyListener> listener(size_t client);
-    // Delivers a notification to the listener of a client, on this thread. False when there is
-    // none.
+    // Delivers a notification to the listener of a client, on this thread. False when the client
+    // has no listener.
     bool notify(size_t client, const std::string& message);
 
     struct State;

@@ -18,7 +18,7 @@ android::Mutex gLock;
 std::vector<Line> gLines GUARDED_BY(gLock);
 std::function<void(const std::string&)> gOnLine GUARDED_BY(gLock);
 
-// liblog puts the program's name where the tag is null, so that the logger alone cannot tell.
+// liblog gives its logger the program's name where the tag is null, so the logger cannot see that.
 thread_local bool gTagIsNull = false;
 
 void collect(const __android_logger_data* data, const char* message) {
@@ -80,7 +80,7 @@ std::vector<std::string> traced(const std::string& tag, const std::string& name,
 
 }  // namespace testing_support
 
-// Stands before liblog's own in every test program.
+// In every test program, this function takes the place of liblog's own.
 extern "C" int __android_log_print(int priority, const char* tag, const char* format, ...) {
     testing_support::gTagIsNull = tag == nullptr;
     va_list arguments;

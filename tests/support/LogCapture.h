@@ -8,9 +8,9 @@
 
 namespace testing_support {
 
-// Collects what is logged while it lives, debug lines included, instead of letting it out. One at a
-// time. A line reads "E/Mirvo[c]: illegal parameter!\n": the letter of the priority, the tag, the
-// text; where the tag was null, "(null)" stands in its place.
+// Collects all log lines while it lives, debug lines included. They are not printed. Only one
+// exists at a time. A line reads "E/Mirvo[c]: illegal parameter!\n": the letter of the priority,
+// the tag and the text. "(null)" stands for a tag that was null.
 //
 // Threads: thread-safe.
 class LogCapture {
@@ -21,25 +21,25 @@ public:
     LogCapture(const LogCapture&) = delete;
     LogCapture& operator=(const LogCapture&) = delete;
 
-    // The lines so far, which are then forgotten; only those with this tag when one is given, and
-    // only those of at least this priority.
+    // Returns the lines so far and forgets them: those of at least this priority and, when a tag is
+    // given, those with that tag.
     std::vector<std::string> take(const std::string& tag = {},
                                   android_LogPriority minimum = ANDROID_LOG_DEBUG);
 
-    // What take() gives without the lines of the call traces.
+    // The same without the lines of the call traces.
     std::vector<std::string> takeUntraced(const std::string& tag = {}) {
         return take(tag, ANDROID_LOG_INFO);
     }
 
-    // Runs `call` with the text of every line, on the thread that logs it and before it returns;
-    // not for lines that come about inside `call`.
+    // Sets what runs with the text of every line, on the thread that logs it and before that call
+    // returns. Lines that `call` itself logs do not count.
     void onLine(std::function<void(const std::string& text)> call);
 
 private:
     int mPreviousMinimum;
 };
 
-// While it lives, what its thread logs is not collected and calls nobody.
+// While it lives, lines of its thread are neither collected nor passed to the call.
 class Muted {
 public:
     Muted() { ++gDepth; }

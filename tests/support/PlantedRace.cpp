@@ -1,6 +1,6 @@
-// Must be reported by the thread sanitizer: two threads write to one object without an order
-// between them, although each holds a reference of its own and the last of these is given up
-// properly. Shows that ReferenceCounts.cpp does not hide races.
+// Shows that ReferenceCounts.cpp does not hide races. Two threads write to one object without an
+// order between them. Each holds a reference of its own, and the last reference is given up
+// properly. The thread sanitizer must report the race.
 
 #include <utils/RefBase.h>
 

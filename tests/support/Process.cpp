@@ -88,7 +88,7 @@ Process::Process(const std::vector<std::string>& command) {
         arguments.push_back(word.data());
     arguments.push_back(nullptr);
 
-    // The child's first, ours second.
+    // The child gets the first end.
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0) abort();
     posix_spawn_file_actions_t actions;
@@ -116,7 +116,7 @@ void Process::closeInput() {
 void Process::signal(int number) {
     if (mPid < 0) return;
     ::kill(mPid, number);
-    // A process goes on for a moment after it was told to stop.
+    // A process runs on for a moment after the signal.
     if (number == SIGSTOP) waitpid(mPid, nullptr, WUNTRACED);
 }
 

@@ -8,7 +8,7 @@
 
 namespace testing_support {
 
-// Waits until `condition` holds. False when it does not by the deadline of all tests.
+// Waits until `condition` holds. False when it does not hold by the deadline of all tests.
 [[nodiscard]] bool eventually(const std::function<bool()>& condition);
 
 // Whether this process was started for the running test alone. If not, this runs the test in such a
@@ -19,8 +19,8 @@ bool inProcessOfItsOwn();
 // How many entries a folder has.
 size_t entries(const std::string& folder);
 
-// A folder of the test's own, in which services and clients of this process and of those that it
-// starts find each other.
+// A folder for one test, in which the services and clients of this process, and of the processes
+// that it starts, find each other.
 class Folder {
 public:
     Folder();
@@ -35,12 +35,12 @@ private:
     std::string mPath;
 };
 
-// Another program, with its standard streams in our hands. However much it writes, it never has to
-// wait for a reader. Who waits for it in vain fails the test.
+// Another program, whose input the test writes and whose output it reads. However much the program
+// writes, it never waits for a reader. A wait that ends without success fails the test.
 class Process {
 public:
-    // Before a program with a path, which was built here and may be for another processor, stand
-    // the words of ZRMIRVO_RUNNER, if set.
+    // A program with a path was built here, perhaps for another processor. It is started by the
+    // command that ZRMIRVO_RUNNER names, if that is set.
     explicit Process(const std::vector<std::string>& command);
     ~Process() { kill(); }
     Process(const Process&) = delete;
@@ -48,24 +48,24 @@ public:
 
     void type(const std::string& line);
     void closeInput();
-    // After SIGSTOP it does nothing any more when this returns.
+    // After SIGSTOP the program has stopped when this returns.
     void signal(int number);
     void kill();
 
-    // Waits for a line on standard output that is `line`, behind those that earlier calls have
-    // found.
+    // Waits for `line` on standard output, behind the lines that earlier calls have found.
     bool waitForLine(const std::string& line);
-    // Waits for the end. The exit status, or 128 and the number of the signal that killed it.
+    // Waits for the end. Returns the exit status, or 128 plus the number of the signal that killed
+    // it.
     int wait();
 
-    // What had come when somebody waited last; everything, after wait().
+    // What had come by the last wait. After wait() this is everything.
     const std::string& output() const { return mOutput.text; }
     const std::string& errors() const { return mErrors.text; }
 
     pid_t pid() const { return mPid; }
 
 private:
-    // A stream of its, in a file without a name.
+    // One of its streams, which goes to a file without a name.
     struct Stream {
         Stream();
         ~Stream();

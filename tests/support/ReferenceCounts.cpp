@@ -1,8 +1,8 @@
-// The thread sanitizer does not see the atomic counts inside libutils, which is not instrumented,
-// and takes the last release of an object for a race with the releases before it. So each release
-// is told to it here: what a thread did before it gave up its reference happened before whatever
-// the thread does that gave up the last one. Nothing else is ordered by this, and a real race is
-// still reported, which the program PlantedRace shows.
+// libutils is not instrumented, so the thread sanitizer does not see its atomic counts. It takes
+// the last release of an object for a race with the earlier ones. Here we tell the sanitizer of
+// each release: what a thread does before it gives up its reference happens before what the last
+// thread does after it has given up the last one. This orders nothing else. A real race is still
+// reported, as PlantedRace.cpp shows.
 
 #ifdef __SANITIZE_THREAD__
 
@@ -14,7 +14,7 @@
 
 namespace android {
 
-// What holds the characters of a String8. libutils does not install its header.
+// Holds the characters of a String8. libutils does not install its header.
 class SharedBuffer {
 public:
     enum : uint32_t { eKeepStorage = 1 };
@@ -25,7 +25,7 @@ public:
 
 namespace {
 
-// libutils' own function behind one that is defined here.
+// Finds libutils' own function, whose place a function of this file takes.
 template <typename Function>
 UNINSTRUMENTED Function next(const char* symbol) {
     return reinterpret_cast<Function>(dlsym(RTLD_NEXT, symbol));

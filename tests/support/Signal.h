@@ -7,10 +7,10 @@
 
 namespace testing_support {
 
-// Longer than anything here takes on the slowest machine, emulated and under a sanitizer.
+// Longer than any wait of a test takes, also in an emulated process and under a sanitizer.
 constexpr std::chrono::seconds kDeadline(60);
 
-// Something that happens once, and that other threads wait for.
+// An event that happens once, for which other threads wait.
 class Signal {
 public:
     void set() {
@@ -19,7 +19,7 @@ public:
         mChanged.notify_all();
     }
 
-    // False when it has not happened by the deadline.
+    // False when the event has not happened by the deadline.
     [[nodiscard]] bool wait(std::chrono::milliseconds deadline = kDeadline) {
         std::unique_lock lock(mLock);
         return mChanged.wait_for(lock, deadline, [this] { return mSet; });
@@ -31,7 +31,7 @@ private:
     bool mSet = false;
 };
 
-// A place at which the first thread that comes is held until another one lets it go on.
+// Holds the first thread that comes to it until another thread opens it.
 class Gate {
 public:
     [[nodiscard]] bool pass() {

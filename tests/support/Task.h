@@ -14,7 +14,7 @@
 
 namespace testing_support {
 
-// Something that runs on a thread of its own until the task goes.
+// Runs work on a thread of its own. The destructor waits for its end.
 class Task {
 public:
     explicit Task(std::function<void()> work)
@@ -25,7 +25,7 @@ public:
               mEnd.set();
           }) {}
 
-    // Ends the program when the work does not end: there is no going on from there.
+    // Ends the program when the work does not end, since the test cannot go on without that thread.
     ~Task() {
         if (!mEnd.wait()) {
             fprintf(stderr, "a thread hangs\n");
@@ -39,8 +39,8 @@ public:
 
     [[nodiscard]] bool finishes() { return mEnd.wait(); }
 
-    // Whether the work waits for something, which it then has done for a good while; false when it
-    // has come to its end.
+    // Waits until the work has been asleep for a good while; then it waits for something. False
+    // when the work has ended.
     [[nodiscard]] bool waits() {
         constexpr int kSamples = 200;
         for (int asleep = 0; asleep < kSamples; asleep = sleeping() ? asleep + 1 : 0) {

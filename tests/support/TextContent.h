@@ -9,8 +9,7 @@
 
 #include "protocol/ServiceFramework.h"
 
-// Contents in the form in which tests write them by hand: one operation after the other, separated
-// by ", ".
+// Contents as tests write them by hand: one operation after the other, separated by ", ".
 //
 //     131         a 32-bit integer
 //     -1L         a 64-bit integer
@@ -18,7 +17,7 @@
 //     {0a ff}     a buffer
 //     null        a text that cannot be read
 //
-// A message as a whole is its type code, ": " and its content: `131: 1, -1, -1L, ".", 0`.
+// A whole message is its type code, ": " and its content: `131: 1, -1, -1L, ".", 0`.
 
 namespace testing_support {
 
@@ -26,7 +25,7 @@ using accessory::DeserializationContent;
 using accessory::SerializationBase;
 using accessory::SerializationContent;
 
-// A buffer in this form.
+// Writes a buffer in this form.
 std::string bufferText(const void* data, size_t length);
 
 class TextWriter final : public SerializationContent {
@@ -52,8 +51,8 @@ private:
     std::string mText;
 };
 
-// An operation that does not fit what stands next consumes it and answers as at the end: 0, null,
-// or a buffer that keeps what it held.
+// When an operation does not fit what comes next, it skips that and behaves as at the end: it
+// returns 0 or null, or leaves the buffer as it is.
 class TextReader final : public DeserializationContent {
 public:
     explicit TextReader(const std::string& text);
@@ -68,7 +67,8 @@ public:
     bool atEnd() const { return mNext == mOperations.size(); }
 
 private:
-    // The next operation as it is written, empty unless it ends with this; '0' is any digit.
+    // The next operation as it is written. Empty unless it ends with `kind`; '0' stands for any
+    // digit.
     std::string next(char kind);
 
     std::vector<std::string> mOperations;
@@ -76,11 +76,11 @@ private:
     std::string mText;
 };
 
-// What `message` writes. Reading answers whether all of the content was read.
+// Returns what `message` writes; makes it read, and returns whether it has read all of the content.
 std::string contentOf(SerializationBase& message, int32_t textStatus = 0);
 bool readContent(SerializationBase& message, const std::string& content);
 
-// The two halves of `131: 1, -1`.
+// Splits `131: 1, -1` into code and content.
 std::pair<int32_t, std::string> splitMessage(const std::string& message);
 
 }  // namespace testing_support
