@@ -96,6 +96,8 @@ endforeach()
 set(manuals ${CMAKE_INSTALL_MANDIR}/man1)
 if(ZRMIRVO_TOOLS)
   install(FILES docs/man/mirvoctl.1 DESTINATION ${manuals} COMPONENT tools)
+  install(FILES docs/schema/mirvoctl.schema.json
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/zrmirvo COMPONENT tools)
   install(FILES docs/man/mirvo-record.1 DESTINATION ${manuals} COMPONENT recorder)
 endif()
 if(ZRMIRVO_EMULATOR)

@@ -2,12 +2,9 @@
 
 #include <utils/Timers.h>
 
-#include <CLI/Error.hpp>
 #include <algorithm>
 #include <fstream>
 #include <iterator>
-
-#include "tool/Text.h"
 
 namespace mirvoctl {
 namespace {
@@ -37,21 +34,37 @@ Number valueOf(const Named (&names)[Size], const char* what, const std::string& 
     return *value;
 }
 
+template <size_t Size>
+std::vector<std::string> namesOf(const Named (&names)[Size]) {
+    std::vector<std::string> all;
+    for (const Named& row : names)
+        all.emplace_back(row.name);
+    return all;
+}
+
 }  // namespace
 
 uint32_t keyCode(const std::string& key) {
     return valueOf<uint32_t>(kKeys, "CODE", key);
 }
 
-std::string keyNames() {
-    std::string names;
-    for (const Named& key : kKeys)
-        names += (names.empty() ? "" : ", ") + std::string(key.name);
-    return names;
-}
-
 int motionAction(const std::string& action) {
     return valueOf<int32_t>(kActions, "ACTION", action);
+}
+
+std::vector<std::string> keyNames() {
+    return namesOf(kKeys);
+}
+
+std::vector<std::string> actionNames() {
+    return namesOf(kActions);
+}
+
+std::string listed(const std::vector<std::string>& names) {
+    std::string text;
+    for (const std::string& name : names)
+        text += (text.empty() ? "" : ", ") + name;
+    return text;
 }
 
 TouchEvent::TouchEvent() : time(static_cast<uint64_t>(systemTime() / 1'000'000)) {}

@@ -2,9 +2,16 @@
 
 #include <zrmirvo/Version.h>
 
+#include <cstdio>
+#include <memory>
+#include <thread>
+
+#include "mirvoctl/LibraryLog.h"
+#include "mirvoctl/Output.h"
 #include "protocol/ManagerMessages.h"
 #include "protocol/MirvoServiceInfo.h"
 #include "protocol/ServiceFramework.h"
+#include "tool/ServicePlace.h"
 
 namespace mirvoctl {
 namespace {
@@ -13,42 +20,79 @@ using namespace accessory;
 using zrmirvo::ZRMirvo;
 using zrmirvo::ZRMirvoManager;
 using zrmirvo::ZRMirvoVersion;
+using Clock = std::chrono::steady_clock;
 
-// The library cannot tell a missing service from one that does not give its version.
+// How long after an attempt to find the service the next one follows. The framework tells nobody
+// that a service has appeared.
+constexpr std::chrono::milliseconds kPause(20);
+
+// How long a person who asks for completion is kept waiting.
+constexpr std::chrono::milliseconds kMoment(300);
+
+// Null when there is no service. The library cannot tell that from one without a version.
 sp<ServiceClient> bindToService() {
     sp<ServiceInfo> info = new MirvoServiceInfo;
-    sp<ServiceClient> client = ServiceDiscoverer::self()->bindTo(info);
-    if (client == nullptr) {
-        throw Failure(kNoService,
-                      std::string("there is no service \"") + info->servicename() +
-                          "\": start it, or mirvo-emulator in its place, as the same user and with"
-                          " the same SERVICE_FRAMEWORK_DIR");
+    return ServiceDiscoverer::self()->bindTo(info);
+}
+
+// Waits for a service until `giveUp`. The attempts that fail on the way leave no line.
+sp<ServiceClient> bindUntil(const GiveUp& giveUp) {
+    LibraryLog::mute(true);
+    sp<ServiceClient> client = bindToService();
+    while (client == nullptr && !giveUp()) {
+        std::this_thread::sleep_for(kPause);
+        client = bindToService();
     }
+    LibraryLog::mute(false);
     return client;
 }
 
-std::string numbers(int major, int minor, int patch) {
-    return std::to_string(major) + "." + std::to_string(minor) + "." + std::to_string(patch);
+// Binds as a command does that waits for so long.
+sp<ServiceClient> bindFor(std::chrono::milliseconds wait) {
+    if (wait > wait.zero())
+        bindUntil([until = Clock::now() + wait] { return Clock::now() >= until; });
+    sp<ServiceClient> client = bindToService();
+    if (client != nullptr) return client;
+    throw Failure(kNoService, "there is no service \"" +
+                                  std::string(MirvoServiceInfo().servicename()) + "\" in " +
+                                  tool::servicePlace() +
+                                  ": start it, or mirvo-emulator in its place, as the same user and"
+                                  " with the same folder");
 }
 
-Failure gateRefused() {
-    const ZRMirvoVersion version = ZRMirvoManager::getVersion();
-    const std::string library =
-        numbers(version.clientMajor, version.clientMinor, version.clientPatch);
-    if (version.serverMajor < 0) {
-        return {kNoService, "the service gives no version that the library, which is " + library +
-                                ", can read: check what \"mirvoctl version\" shows"};
+std::string versionOf(const sp<ServiceClient>& client) {
+    sp<ServiceItem> item = new MVSItemManagerVersion;
+    const sp<ServiceReply> reply = client->request(item);
+    if (reply == nullptr || reply->type() != MVSReplyVersion::kType) {
+        throw Failure(kRefused, "the service does not answer as it should: restart it if it hangs");
     }
-    return {kNoService, "the service has version " +
-                            numbers(version.serverMajor, version.serverMinor, version.serverPatch) +
-                            " and the library " + library +
-                            ": install the library that has the service's first two numbers"};
+    return static_cast<MVSReplyVersion&>(*reply).version.string();
+}
+
+enum class Fit { kFits, kOther, kUnreadable };
+
+// As the library decides whether it works with a service.
+Fit fitOf(const std::string& serviceVersion) {
+    int service[3];
+    if (sscanf(serviceVersion.c_str(), "%9d.%9d.%9d", &service[0], &service[1], &service[2]) < 3) {
+        return Fit::kUnreadable;
+    }
+    const bool fits = service[0] == ZRMIRVO_VERSION_MAJOR && service[1] == ZRMIRVO_VERSION_MINOR;
+    return fits ? Fit::kFits : Fit::kOther;
 }
 
 }  // namespace
 
 Connection::~Connection() {
-    release();
+    if (!busy()) release();
+}
+
+void Connection::useWhenReady(std::future<void> ready) {
+    mReady = std::move(ready);
+}
+
+bool Connection::busy() const {
+    return mReady.valid() && mReady.wait_for(std::chrono::seconds(0)) != std::future_status::ready;
 }
 
 void Connection::release() {
@@ -57,14 +101,73 @@ void Connection::release() {
     mDevices.clear();
 }
 
-ZRMirvoManager& Connection::manager() {
-    if (mLost.exchange(false)) release();
-    if (mManager != nullptr) return *mManager;
-    bindToService();
+void Connection::obtain(const std::string& serviceVersion) {
+    switch (fitOf(serviceVersion)) {
+        case Fit::kUnreadable:
+            throw Failure(kNoService, "the service gives no version that can be read, but \"" +
+                                          serviceVersion + "\": check what it is");
+        case Fit::kOther:
+            throw Failure(kNoService,
+                          "the service has version " + serviceVersion + " and the library " +
+                              libraryVersion(serviceVersion) +
+                              ": install the library that has the service's first two numbers");
+        case Fit::kFits:
+            break;
+    }
     mManager = ZRMirvoManager::GetInstance(ZRMIRVO_VERSION_TEXT);
-    if (mManager == nullptr) throw gateRefused();
+    if (mManager == nullptr) {
+        throw Failure(kNoService, "the library does not accept the service: try again");
+    }
     mManager->RegisterCallback(&mEvents);
+}
+
+ZRMirvoManager& Connection::manager() {
+    if (mReady.valid()) mReady.wait();
+    return current();
+}
+
+std::vector<uint32_t> Connection::idsIfQuick() {
+    if (busy()) return {};
+    const auto ids = std::make_shared<std::vector<uint32_t>>();
+    std::packaged_task<void()> task([this, ids] {
+        try {
+            unsigned int listed[10] = {};
+            unsigned int count = 0;
+            current().getIds(listed, &count);
+            ids->assign(listed, listed + count);
+        } catch (const Failure&) {
+            // Then there is nothing to offer.
+        }
+    });
+    std::future<void> end = task.get_future();
+    std::thread(std::move(task)).detach();
+    const bool quick = end.wait_for(kMoment) == std::future_status::ready;
+    useWhenReady(std::move(end));
+    return quick ? *ids : std::vector<uint32_t>();
+}
+
+ZRMirvoManager& Connection::current() {
+    if (mLost.exchange(false)) release();
+    if (mManager == nullptr) obtain(versionOf(bindFor(mWait)));
     return *mManager;
+}
+
+ZRMirvoManager* Connection::managerWhenThere(const GiveUp& giveUp) {
+    if (mLost.exchange(false)) release();
+    while (mManager == nullptr) {
+        const sp<ServiceClient> client = bindUntil(giveUp);
+        if (client == nullptr) return nullptr;
+        std::string version;
+        try {
+            version = versionOf(client);
+        } catch (const Failure&) {
+            // It may have gone again, or hang until somebody restarts it.
+            if (giveUp()) return nullptr;
+            continue;
+        }
+        obtain(version);
+    }
+    return mManager;
 }
 
 ZRMirvo& Connection::device(uint32_t accessoryId) {
@@ -79,13 +182,14 @@ ZRMirvo& Connection::device(uint32_t accessoryId) {
 }
 
 std::string Connection::serviceVersion() {
-    const sp<ServiceClient> client = bindToService();
-    sp<ServiceItem> item = new MVSItemManagerVersion;
-    const sp<ServiceReply> reply = client->request(item);
-    if (reply == nullptr || reply->type() != MVSReplyVersion::kType) {
-        throw Failure(kRefused, "the service does not answer as it should: restart it if it hangs");
-    }
-    return static_cast<MVSReplyVersion&>(*reply).version.string();
+    return versionOf(bindFor(mWait));
+}
+
+std::string Connection::libraryVersion(const std::string& serviceVersion) {
+    if (fitOf(serviceVersion) != Fit::kFits) return ZRMIRVO_VERSION_TEXT;
+    const ZRMirvoVersion version = ZRMirvoManager::getVersion();
+    return std::to_string(version.clientMajor) + "." + std::to_string(version.clientMinor) + "." +
+           std::to_string(version.clientPatch);
 }
 
 }  // namespace mirvoctl

@@ -4,14 +4,15 @@
 
 #include <cstdint>
 #include <functional>
+#include <initializer_list>
 #include <string>
 
 #include "mirvoctl/Output.h"
 
 namespace mirvoctl {
 
-// Receives the name of a callback and its arguments, on the library's threads.
-using EventSink = std::function<void(const std::string& name, const Json& values)>;
+// Receives the name of a callback and its fields, on the library's threads.
+using EventSink = std::function<void(const std::string& name, const Json& fields)>;
 
 // Hands the events of one accessory to a sink.
 class DeviceEvents final : public zrmirvo::ZRMirvoCallback {
@@ -30,7 +31,8 @@ public:
     void onDeviceResponse() override;
 
 private:
-    void put(const char* name, const Json& values);
+    void put(const char* name, std::initializer_list<Json> values);
+    void putBytes(const char* name, const void* data, size_t length);
 
     const uint32_t mAccessoryId;
     const EventSink mSink;

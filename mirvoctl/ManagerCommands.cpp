@@ -1,79 +1,116 @@
-#include <memory>
 #include <string>
 #include <vector>
 
-#include "mirvoctl/Commands.h"
+#include "mirvoctl/Buffer.h"
+#include "mirvoctl/Command.h"
 
 namespace mirvoctl {
 namespace {
 
-using zrmirvo::ZRMirvoManager;
+Outcome returned(int status, Json data = Json::object()) {
+    return {{{status, std::move(data)}}};
+}
 
-void printIds(const Context& context) {
+// Of an operation that returns nothing.
+Outcome sent() {
+    return {{{std::nullopt}}};
+}
+
+void declareText(CLI::App& parser, Arguments& arguments) {
+    parser.add_option("TEXT", arguments.text, "What the text means is the service's");
+}
+
+void declarePath(CLI::App& parser, Arguments& arguments) {
+    parser.add_option("PATH", arguments.text, "As the service sees it")->required();
+}
+
+void declareBluetooth(CLI::App& parser, Arguments& arguments) {
+    parser.add_option("TEXT", arguments.text, "At most 31 characters")->required();
+    declareNumber(parser, "VALUE", arguments.value, "A number of the service's")->required();
+}
+
+Outcome printVersion(Context& context, Arguments&) {
+    const std::string service = context.connection.serviceVersion();
+    return returned(0, {{"library", Connection::libraryVersion(service)}, {"service", service}});
+}
+
+Outcome startup(Context& context, Arguments&) {
+    return returned(context.connection.manager().startup());
+}
+
+Outcome shutdown(Context& context, Arguments&) {
+    return returned(context.connection.manager().shutdown());
+}
+
+Outcome connect(Context& context, Arguments& arguments) {
+    context.connection.manager().connect(arguments.text.c_str());
+    return sent();
+}
+
+Outcome disconnect(Context& context, Arguments& arguments) {
+    context.connection.manager().disconnect(arguments.text.c_str());
+    return sent();
+}
+
+Outcome setConfigFile(Context& context, Arguments& arguments) {
+    return returned(context.connection.manager().setConfigFile(arguments.text.c_str()));
+}
+
+Outcome setBluetooth(Context& context, Arguments& arguments) {
+    return returned(
+        context.connection.manager().setBluetoothConfig(arguments.text.c_str(), arguments.value));
+}
+
+Outcome printIds(Context& context, Arguments&) {
     unsigned int ids[10] = {};
     unsigned int count = 0;
     const int status = context.connection.manager().getIds(ids, &count);
-    Json data = Json::object();
-    if (status == 0) data["ids"] = std::vector<uint32_t>(ids, ids + count);
-    context.output.result("getIds", status, data);
+    if (status != 0) return returned(status);
+    return returned(status, {{"ids", std::vector<uint32_t>(ids, ids + count)}});
 }
 
-void printDescriptor(const Context& context) {
+Outcome printDescriptor(Context& context, Arguments&) {
     Buffer buffer;
     const int status = context.connection.manager().getHidDescriptor(&buffer.data, &buffer.length);
-    context.output.result("getHidDescriptor", status, buffer.shown());
-}
-
-void printVersion(const Context& context) {
-    const std::string service = Connection::serviceVersion();
-    const zrmirvo::ZRMirvoVersion version = ZRMirvoManager::getVersion();
-    const std::string library = std::to_string(version.clientMajor) + "." +
-                                std::to_string(version.clientMinor) + "." +
-                                std::to_string(version.clientPatch);
-    context.output.result("getVersion", 0, {{"library", library}, {"service", service}});
+    return returned(status, buffer.shown());
 }
 
 }  // namespace
 
-void addManagerCommands(CLI::App& app, const Context& context) {
-    const auto add = [&](const char* name, const char* description, const auto& run) {
-        CLI::App* command = app.add_subcommand(name, description);
-        command->callback(run);
-        return command;
+const std::vector<Command>& managerCommands() {
+    static const std::vector<Command> kCommands = {
+        {{"version", "", "Show the versions of the library and of the service"},
+         "getVersion",
+         nullptr,
+         printVersion},
+        {{"startup", "", "Start the projection service"}, "startup", nullptr, startup},
+        {{"shutdown", "", "Stop the projection service"}, "shutdown", nullptr, shutdown},
+        {{"connect", "[TEXT]", "Connect; what the text means is the service's"},
+         "connect",
+         declareText,
+         connect},
+        {{"disconnect", "[TEXT]", "Disconnect; what the text means is the service's"},
+         "disconnect",
+         declareText,
+         disconnect},
+        {{"config-file", "PATH", "Hand over the path of the configuration file"},
+         "setConfigFile",
+         declarePath,
+         setConfigFile},
+        {{"bluetooth", "TEXT VALUE", "Hand over a Bluetooth setting"},
+         "setBluetoothConfig",
+         declareBluetooth,
+         setBluetooth},
+        {{"ids", "", "List the accessories that are attached, ten at most"},
+         "getIds",
+         nullptr,
+         printIds},
+        {{"hid-descriptor", "", "Show the HID descriptor"},
+         "getHidDescriptor",
+         nullptr,
+         printDescriptor},
     };
-    // One command runs at a time, so they share their arguments.
-    const auto text = std::make_shared<std::string>();
-    const auto value = std::make_shared<int>();
-
-    add("version", "The versions of the library and of the service",
-        [=] { printVersion(context); });
-    add("startup", "Start the projection service",
-        [=] { context.output.result("startup", context.connection.manager().startup()); });
-    add("shutdown", "Stop the projection service",
-        [=] { context.output.result("shutdown", context.connection.manager().shutdown()); });
-    add("connect", "Connect", [=] {
-        context.connection.manager().connect(text->c_str());
-        context.output.sent("connect");
-    })->add_option("TEXT", *text, "What the service is to connect to");
-    add("disconnect", "Disconnect", [=] {
-        context.connection.manager().disconnect(text->c_str());
-        context.output.sent("disconnect");
-    })->add_option("TEXT", *text, "What the service is to disconnect from");
-    add("config-file", "Hand over the path of the configuration file",
-        [=] {
-            const int status = context.connection.manager().setConfigFile(text->c_str());
-            context.output.result("setConfigFile", status);
-        })
-        ->add_option("PATH", *text, "As the service sees it")
-        ->required();
-    CLI::App* bluetooth = add("bluetooth", "Hand over a Bluetooth setting", [=] {
-        const int status = context.connection.manager().setBluetoothConfig(text->c_str(), *value);
-        context.output.result("setBluetoothConfig", status);
-    });
-    bluetooth->add_option("TEXT", *text, "At most 31 characters")->required();
-    bluetooth->add_option("VALUE", *value, "A number")->required();
-    add("ids", "The accessories that are attached", [=] { printIds(context); });
-    add("hid-descriptor", "The HID descriptor", [=] { printDescriptor(context); });
+    return kCommands;
 }
 
 }  // namespace mirvoctl

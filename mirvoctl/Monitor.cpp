@@ -1,160 +1,135 @@
 #include "mirvoctl/Monitor.h"
 
-#include <utils/Mutex.h>
-
 #include <algorithm>
-#include <chrono>
-#include <deque>
-#include <map>
+#include <csignal>
 #include <memory>
+#include <optional>
+#include <string>
+#include <utility>
 
-#include "mirvoctl/Events.h"
+#include "mirvoctl/LibraryLog.h"
+#include "mirvoctl/Watcher.h"
 #include "tool/Waker.h"
 
 namespace mirvoctl {
 namespace {
 
-// How long after the loss of the service its last events are waited for.
-constexpr std::chrono::milliseconds kLast(200);
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
 
-// Prints the manager's events at once and leaves what follows from them to the main thread, since a
-// request inside a callback would hold back the events behind it.
-class Monitor final : public zrmirvo::ZRMirvoManagerCallback {
+// How long after the loss of the service its last events are waited for: they may still be on their
+// way, on threads of their own.
+constexpr milliseconds kLast(200);
+
+// Counts and prints events. Belongs to the main thread.
+class Monitor {
 public:
-    Monitor(zrmirvo::ZRMirvoManager& manager, const Output& output, tool::Waker& waker,
-            const std::vector<uint32_t>& ids)
-        : mManager(manager), mOutput(output), mWaker(waker), mIds(ids) {
-        mManager.RegisterCallback(this);
+    Monitor(Context& context, const MonitorOptions& options)
+        : mContext(context), mOutput(context.output), mOptions(options) {
+        if (mOptions.duration) mEnd = Clock::now() + *mOptions.duration;
     }
 
-    ~Monitor() {
-        mManager.UnregisterCallback(this);
-        while (!mDevices.empty())
-            forget(mDevices.begin()->first);
-    }
-
-    Monitor(const Monitor&) = delete;
-    Monitor& operator=(const Monitor&) = delete;
-
-    void onError() override {
-        mOutput.event("onError", Json::object());
-        android::AutoMutex lock(mLock);
-        mLost = true;
-        mWaker.wake();
-    }
-    void onAttach(unsigned int accessoryId) override { note("onAttach", accessoryId, true); }
-    void onDetach(unsigned int accessoryId) override { note("onDetach", accessoryId, false); }
-
-    void run() {
-        unsigned int ids[10] = {};
-        unsigned int count = 0;
-        const int status = mManager.getIds(ids, &count);
-        if (status != 0) return mOutput.result("getIds", status);
-        std::for_each(ids, ids + count, [this](unsigned int id) { watch(id); });
-        announce();
-        while (mWaker.waitUntil([this] { return somethingToDo(); })) {
-            if (lost()) {
-                // What the accessories sent before may still be on its way, on threads of their
-                // own.
-                mWaker.waitUntil([] { return false; }, std::chrono::steady_clock::now() + kLast);
-                throw Failure(kNoService, "the service is gone: start it again");
+    Outcome run() {
+        tool::Waker waker(mOutput.standard());
+        const auto watcher = std::make_shared<Watcher>(
+            mContext.connection, mOutput.clock(), mOptions.ids,
+            Watcher::Sink{[this](const Watcher::Event& event) { show(event); },
+                          [this](const std::vector<uint32_t>& ids) { showWatching(ids); },
+                          [this](const Failure& failure) { fail(failure); }});
+        watcher->start(mOptions.follow);
+        while (mReason.empty()) {
+            const bool readable = waker.waitReadable(watcher->fd(), nextTime());
+            if (waker.interrupted()) {
+                mReason = waker.signal() != 0 ? "signal" : "output";
+            } else if (readable) {
+                watcher->dispatch();
+            } else if (mLossOver && Clock::now() >= *mLossOver) {
+                endLoss(*watcher);
+            } else if (mEnd && Clock::now() >= *mEnd) {
+                mReason = "time";
             }
-            follow();
         }
+        watcher->stop();
+        // In the shell, too, since it is sent to the program and not typed at what it is doing.
+        if (waker.signal() == SIGTERM) mContext.quit = true;
+        return outcome();
     }
 
 private:
-    struct Device {
-        zrmirvo::ZRMirvo* instance;
-        std::unique_ptr<DeviceEvents> events;
-        bool detached;
-    };
-    struct Change {
-        uint32_t accessoryId;
-        bool attached;
-    };
-
-    void note(const char* name, uint32_t accessoryId, bool attached) {
-        mOutput.event(name, {{"accessoryId", accessoryId}});
-        android::AutoMutex lock(mLock);
-        mChanges.push_back({accessoryId, attached});
-        mWaker.wake();
+    std::optional<tool::Waker::Time> nextTime() const {
+        if (!mEnd || !mLossOver) return mEnd ? mEnd : mLossOver;
+        return std::min(*mEnd, *mLossOver);
     }
 
-    bool lost() {
-        android::AutoMutex lock(mLock);
-        return mLost;
+    void show(const Watcher::Event& event) {
+        if (!mReason.empty()) return;
+        mOutput.event(event.name, event.fields, event.time, mOptions.timestamps);
+        ++mCount;
+        if (event.name == "onError" && !mLossOver) mLossOver = Clock::now() + kLast;
+        if (mOptions.count && mCount >= *mOptions.count) mReason = "count";
+        if (event.name == mOptions.until) mReason = "until";
     }
 
-    bool somethingToDo() {
-        android::AutoMutex lock(mLock);
-        return mLost || !mChanges.empty();
+    void showWatching(const std::vector<uint32_t>& ids) {
+        if (mReason.empty()) showOwn("monitoring", {{"accessories", ids}});
     }
 
-    // Goes after the accessories that have come and gone.
-    void follow() {
-        std::deque<Change> changes;
-        {
-            android::AutoMutex lock(mLock);
-            changes.swap(mChanges);
+    // What the monitor itself has to say.
+    void showOwn(const char* name, const Json& fields) {
+        mOutput.event(name, fields, mOutput.clock().milliseconds(), mOptions.timestamps);
+    }
+
+    void fail(const Failure& failure) {
+        if (mReason.empty()) mReason = "failure";
+        mFailure = failure;
+    }
+
+    void endLoss(Watcher& watcher) {
+        mLossOver.reset();
+        const std::string reason = LibraryLog::takeCutOffReason();
+        const std::string what = reason.empty()
+                                     ? "the service is gone"
+                                     : "the service lives, but has cut mirvoctl off: " + reason;
+        if (!mOptions.follow) {
+            return fail(Failure(kNoService, what + (reason.empty() ? ": start it again" : "")));
         }
-        for (const Change& change : changes) {
-            const auto known = mDevices.find(change.accessoryId);
-            if (!change.attached) {
-                // Released only when it comes again: what it sent last may still be on its way.
-                if (known != mDevices.end()) known->second.detached = true;
-                continue;
-            }
-            if (known != mDevices.end() && known->second.detached) forget(change.accessoryId);
-            if (watch(change.accessoryId)) announce();
+        showOwn("lost", {{"reason", what}});
+        watcher.restart();
+    }
+
+    Outcome outcome() const {
+        Outcome outcome;
+        outcome.data = {{"events", mCount}, {"ended", mReason}};
+        const bool wanted = mOptions.count || !mOptions.until.empty();
+        if (mFailure) {
+            outcome.exit = mFailure->status();
+            outcome.error = mFailure->what();
+        } else if (wanted && (mReason == "time" || mReason == "signal")) {
+            outcome.exit = kNotSeen;
+            outcome.error = mOptions.until.empty() ? "not as many events as --count asks for"
+                                                   : "no " + mOptions.until;
+            outcome.error += " came, but " + std::to_string(mCount) + " events: ended by " +
+                             (mReason == "time" ? "--for" : "a signal");
         }
+        return outcome;
     }
 
-    bool watch(uint32_t id) {
-        const bool wanted = mIds.empty() || std::count(mIds.begin(), mIds.end(), id) > 0;
-        if (!wanted || mDevices.count(id) > 0) return false;
-        zrmirvo::ZRMirvo* instance = mManager.GetMirvoInstance(id);
-        // It may be gone again; if not, the log has a line.
-        if (instance == nullptr) return false;
-        auto events = std::make_unique<DeviceEvents>(
-            id,
-            [this](const std::string& name, const Json& values) { mOutput.event(name, values); });
-        instance->RegisterCallback(events.get());
-        mDevices[id] = {instance, std::move(events), false};
-        return true;
-    }
-
-    void forget(uint32_t id) {
-        mManager.ReleaseMirvoInstance(mDevices[id].instance);
-        mDevices.erase(id);
-    }
-
-    // From this line on nothing that these accessories send is missed.
-    void announce() { mOutput.event("monitoring", {{"accessories", watched()}}); }
-
-    std::vector<uint32_t> watched() const {
-        std::vector<uint32_t> ids;
-        for (const auto& [id, device] : mDevices)
-            ids.push_back(id);
-        return ids;
-    }
-
-    zrmirvo::ZRMirvoManager& mManager;
+    Context& mContext;
     const Output& mOutput;
-    tool::Waker& mWaker;
-    const std::vector<uint32_t> mIds;
-    std::map<uint32_t, Device> mDevices;
-
-    android::Mutex mLock;
-    std::deque<Change> mChanges GUARDED_BY(mLock);
-    bool mLost GUARDED_BY(mLock) = false;
+    const MonitorOptions mOptions;
+    std::optional<tool::Waker::Time> mEnd;
+    // While a loss of the service is being waited out.
+    std::optional<tool::Waker::Time> mLossOver;
+    uint32_t mCount = 0;
+    // Why it ends; empty while it goes on.
+    std::string mReason;
+    std::optional<Failure> mFailure;
 };
 
 }  // namespace
 
-void monitor(Connection& connection, const Output& output, const std::vector<uint32_t>& ids) {
-    tool::Waker waker(output.standard());
-    Monitor(connection.manager(), output, waker, ids).run();
+Outcome monitor(Context& context, const MonitorOptions& options) {
+    return Monitor(context, options).run();
 }
 
 }  // namespace mirvoctl

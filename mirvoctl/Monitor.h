@@ -1,15 +1,11 @@
 #pragma once
 
-#include <cstdint>
-#include <vector>
-
-#include "mirvoctl/Connection.h"
-#include "mirvoctl/Output.h"
+#include "mirvoctl/Command.h"
 
 namespace mirvoctl {
 
-// Prints every callback as it comes, until SIGINT or SIGTERM or until the service is lost, which is
-// a Failure. Without ids, those of all accessories.
-void monitor(Connection& connection, const Output& output, const std::vector<uint32_t>& ids);
+// Prints every event as it comes, until what the options say, until SIGINT or SIGTERM, until the
+// reader of standard output has gone, or until the service is lost.
+Outcome monitor(Context& context, const MonitorOptions& options);
 
 }  // namespace mirvoctl

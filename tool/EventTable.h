@@ -49,6 +49,11 @@ constexpr EventInfo kEvents[] = {
 // The event with this name or this command. Null when there is none.
 const EventInfo* findEvent(std::string_view nameOrCommand);
 
+// Whether the library has a callback for it.
+inline bool isCallback(const EventInfo& event) {
+    return event.name[0] == 'o' && event.name[1] == 'n';
+}
+
 // The fields of an event as an object with `values` in the order of the table, as many as there are
 // fields; bytes as hexadecimal digits.
 Json eventFields(const EventInfo& event, std::initializer_list<Json> values);

@@ -104,8 +104,7 @@ Process::Process(const std::vector<std::string>& command) {
     mInput = ends[1];
 }
 
-void Process::type(const std::string& line) {
-    const std::string bytes = line + "\n";
+void Process::send(const std::string& bytes) {
     EXPECT_EQ(static_cast<ssize_t>(bytes.size()), write(mInput, bytes.data(), bytes.size()));
 }
 
@@ -146,11 +145,17 @@ bool Process::await(const std::string& what, const std::function<bool()>& condit
 }
 
 bool Process::waitForLine(const std::string& line) {
-    const std::string wanted = line + "\n";
-    return await("no line from byte " + std::to_string(mFound) + " on: " + line, [&] {
-        for (size_t at = mFound; (at = output().find(wanted, at)) != std::string::npos; ++at) {
-            if (at != 0 && output()[at - 1] != '\n') continue;
-            mFound = at + wanted.size();
+    return waitForLineThat(line, [&](const std::string& found) { return found == line; });
+}
+
+bool Process::waitForLineThat(const std::string& what,
+                              const std::function<bool(const std::string& line)>& matches) {
+    // Lines before this one have been looked at.
+    size_t at = mFound;
+    return await("no line from byte " + std::to_string(mFound) + " on: " + what, [&] {
+        for (size_t end; (end = output().find('\n', at)) != std::string::npos; at = end + 1) {
+            if (!matches(output().substr(at, end - at))) continue;
+            mFound = end + 1;
             return true;
         }
         return false;

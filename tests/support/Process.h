@@ -46,7 +46,8 @@ public:
     Process(const Process&) = delete;
     Process& operator=(const Process&) = delete;
 
-    void type(const std::string& line);
+    void send(const std::string& bytes);
+    void type(const std::string& line) { send(line + "\n"); }
     void closeInput();
     // After SIGSTOP the program has stopped when this returns.
     void signal(int number);
@@ -54,6 +55,9 @@ public:
 
     // Waits for `line` on standard output, behind the lines that earlier calls have found.
     bool waitForLine(const std::string& line);
+    // The same for a line of which `matches` holds, described by `what`.
+    bool waitForLineThat(const std::string& what,
+                         const std::function<bool(const std::string& line)>& matches);
     // Waits for the end. Returns the exit status, or 128 plus the number of the signal that killed
     // it.
     int wait();

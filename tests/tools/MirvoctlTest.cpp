@@ -2,6 +2,7 @@
 
 #include <csignal>
 #include <memory>
+#include <regex>
 #include <sstream>
 #include <string>
 
@@ -11,6 +12,11 @@ namespace tools_test {
 namespace {
 
 class MirvoctlTest : public ToolsTest {};
+
+// The lines of JSON without their times.
+std::string withoutTimes(const std::string& output) {
+    return std::regex_replace(output, std::regex(R"("time":\d+,)"), "");
+}
 
 TEST_F(MirvoctlTest, commandsReachTheService) {
     const std::string feature = mFolder.write("feature", "AB\n");
@@ -22,20 +28,23 @@ TEST_F(MirvoctlTest, commandsReachTheService) {
         {"version", R"(getVersion version="" -> version="3.6.6")",
          "getVersion: ok library=\"3.6.6\" service=\"3.6.6\"\n"},
         {"startup", "startup -> result=0", "startup: ok\n"},
-        {"--json shutdown", "shutdown -> result=0", "{\"operation\":\"shutdown\",\"status\":0}\n"},
+        {"--json shutdown", "shutdown -> result=0",
+         "{\"operation\":\"shutdown\",\"ok\":true,\"status\":0,\"error\":null,\"exit\":0}\n"},
         {"connect \"a phone\"", "connect arg=\"a phone\" -> result=0", "connect: sent\n"},
         {"disconnect", "disconnect arg=\"\" -> result=0", "disconnect: sent\n"},
         {"config-file /etc/p.conf", "setConfigFile path=\"/etc/p.conf\" -> result=0",
          "setConfigFile: ok\n"},
         {"--quiet bluetooth name -2", "setBluetoothConfig text=\"name\" value=-2 -> result=0", ""},
-        {"--quiet ids", "getIds -> ids=[7]", "getIds: ok ids=[7]\n"},
+        {"--quiet ids", "getIds -> ids=[7,10]", "getIds: ok ids=[7,10]\n"},
         {"hid-descriptor", "getHidDescriptor -> result=0 bytes=\"0541C0\"",
          "getHidDescriptor: ok bytes=\"0541C0\" text=\".A.\"\n"},
+        {"device 010 calibrate", "sendCalibrateEvent accessory=10 -> result=0",
+         "sendCalibrateEvent: ok\n"},
         {"device 7 key back up", "sendKeyEvent accessory=7 keyCode=4 flag=false -> result=0",
          "sendKeyEvent: ok\n"},
         {"device 7 key 24", "sendKeyEvent accessory=7 keyCode=5 flag=false -> result=0",
          "sendKeyEvent: ok\nsendKeyEvent: ok\n"},
-        {"device 7 touch move 1,2,3 4,5,6 --time 9 --extra -1",
+        {"device 7 touch move 1,2,3 4,5,6 --time 09 --extra -1",
          "sendTouchEvent accessory=7 time=9 count=2 array1=[1,4] array2=[2,5] array3=[3,6]"
          " action=3 extra=-1 -> result=0",
          "sendTouchEvent: ok\n"},
@@ -49,7 +58,8 @@ TEST_F(MirvoctlTest, commandsReachTheService) {
          "cookTouchEvent accessory=7 time=258 count=1 array1=[1] array2=[2] array3=[65] action=1"
          " extra=3 -> result=0 bytes=\"54070000000201000000000000010000000300000001000000"
          "010000000200000041000000\"",
-         "{\"operation\":\"cookTouchEvent\",\"status\":0,\"bytes\":"
+         "{\"operation\":\"cookTouchEvent\",\"ok\":true,\"status\":0,\"error\":null,\"exit\":0,"
+         "\"bytes\":"
          "\"54070000000201000000000000010000000300000001000000010000000200000041000000\","
          "\"text\":\"T................................A...\"}\n"},
         {"device 7 cook-calibrate",
@@ -73,69 +83,20 @@ TEST_F(MirvoctlTest, commandsReachTheService) {
          "setFeature: ok\n"},
     };
     Emulator emulator;
+    emulator.tell("ids 7 010");
     emulator.tell("descriptor-bytes 05 41 C0");
     for (const auto& row : kRows) {
         SCOPED_TRACE(row.words);
         const Result result = ctl(row.words);
         EXPECT_EQ(0, result.status);
-        EXPECT_EQ(row.shown, result.output);
+        EXPECT_EQ(row.shown, withoutTimes(result.output));
         EXPECT_EQ("", result.errors);
         emulator.waitForLine(row.request);
     }
     const Result asked = ctl("device 7 time-date");
     EXPECT_EQ(0, asked.status);
-    EXPECT_TRUE(contains(asked.output, "onTimeDateResponse accessory=7 date1=20")) << asked.output;
-}
-
-TEST_F(MirvoctlTest, eventsReachTheMonitor) {
-    const struct {
-        const char* command;
-        const char* shown;
-    } kRows[] = {
-        {"state 7 3", "onRunningStateChange accessory=7 state=3"},
-        {"unavailable 7", "onControlUnavailable accessory=7"},
-        {"orientation 7 -1", "onScreenOrientationChange accessory=7 orientation=-1"},
-        {"request 7 1 -2", "onDeviceRequest accessory=7 param1=1 param2=-2"},
-        {"request-data 7 48 69", R"(onDeviceRequestData accessory=7 data="4869" text="Hi")"},
-        {"response 7", "onDeviceResponse accessory=7"},
-        {"time-date 7 1 2 3 4 5 6 7 8 9",
-         "onTimeDateResponse accessory=7 date1=1 date2=2 date3=3 hour=4 minute=5 second=6"
-         " fraction=7 week=8 dayOfWeek=9"},
-        {"descriptor 7 05C0", R"(onHidReportDescriptor accessory=7 data="05C0" text="..")"},
-        {"hid 7", R"(onHidEvent accessory=7 data="" text="")"},
-        {"raw 7 4 41", R"(onHidEvent accessory=7 data="41" text="A")"},
-        {"notify 7 1 0x10", "onRunningStateChange accessory=7 state=16"},
-        {"attach 8", "onAttach accessoryId=8"},
-        {"ids 7 8", "monitoring accessories=[7,8]"},
-        {"hid 8 42", R"(onHidEvent accessory=8 data="42" text="B")"},
-        {"detach 8", "onDetach accessoryId=8"},
-    };
-    Emulator emulator;
-    Process monitor({MIRVOCTL, "monitor"});
-    Process other({MIRVOCTL, "--json", "monitor", "9"});
-    monitor.waitForLine("monitoring accessories=[7]");
-    other.waitForLine(R"({"event":"monitoring","accessories":[]})");
-    for (const auto& row : kRows) {
-        SCOPED_TRACE(row.command);
-        emulator.tell(row.command);
-        monitor.waitForLine(row.shown);
-    }
-    // A device error makes the library disconnect.
-    emulator.type("error 7 -3");
-    emulator.waitForLine("disconnect arg=\"\" -> result=0");
-    monitor.signal(SIGINT);
-    EXPECT_EQ(0, monitor.wait());
-
-    emulator.tell("attach 9");
-    other.waitForLine(R"({"event":"monitoring","accessories":[9]})");
-    emulator.tell("hid 9 43");
-    other.waitForLine(R"({"event":"onHidEvent","accessory":9,"data":"43","text":"C"})");
-    emulator.type("die");
-    EXPECT_EQ(3, other.wait());
-    EXPECT_FALSE(contains(other.output(), "\"accessory\":7")) << other.output();
-    EXPECT_TRUE(contains(other.output(), "{\"event\":\"onError\"}")) << other.output();
-    EXPECT_TRUE(contains(other.errors(), "the service is gone: start it again"));
-    EXPECT_EQ(128 + SIGKILL, emulator.wait());
+    EXPECT_TRUE(contains(asked.output, "sendTimeDateInquiry: ok accessory=7 date1=20"))
+        << asked.output;
 }
 
 TEST_F(MirvoctlTest, answersDecideTheExitStatus) {
@@ -153,8 +114,7 @@ TEST_F(MirvoctlTest, answersDecideTheExitStatus) {
         {"answer cookKeyEvent@7 0\nanswer cookKeyEvent@7 bytes 41 42", "device 7 cook-key 4 up", 0,
          "cookKeyEvent: ok bytes=\"4142\" text=\"AB\"\n", ""},
         {"silent shutdown", "shutdown", 1, "shutdown: status 1\n", "reply is null return"},
-        {"mistype startup", "startup", 1, "startup: status 1\n",
-         "target :MVServiceReply::COMMON curr: 131"},
+        {"mistype startup", "--quiet startup", 1, "", "target :MVServiceReply::COMMON curr: 131"},
         {"answer getIds 4", "ids", 1, "getIds: status 1\n",
          "target :MVServiceReply::ACCESSORY_IDS curr: 129"},
         {"delay startup 1000000", "startup", 1, "startup: status 1\n", "the time is up"},
@@ -182,7 +142,9 @@ TEST_F(MirvoctlTest, answersDecideTheExitStatus) {
 
 TEST_F(MirvoctlTest, aServiceGoesAway) {
     EXPECT_EQ(3, ctl("startup").status);
-    EXPECT_TRUE(contains(ctl("startup").errors, "start it, or mirvo-emulator in its place"));
+    EXPECT_TRUE(contains(
+        ctl("startup").errors,
+        " in " + mFolder.path() + " (from SERVICE_FRAMEWORK_DIR): start it, or mirvo-emulator"));
     {
         Emulator emulator;
         emulator.tell("delay startup 100000");
@@ -225,6 +187,9 @@ TEST_F(MirvoctlTest, badCommandLinesAreRefused) {
         {"device 7 key 4 sideways", "sideways"},
         {"device 7 touch hover 1,2,3", "ACTION: neither a name nor a number: hover"},
         {"device 7 touch down 1,2", "POINTER: not three numbers: 1,2"},
+        {"device 7 touch down --time -1", "--time: not a number in range: -1"},
+        {"monitor --until raw", "--until: no such event: raw"},
+        {"help nothing", "there is no command nothing"},
         {"device 7 display 1 2 3 4", "V: "},
         {"device 7 feature 1 0", "DATA: not pairs of hexadecimal digits: 0"},
         {"device 7 feature 1 @/nowhere", "DATA: cannot read /nowhere"},
@@ -252,7 +217,6 @@ TEST_F(MirvoctlTest, aShellKeepsItsConnection) {
     emulator.type("quit");
     EXPECT_EQ(0, emulator.wait());
     const std::string& requests = emulator.output();
-    EXPECT_EQ(requests.find("getVersion"), requests.rfind("getVersion"));
     EXPECT_EQ(requests.find("getMirvo"), requests.rfind("getMirvo"));
     EXPECT_FALSE(contains(requests, "shutdown"));
 }
@@ -280,22 +244,73 @@ TEST_F(MirvoctlTest, theTraceIsShownOnRequest) {
     EXPECT_TRUE(contains(ctl("--verbose startup").errors, "[MirvoManager[c]][startup] [--IN--]"));
 }
 
-TEST_F(MirvoctlTest, completionKnowsTheCommands) {
-    for (const std::string words : {"", "device 7"}) {
-        SCOPED_TRACE(words);
-        std::istringstream help(ctl(words + " --help").output);
-        std::string line;
-        while (std::getline(help, line) && line != "Subcommands:") {
+// What completion offers for the last of these words; an empty one stands behind a blank.
+std::string offered(const std::string& words) {
+    Process bash({"bash", "-c", R"(source "$0"; COMP_WORDS=("$1" $2)
+        [[ $2 == *[!\ ] ]] || COMP_WORDS+=('')
+        COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _mirvoctl; printf '%s ' "${COMPREPLY[@]}")",
+                  COMPLETION, MIRVOCTL, words});
+    EXPECT_EQ(0, bash.wait()) << bash.errors();
+    return bash.output();
+}
+
+TEST_F(MirvoctlTest, completionOffersWhatFits) {
+    const struct {
+        const char* words;
+        const char* offered;
+    } kRows[] = {
+        {"",
+         "version startup shutdown connect disconnect config-file bluetooth ids hid-descriptor"
+         " device monitor shell help "},
+        {"--json device 7 ",
+         "key touch calibrate cook-key cook-touch cook-calibrate landscape"
+         " focus pairing time-date display feature "},
+        {"device 7 key vol", "volume-up volume-down "},
+        {"device 7 key back ", "down up "},
+        {"device 7 touch --time 3 ", "down up move pointer-down "},
+        {"device 7 focus 1 ", "on off "},
+        {"device ", "7 8 "},
+        {"monitor 7 ", "7 8 "},
+        {"monitor --until onA", "onAttach "},
+        {"monitor --t", "--timestamps --timeout "},
+        {"startup ", " "},
+    };
+    Emulator emulator;
+    emulator.tell("ids 7 8");
+    for (const auto& row : kRows) {
+        SCOPED_TRACE(row.words);
+        EXPECT_EQ(row.offered, offered(row.words));
+    }
+    // A TAB does not wait for a service that hangs.
+    setenv("SERVICE_FRAMEWORK_TIMEOUT_MS", "1000000", 1);
+    emulator.type("hang");
+    EXPECT_EQ(" ", offered("device "));
+    emulator.signal(SIGCONT);
+}
+
+// A service that takes another one's place has another version.
+TEST_F(MirvoctlTest, aShellLooksAtEachServicesVersion) {
+    const struct {
+        const char* version;
+        const char* answer;
+    } kRows[] = {{"3.7.2", "the service has version 3.7.2 and the library 3.6.6"},
+                 {"3.6.1", "startup: ok"},
+                 {"4.6.0", "the service has version 4.6.0 and the library 3.6.6"}};
+    Process shell({MIRVOCTL, "shell"});
+    for (const auto& row : kRows) {
+        SCOPED_TRACE(row.version);
+        Emulator emulator(std::string("--version-text ") + row.version);
+        const auto answered = [&] {
+            return contains(shell.errors(), row.answer) || contains(shell.output(), row.answer);
+        };
+        // The loss of the service before is told on a thread of its own.
+        for (int i = 0; i < 10000 && !answered(); ++i) {
+            shell.type("startup\nhelp quit");
+            shell.waitForLine("End the shell.");
         }
-        std::string commands;
-        while (std::getline(help, line) && !line.empty())
-            commands += line.substr(2, line.find(' ', 2) - 2) + "\n";
-        Process bash({"bash", "-c", R"(source "$0"; COMP_WORDS=(mirvoctl $1 "")
-            COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _mirvoctl; printf '%s\n' "${COMPREPLY[@]}")",
-                      COMPLETION, words});
-        EXPECT_EQ(0, bash.wait()) << bash.errors();
-        EXPECT_FALSE(commands.empty());
-        EXPECT_EQ(commands, bash.output());
+        EXPECT_TRUE(answered()) << shell.errors();
+        emulator.type("die");
+        emulator.wait();
     }
 }
 
@@ -327,6 +342,133 @@ TEST_F(MirvoctlTest, standardOutputThatFailsEndsTheTool) {
         EXPECT_EQ(row.output, bash.output());
         EXPECT_TRUE(contains(bash.errors(), row.error)) << bash.errors();
         EXPECT_EQ(row.status != 0, contains(bash.errors(), "mirvoctl: ")) << bash.errors();
+    }
+}
+
+TEST_F(MirvoctlTest, optionsFindTheService) {
+    // Its folder is made by the emulator.
+    const std::string folder = mFolder.path() + "/other";
+    Process waiting({MIRVOCTL, "--dir", folder, "--wait", "60000", "startup"});
+    Process emulator({MIRVO_EMULATOR, "--dir", folder});
+    emulator.waitForLine("startup -> result=0");
+    EXPECT_EQ(0, waiting.wait());
+    EXPECT_EQ("startup: ok\n", waiting.output());
+    EXPECT_EQ("", waiting.errors());
+    EXPECT_EQ(3, ctl("startup").status);
+    EXPECT_TRUE(contains(ctl("--dir /none startup").errors, " in /none (from --dir): start it"));
+
+    setenv("SERVICE_FRAMEWORK_TIMEOUT_MS", "1000000", 1);
+    emulator.signal(SIGSTOP);
+    EXPECT_EQ(1, ctl("--timeout 100 --dir " + folder + " version").status);
+    emulator.signal(SIGCONT);
+    EXPECT_EQ("mirvoctl 3.6.6\n", ctl("--version").output);
+}
+
+// At a terminal: a pseudo-terminal, and in it whatever runs the tool.
+TEST_F(MirvoctlTest, aShellAtATerminalEditsAndCompletes) {
+    setenv("XDG_STATE_HOME", mFolder.path().c_str(), 1);
+    setenv("SERVICE_FRAMEWORK_TIMEOUT_MS", "1000000", 1);
+    const std::vector<std::string> shell = {
+        "bash", "-c", R"(TERM=xterm script -qefc "$ZRMIRVO_RUNNER $0 shell" /dev/null)", MIRVOCTL};
+    const auto waitFor = [](Process& process, const std::string& part) {
+        process.waitForLineThat(part,
+                                [&](const std::string& line) { return contains(line, part); });
+    };
+    Emulator emulator;
+    Process first(shell);
+    // Control-A and control-E go to the ends of the line, and TAB completes words.
+    first.send(
+        "vice 7 \x01"
+        "de\x05"
+        "cal\t\n");
+    waitFor(first, "sendCalibrateEvent: ok");
+    emulator.signal(SIGSTOP);
+    // Nobody waits for the accessories of a service that hangs.
+    first.send("device \t\x15help quit\n");
+    waitFor(first, "End the shell.");
+    // Control-C leaves the line and not the shell.
+    first.send("startup\x03");
+    first.send("quit\n");
+    EXPECT_EQ(0, first.wait()) << first.output();
+    emulator.signal(SIGCONT);
+    emulator.tell("");
+    EXPECT_FALSE(contains(emulator.output(), "startup")) << emulator.output();
+    Process second(shell);
+    // Behind "quit" and "help quit", the line of the shell before.
+    second.send("\x10\x10\x10\n");
+    waitFor(second, "sendCalibrateEvent: ok");
+    second.send("\x04");
+    EXPECT_EQ(0, second.wait()) << second.output();
+    unsetenv("XDG_STATE_HOME");
+}
+
+// How many lines there are when the schema describes each of them; otherwise 0.
+int validLines(const std::string& lines) {
+    Process validator({"python3", VALIDATE_LINES, MIRVOCTL_SCHEMA});
+    std::istringstream input(lines);
+    for (std::string line; std::getline(input, line);)
+        validator.type(line);
+    validator.closeInput();
+    return validator.wait() == 0 ? std::stoi(validator.output()) : 0;
+}
+
+TEST_F(MirvoctlTest, everyLineIsAnsweredByOneObjectOfTheSchema) {
+    const struct {
+        const char* line;
+        const char* answer;
+    } kRows[] = {
+        {"version", R"("operation":"getVersion","ok":true,"status":0,)"},
+        {"connect x", R"("operation":"connect","ok":true,"status":null,)"},
+        {"ids", R"("ids":[7])"},
+        {"hid-descriptor", R"("operation":"getHidDescriptor","ok":true)"},
+        {"bluetooth name 3 # sent", R"("operation":"setBluetoothConfig","ok":true)"},
+        {"device 7 key back", R"("steps":[{"status":0},{"status":0}])"},
+        {"device 7 cook-key 4", R"("steps":[{"status":0,"bytes":)"},
+        {"device 7 cook-touch down 1,2,3", R"("bytes":")"},
+        {"device 7 time-date", R"("operation":"sendTimeDateInquiry","ok":true,"status":0)"},
+        {"device 7 pairing on", R"("operation":"sendOnReadyForPairing","ok":false,"status":5)"},
+        {"device 9 calibrate", R"("operation":"sendCalibrateEvent","ok":false,"status":null)"},
+        {"shutdown", R"("error":"shutdown failed with status 1: )"},
+        {"no \"such", R"("operation":null,"ok":false,"status":null,"error":"a quote stays open")"},
+        {"stratup", R"("operation":null,"ok":false)"},
+        {"device 7 key", R"("operation":"sendKeyEvent","ok":false,"status":null)"},
+        {"help", "\\n  device ID COMMAND...  Perform a command on one accessory"},
+        {"startup --help", R"("operation":"startup","ok":true)"},
+        {"monitor --count 11", R"("operation":"monitor","ok":true)"},
+        {"monitor --for 1 --count 9", R"("operation":"monitor","ok":false)"},
+        {"quit", R"("operation":"quit","ok":true)"},
+    };
+    Emulator emulator;
+    emulator.tell("answer sendOnReadyForPairing 5\nmistype shutdown");
+    Process shell({MIRVOCTL, "--json", "shell"});
+    for (const auto& row : kRows) {
+        SCOPED_TRACE(row.line);
+        shell.type(row.line);
+        if (contains(row.line, "--count 11")) {
+            shell.waitForLineThat("monitoring",
+                                  [](const std::string& line) { return contains(line, "[7]"); });
+            emulator.type(
+                "state 7 1\nunavailable 7\norientation 7 2\nrequest 7 1 2\nrequest-data 7 41\n"
+                "time-date 7 1 2 3 4 5 6 7 8 9\ndescriptor 7\nhid 7 42\nattach 8\ndetach 8\n"
+                "response 7");
+        }
+        // Behind its events, the next line is the answer.
+        std::string next;
+        shell.waitForLineThat("an answer", [&](const std::string& line) {
+            next = line;
+            return !contains(line, R"(,"event":)");
+        });
+        EXPECT_TRUE(contains(next, row.answer)) << next;
+    }
+    EXPECT_EQ(4, shell.wait());
+    // An answer for each line, eleven events, and "monitoring" at least once.
+    EXPECT_LE(static_cast<int>(std::size(kRows)) + 12, validLines(shell.output()))
+        << shell.output();
+    // What the schema does not describe is found.
+    for (const char* wrong :
+         {R"({"time":1,"event":"onAttach","accessoryId":7})", R"({"time":1,"event":"onError"}{)",
+          R"({"time":1,"operation":"startup","ok":true,"status":0,"error":null,"exit":1})"}) {
+        EXPECT_EQ(0, validLines(wrong)) << wrong;
     }
 }
 

@@ -75,6 +75,15 @@ protected:
     testing_support::Folder mFolder;
 };
 
+// Waits for a line of JSON that is `line` but for its time, which stands first.
+inline bool waitForJson(Process& process, const std::string& line) {
+    return process.waitForLineThat(line, [&](const std::string& found) {
+        const size_t comma = found.find(',');
+        return found.compare(0, 8, "{\"time\":") == 0 && comma != std::string::npos &&
+               "{" + found.substr(comma + 1) == line;
+    });
+}
+
 inline bool contains(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
 }

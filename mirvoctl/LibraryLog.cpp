@@ -1,0 +1,72 @@
+#include "mirvoctl/LibraryLog.h"
+
+#include <android/log.h>
+#include <utils/Mutex.h>
+
+#include <atomic>
+#include <utility>
+
+#include "protocol/LogPriority.h"
+
+namespace mirvoctl {
+namespace {
+
+// What the framework's line about it begins with.
+constexpr std::string_view kCutOff = "the service has cut this process off: ";
+
+// More of them than this say the same.
+constexpr size_t kMaxErrors = 300;
+
+struct State {
+    android::Mutex lock;
+    std::string errors GUARDED_BY(lock);
+    std::string cutOff GUARDED_BY(lock);
+    std::atomic<LibraryLog::Shown> shown = LibraryLog::Shown::kErrors;
+    std::atomic<bool> muted = false;
+};
+
+// Never destroyed: the framework's threads may log while the process exits.
+State& state() {
+    static auto* const kState = new State;
+    return *kState;
+}
+
+void note(std::string text) {
+    text.erase(text.find_last_not_of(" \n") + 1);
+    android::AutoMutex lock(state().lock);
+    std::string& errors = state().errors;
+    if (errors.size() < kMaxErrors) errors += (errors.empty() ? "" : "; ") + text;
+    if (text.compare(0, kCutOff.size(), kCutOff) == 0) state().cutOff = text.substr(kCutOff.size());
+}
+
+void log(const __android_logger_data* data, const char* text) {
+    if (state().muted) return;
+    if (data->priority >= ANDROID_LOG_ERROR) note(text);
+    if (state().shown != LibraryLog::Shown::kNothing) __android_log_stderr_logger(data, text);
+}
+
+}  // namespace
+
+void LibraryLog::show(Shown shown) {
+    state().shown = shown;
+    __android_log_set_minimum_priority(shown == Shown::kEverything ? ANDROID_LOG_DEBUG
+                                                                   : ANDROID_LOG_ERROR);
+    if (shown == Shown::kErrors) accessory::setLogPriorityFromEnvironment();
+    __android_log_set_logger(log);
+}
+
+void LibraryLog::mute(bool muted) {
+    state().muted = muted;
+}
+
+std::string LibraryLog::takeErrors() {
+    android::AutoMutex lock(state().lock);
+    return std::exchange(state().errors, {});
+}
+
+std::string LibraryLog::takeCutOffReason() {
+    android::AutoMutex lock(state().lock);
+    return std::exchange(state().cutOff, {});
+}
+
+}  // namespace mirvoctl
