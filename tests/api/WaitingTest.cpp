@@ -39,7 +39,6 @@ class WaitingTest : public FacadeTest, public testing::WithParamInterface<Row> {
 protected:
     WaitingTest() {
         obtain();
-        mCurrent = mManager;
         mOther = mManager->GetMirvoInstance(kAccessory);
         add(mHeld);
         mFramework.onRequest([this](const std::string& request) {
@@ -68,7 +67,7 @@ protected:
         Callback callback([&](const std::string&) { work(); });
         mOther->RegisterCallback(&callback);
         deliverTo(kOtherClient);
-        if (mManager != nullptr) mOther->UnregisterCallback(&callback);
+        if (!mReleased) mOther->UnregisterCallback(&callback);
     }
 
     Gate mGate;
@@ -85,10 +84,10 @@ private:
     void act(Act act) {
         switch (act) {
             case Act::kReleaseManager:
-                mManager = nullptr;
-                return ZRMirvoManager::ReleaseInstance(mCurrent);
+                mReleased = true;
+                return ZRMirvoManager::ReleaseInstance(mManager);
             case Act::kReleaseInstance:
-                return releaseInstance();
+                return mManager->ReleaseMirvoInstance(mInstance);
             case Act::kReleaseNoInstance:
                 return mManager->ReleaseMirvoInstance(nullptr);
             case Act::kUnregister:
@@ -98,7 +97,7 @@ private:
     }
 
     Callback mHeld{[this](const std::string&) { run(); }};
-    ZRMirvoManager* mCurrent = nullptr;
+    std::atomic<bool> mReleased{false};
     ZRMirvo* mOther = nullptr;
 };
 
