@@ -3,8 +3,8 @@
 #include <zrmirvo/ZRMirvoManager.h>
 
 #include <cstdio>
-#include <cstdlib>
 
+#include "bench/CountedMalloc.h"
 #include "protocol/AccessoryMessages.h"
 #include "protocol/ManagerMessages.h"
 
@@ -13,50 +13,10 @@
 
 namespace {
 
-thread_local bool counting = false;
-thread_local int counted = 0;
-
-void count() {
-    if (counting) ++counted;
-}
-
-// The allocations that `work` makes on this thread.
-template <typename Work>
-int allocationsOf(Work work) {
-    counted = 0;
-    counting = true;
-    work();
-    counting = false;
-    return counted;
-}
-
-void fail(const char* what) {
-    fprintf(stderr, "benchmark: %s failed\n", what);
-    exit(1);
-}
+using bench::allocationsOf;
+using bench::fail;
 
 }  // namespace
-
-extern "C" {
-
-void* __libc_malloc(size_t size);
-void* __libc_calloc(size_t number, size_t size);
-void* __libc_realloc(void* memory, size_t size);
-
-__attribute__((visibility("default"))) void* malloc(size_t size) {
-    count();
-    return __libc_malloc(size);
-}
-__attribute__((visibility("default"))) void* calloc(size_t number, size_t size) {
-    count();
-    return __libc_calloc(number, size);
-}
-__attribute__((visibility("default"))) void* realloc(void* memory, size_t size) {
-    count();
-    return __libc_realloc(memory, size);
-}
-
-}  // extern "C"
 
 int main() {
     // Hides the lines about versions.

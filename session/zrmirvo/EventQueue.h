@@ -35,10 +35,11 @@ class EventQueue {
 public:
     // How much may wait: events, and bytes of their data.
     struct Bounds {
-        size_t events;
-        size_t bytes;
+        size_t events;  ///< As many.
+        size_t bytes;   ///< As many of their data.
     };
 
+    // Throws std::system_error when there is no descriptor to be had.
     explicit EventQueue(Bounds bounds = {16384, size_t{8} << 20})
         : mCore(std::make_shared<detail::QueueCore>(bounds.events, bounds.bytes)) {}
     ~EventQueue() { mCore->close(); }
@@ -90,6 +91,7 @@ private:
 // manager once: with another one it would mix the events of both.
 class QueuedManagerCallback final : public detail::ManagerAdapter<ZRMirvoManagerCallback*> {
 public:
+    // Takes events through `queue` to `callback`.
     QueuedManagerCallback(EventQueue& queue, ZRMirvoManagerCallback& callback)
         : ManagerAdapter(queue.mCore, &callback) {}
     ~QueuedManagerCallback() { drop(); }
@@ -99,6 +101,7 @@ public:
 // event points to; the callback gets a pointer to the copy, which is valid during the call only.
 class QueuedCallback final : public detail::PhoneAdapter<ZRMirvoCallback*> {
 public:
+    // Takes events through `queue` to `callback`.
     QueuedCallback(EventQueue& queue, ZRMirvoCallback& callback)
         : PhoneAdapter(queue.mCore, &callback) {}
     ~QueuedCallback() { drop(); }

@@ -85,17 +85,19 @@ private:
 
 }  // namespace detail
 
-// What becomes of a request: ignored, or looked at with then() or get(). T is Status, or Result<…>
-// for a request that asks for something.
+// What becomes of a request: ignored, or looked at with then() or get(). T is Status, or a
+// Result for a request that asks for something.
 //
 // Threads: thread-safe. A small value; copies stand for the same request, and outlive phone and
 // session.
 template <typename T>
 class Pending {
 public:
+    // Made by Session and Phone only.
     explicit Pending(std::shared_ptr<detail::Outcome<T>> outcome) : mOutcome(std::move(outcome)) {}
     // There is no empty one, so a moved one is a copy.
     Pending(const Pending&) = default;
+    // Stands for the other request from here on.
     Pending& operator=(const Pending&) = default;
 
     // Has `task` run with the result, by dispatch() or run(), once; at the earliest by the next

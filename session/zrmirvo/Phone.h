@@ -29,15 +29,19 @@ namespace zrmirvo {
 // were asked for.
 class Phone {
 public:
+    // Made by Session only.
     explicit Phone(std::shared_ptr<detail::PhoneState> state) : mState(std::move(state)) {}
     // There is no empty one, so a moved one is a copy.
     Phone(const Phone&) = default;
+    // Stands for the other phone from here on.
     Phone& operator=(const Phone&) = default;
 
     // The number by which the service knows it.
     unsigned int id() const { return mState->mId; }
 
+    // Whether both stand for the same phone, from attachment to end.
     friend bool operator==(const Phone& a, const Phone& b) { return a.mState == b.mState; }
+    // Whether they stand for different ones.
     friend bool operator!=(const Phone& a, const Phone& b) { return a.mState != b.mState; }
 
     // Handlers. Each takes the place of the one set before; null sets none. A handler may set
@@ -67,9 +71,11 @@ public:
     void onTimeDate(std::function<void(const TimeDate& timeDate)> run) const {
         mState->set(&Handlers::timeDate, std::move(run));
     }
+    // The phone sends a HID report descriptor.
     void onHidReportDescriptor(std::function<void(ByteSpan descriptor)> run) const {
         mState->set(&Handlers::hidDescriptor, std::move(run));
     }
+    // The phone sends a HID event.
     void onHidEvent(std::function<void(ByteSpan event)> run) const {
         mState->set(&Handlers::hidEvent, std::move(run));
     }
@@ -78,11 +84,13 @@ public:
         mState->set(&Handlers::deviceResponse, std::move(run));
     }
     // The phone has been detached, or its service is lost. Nothing comes after it, and all handlers
-    // of the phone are destroyed behind it.
+    // of the phone are destroyed behind it. What the service sent for the phone right before may be
+    // missing, since events of phones and of the service come on ways of their own.
     void onGone(std::function<void()> run) const { mState->set(&Handlers::gone, std::move(run)); }
 
     // Requests. What is not said here is said at the operation of ZRMirvo that does the same.
 
+    // Sends a key.
     Pending<Status> key(KeyCode key, Press press) const {
         return status(
             [=](ZRMirvo& phone) { return phone.sendKeyEvent(key.value(), press == Press::Down); });
@@ -97,16 +105,18 @@ public:
             mState->mSession, mState, time, action.value(), points, extra));
     }
 
+    // Sends a calibration event.
     Pending<Status> calibrate() const {
         return status([](ZRMirvo& phone) { return phone.sendCalibrateEvent(); });
     }
 
-    // The service turns the event into bytes and hands them back.
+    // As key(), but the service turns the event into bytes and hands them back.
     Pending<Result<Bytes>> cookKey(KeyCode key, Press press) const {
         return bytes([=](ZRMirvo& phone, char** out, int* length) {
             return phone.cookKeyEvent(key.value(), press == Press::Down, out, length);
         });
     }
+    // As touch(), with the bytes of cookKey().
     Pending<Result<Bytes>> cookTouch(ActionCode action, const std::vector<Point>& points,
                                      unsigned long long time = 0, int extra = 0) const {
         return bytes(
@@ -115,13 +125,14 @@ public:
                                             numbers.y(), action.value(), extra, out, length);
             });
     }
+    // As calibrate(), with the bytes of cookKey().
     Pending<Result<Bytes>> cookCalibrate() const {
         return bytes([](ZRMirvo& phone, char** out, int* length) {
             return phone.cookCalibrateEvent(out, length);
         });
     }
 
-    // These two do nothing, and succeed.
+    // Does nothing, and succeeds.
     Pending<Status> appTouch(ActionCode action, const std::vector<Point>& points,
                              unsigned long long time = 0, int extra = 0) const {
         return status([=, numbers = detail::TouchNumbers(points)](ZRMirvo& phone) {
@@ -129,32 +140,37 @@ public:
                                            numbers.y(), action.value(), extra);
         });
     }
+    // As appTouch().
     Pending<Status> appKey(KeyCode key, Press press) const {
         return status([=](ZRMirvo& phone) {
             return phone.sendAppKeyEvent(key.value(), press == Press::Down);
         });
     }
 
+    // Forces the phone's screen into landscape orientation, or no longer.
     Pending<Status> forceLandscape(bool on) const {
         return status([=](ZRMirvo& phone) { return phone.sendForceLandscape(on); });
     }
+    // Gives or takes the video focus; both values are the service's.
     Pending<Status> videoFocus(int focus, bool flag) const {
         return status([=](ZRMirvo& phone) { return phone.sendVideoFocus(focus, flag); });
     }
+    // Tells the phone whether the head unit is ready for pairing.
     Pending<Status> readyForPairing(bool ready) const {
         return status([=](ZRMirvo& phone) { return phone.sendOnReadyForPairing(ready); });
     }
-    // The answer comes to onTimeDate.
+    // Asks for the phone's date and time; the answer comes to onTimeDate.
     Pending<Status> timeDateInquiry() const {
         return status([](ZRMirvo& phone) { return phone.sendTimeDateInquiry(); });
     }
+    // Describes the display; the meaning of the values is the service's.
     Pending<Status> displayConfiguration(int value1, int value2, int value3, int value4,
                                          int value5) const {
         return status([=](ZRMirvo& phone) {
             return phone.sendDisplayConfiguration(value1, value2, value3, value4, value5);
         });
     }
-    // The bytes are copied.
+    // Sets a feature to the bytes, which are copied.
     Pending<Status> feature(unsigned int number, ByteSpan bytes) const {
         return status([number, data = Bytes(bytes)](ZRMirvo& phone) mutable {
             return phone.setFeature(number, data.data(), static_cast<unsigned int>(data.size()));

@@ -56,6 +56,7 @@ namespace zrmirvo {
 // the loss has been dispatched.
 class Session {
 public:
+    // How long it waits, and how much it keeps.
     using Options = SessionOptions;
 
     // `version` is the version that the application was built for, "3.6". The session begins with
@@ -169,12 +170,12 @@ public:
         return control(Control::What::Disconnect, std::move(argument));
     }
 
-    // The session starts the service by itself, at each recovery again. shutdown() lasts until
-    // startup(), across recoveries.
+    // Starts the service, with the settings. The session does so by itself, at each recovery again.
     Pending<Status> startup() { return control(Control::What::Startup); }
+    // Stops the service until startup(), across recoveries.
     Pending<Status> shutdown() { return control(Control::What::Shutdown); }
 
-    // At most ten. onPhone tells of all.
+    // Lists the numbers of the phones, at most ten. onPhone tells of all.
     Pending<Result<std::vector<unsigned int>>> ids() {
         return ask<std::vector<unsigned int>>([](ZRMirvoManager& manager) {
             std::vector<unsigned int> ids(10);
@@ -185,6 +186,7 @@ public:
         });
     }
 
+    // Reads the HID descriptor.
     Pending<Result<Bytes>> hidDescriptor() {
         return ask<Bytes>([](ZRMirvoManager& manager) {
             detail::BytesOut out;
@@ -192,7 +194,7 @@ public:
         });
     }
 
-    // Of library and service.
+    // The versions of library and service.
     Pending<Result<ZRMirvoVersion>> versions() {
         return ask<ZRMirvoVersion>([](ZRMirvoManager& /*manager*/) {
             return Result<ZRMirvoVersion>(Status(Status::Code::Done), ZRMirvoManager::getVersion());

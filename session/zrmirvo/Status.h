@@ -10,17 +10,18 @@ namespace zrmirvo {
 //     phone.key(Key::Back, Press::Down).then([](Status s) { if (!s) std::cerr << s.text(); });
 class Status {
 public:
+    // The kinds of ends.
     enum class Code {
-        Done,             // the service has done it; for connect and disconnect: it has been sent
-        Service,          // the service has answered with a code of its own, see value()
-        Failed,           // no answer, or one of the wrong class: the log says why
-        NoService,        // there is no service at present
-        Refused,          // the session's own check: text() says what is wrong
-        QueueFull,        // too many requests wait already
-        TooLate,          // it has waited too long and has not been sent
-        Gone,             // the phone, or the session, is gone; it has not been sent
-        VersionMismatch,  // the service is of a version that does not fit
-        SecondSession,    // there was a session in this process already
+        Done,             ///< the service has done it; for connect and disconnect: it has been sent
+        Service,          ///< the service has answered with a code of its own, see value()
+        Failed,           ///< no answer, or one of the wrong class: the log says why
+        NoService,        ///< there is no service at present
+        Refused,          ///< the session's own check: text() says what is wrong
+        QueueFull,        ///< too many requests wait already
+        TooLate,          ///< it has waited too long and has not been sent
+        Gone,             ///< the phone, or the session, is gone; it has not been sent
+        VersionMismatch,  ///< the service is of a version that does not fit
+        SecondSession,    ///< there was a session in this process already
     };
 
     // `why` is a literal.
@@ -33,7 +34,9 @@ public:
         return status;
     }
 
+    // Whether it is Code::Done.
     explicit operator bool() const { return mCode == Code::Done; }
+    // Which kind of end it is.
     Code code() const { return mCode; }
     // The code of the service, if code() is Service.
     int value() const { return mValue; }
@@ -75,14 +78,18 @@ private:
 // empty, except that a service may deliver bytes with a code of its own.
 template <typename T>
 struct Result {
+    // Without a value.
     explicit Result(Status how) : status(how) {}
+    // With what came.
     Result(Status how, T what) : status(how), value(std::move(what)) {}
 
+    // Whether the status is Code::Done.
     explicit operator bool() const { return static_cast<bool>(status); }
+    // The text of the status.
     std::string text() const { return status.text(); }
 
-    Status status;
-    T value{};
+    Status status;  ///< How it has ended.
+    T value{};      ///< What it got.
 };
 
 }  // namespace zrmirvo

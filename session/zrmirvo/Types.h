@@ -28,14 +28,18 @@ enum class Key : unsigned int {
 // A key by its name or by any other KeyEvent code, which is sent as the service's general key.
 class KeyCode {
 public:
+    // By its name.
     KeyCode(Key key) : mValue(static_cast<unsigned int>(key)) {}
+    // By its number.
     KeyCode(unsigned int code) : mValue(code) {}
+    // The number.
     unsigned int value() const { return mValue; }
 
 private:
     unsigned int mValue;
 };
 
+// What happens to a key.
 enum class Press : bool { Up = false, Down = true };
 
 // Android's MotionEvent actions.
@@ -51,8 +55,11 @@ enum class TouchAction : int {
 // A touch's action by its name or by any other number, which lifts.
 class ActionCode {
 public:
+    // By its name.
     ActionCode(TouchAction action) : mValue(static_cast<int>(action)) {}
+    // By its number.
     ActionCode(int code) : mValue(code) {}
+    // The number.
     int value() const { return mValue; }
 
 private:
@@ -61,26 +68,36 @@ private:
 
 // A pointer of a touch, such as a finger, and where it is on the phone's screen.
 struct Point {
-    unsigned int id;
-    unsigned int x;
-    unsigned int y;
+    unsigned int id;  ///< The same from press to lift.
+    unsigned int x;   ///< To the right.
+    unsigned int y;   ///< Down.
 };
 
+// A date and time as a phone reports it.
 using TimeDate = ZRMirvoTimeDate;
+
+// Bytes of one's own.
 using Bytes = std::vector<std::byte>;
 
 // Bytes that belong to somebody else. Those of an event are valid while its handler runs; a Bytes
 // made of them is a copy.
 class ByteSpan {
 public:
+    // `data` may be null when `size` is 0.
     ByteSpan(const void* data, size_t size)
         : mData(static_cast<const std::byte*>(data)), mSize(size) {}
+    // Valid as long as the vector is unchanged.
     ByteSpan(const Bytes& bytes) : ByteSpan(bytes.data(), bytes.size()) {}
+    // A copy.
     operator Bytes() const { return Bytes(begin(), end()); }
 
+    // The first byte; may be null when there is none.
     const std::byte* data() const { return mData; }
+    // How many bytes.
     size_t size() const { return mSize; }
+    // For loops.
     const std::byte* begin() const { return mData; }
+    // For loops.
     const std::byte* end() const { return mData + mSize; }
 
 private:
@@ -90,16 +107,17 @@ private:
 
 // When a session waits how long, and how much it keeps.
 struct SessionOptions {
-    // The first pause between two attempts to reach the service, and the longest: each pause is
-    // twice the one before.
+    // The first pause between two attempts to reach the service. Each is twice the one before.
     std::chrono::milliseconds firstPause{100};
+    // The longest such pause.
     std::chrono::milliseconds longestPause{2000};
     // A request that has not been sent after this time is not sent any more.
     std::chrono::milliseconds longestWait{5000};
     // How many requests may wait.
     size_t requests = 256;
-    // How many events of phones may wait, and how many bytes of theirs.
+    // How many events of phones may wait.
     size_t events = 16384;
+    // How many bytes of those events may wait.
     size_t eventBytes = size_t{8} << 20;
     // Whether a move of a touch takes the place of an unsent one.
     bool mergeMoves = true;
