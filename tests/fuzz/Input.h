@@ -24,7 +24,8 @@ public:
 
     // A block, which follows its length of two bytes.
     std::vector<uint8_t> block() {
-        const size_t length = std::min<size_t>(number<uint16_t>(), left());
+        const size_t announced = number<uint16_t>();
+        const size_t length = std::min(announced, left());
         std::vector<uint8_t> bytes(mNext, mNext + length);
         mNext += length;
         return bytes;
