@@ -1,6 +1,7 @@
 #include <cstdlib>
 #include <vector>
 
+#include "protocol/FieldArchive.h"
 #include "protocol/MirvoServiceInfo.h"
 #include "standin/ReadContent.h"
 #include "standin/WriteContent.h"
@@ -15,12 +16,33 @@ using namespace accessory;
 using standin::ReadContent;
 using standin::WriteContent;
 
-constexpr size_t kLarge = 64 << 10;
+constexpr int32_t kLarge = 1 << 10;
+
+// A content that announces no large block, because making one takes milliseconds and shows nothing
+// that a smaller one does not. Sizes above the limit for blocks stay as they are.
+class SmallBlocks final : public DeserializationContent {
+public:
+    explicit SmallBlocks(const std::vector<uint8_t>& bytes) {
+        mContent->reset(bytes.data(), bytes.size());
+    }
+    int32_t readBuffer(void* dest, int64_t length) override {
+        return mContent->readBuffer(dest, length);
+    }
+    int32_t readInt32() override {
+        const int32_t value = mContent->readInt32();
+        return value > kLarge && value <= kMaxBlockBytes ? value % kLarge : value;
+    }
+    int64_t readInt64() override { return mContent->readInt64(); }
+    int32_t reserved1() override { return mContent->reserved1(); }
+    int32_t reserved2() override { return mContent->reserved2(); }
+    const char* readCString() override { return mContent->readCString(); }
+
+private:
+    const sp<ReadContent> mContent = new ReadContent;
+};
 
 std::vector<uint8_t> rewrite(SerializationBase& message, const std::vector<uint8_t>& bytes) {
-    sp<ReadContent> reader = new ReadContent;
-    reader->reset(bytes.data(), bytes.size());
-    sp<DeserializationContent> from = reader;
+    sp<DeserializationContent> from = new SmallBlocks(bytes);
     message.deserialization(from);
     sp<WriteContent> writer = new WriteContent;
     sp<SerializationContent> to = writer;
@@ -40,8 +62,6 @@ void tryOne(const sp<Factory>& factory, int type, const std::vector<uint8_t>& by
     const auto first = factory->create(type);
     if (first == nullptr) return;
     const std::vector<uint8_t> written = rewrite(*first, bytes);
-    // Reading a large block again would show nothing new, and takes time.
-    if (written.size() > kLarge) return;
     if (rewrite(*factory->create(type), written) != written) abort();
     // Also reads into a message that already holds something.
     if (rewrite(*first, written) != written) abort();
