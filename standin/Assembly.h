@@ -7,12 +7,12 @@
 
 namespace accessory::standin {
 
-// Puts a message together whose content came in several frames. The parts come in order, and those
-// of one message are not mixed with others'.
+// Puts together a message whose content comes in several frames. Its frames come in order, and no
+// frame of another message comes between them.
 class Assembly {
 public:
-    // Takes the header of the next frame. Null when it does not continue what there is; else where
-    // its part belongs.
+    // Takes the header of the next frame and returns the place for its part of the content. Null
+    // when the frame does not continue the message.
     uint8_t* place(const FrameHeader& header) {
         if (header.offset == 0 && mReceived == 0) {
             mHeader = header;
@@ -27,7 +27,7 @@ public:
 
     size_t missing() const { return mHeader.length - mReceived; }
     bool empty() const { return mReceived == 0; }
-    // The content of a complete message; it stays until the next one begins.
+    // The content of a complete message, valid until the next message begins.
     const uint8_t* take() {
         mReceived = 0;
         return mContent.data();

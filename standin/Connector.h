@@ -11,8 +11,8 @@ namespace accessory::standin {
 class Connector {
 public:
     virtual ~Connector() = default;
-    // A new connection to the same running service. Invalid, with one line in the log, when there
-    // is none to be had; `lost` says that there will never be one again.
+    // A new connection to the same running service. Invalid, with one line in the log, when that
+    // fails; `lost` is set when it will fail for ever.
     virtual UniqueFd connect(const Deadline& deadline, bool& lost) = 0;
 };
 

@@ -5,16 +5,16 @@
 
 namespace accessory::standin {
 
-// The parts of a content behind the first one, which are received while it is being read: a long
-// block goes from the socket to its place at once.
+// The parts of a content behind the first one. They are received while the content is being read,
+// so that a long block goes directly from the socket to its place.
 class ContentRest {
 public:
-    // All bytes that are still to come, and those that come next.
+    // The bytes of all parts that were not received yet, and those of the next part.
     virtual size_t missing() const = 0;
     virtual size_t nextPart() const = 0;
-    // False when the part cannot be had; there are none after it then.
+    // False when the part cannot be received. No part follows it then.
     virtual bool receivePart(uint8_t* dest) = 0;
-    // As receivePart(), but finds a place for the part. Null when it cannot be had.
+    // As receivePart(), but into a buffer of its own, which it returns. Null on failure.
     virtual const uint8_t* bufferPart() = 0;
 
 protected:

@@ -6,13 +6,13 @@
 
 namespace accessory::standin {
 
-// The moment until which something may take. Read from the coarse clock, which costs a few
-// nanoseconds and is some milliseconds late.
+// The moment at which something has to be over. It uses the coarse clock, which is some
+// milliseconds late but takes only a few nanoseconds to read.
 class Deadline {
 public:
     explicit Deadline(int milliseconds) : mEnd(now() + milliseconds) {}
 
-    // At least 0.
+    // The milliseconds until then, at least 0.
     int remaining() const { return static_cast<int>(std::max<int64_t>(mEnd - now(), 0)); }
 
 private:
@@ -25,7 +25,8 @@ private:
     int64_t mEnd;
 };
 
-// How long a request may take, in milliseconds: 5000, or what SERVICE_FRAMEWORK_TIMEOUT_MS says.
+// The longest time of a request, in milliseconds: the value of SERVICE_FRAMEWORK_TIMEOUT_MS, or
+// 5000.
 int requestTimeout();
 
 }  // namespace accessory::standin

@@ -1,4 +1,4 @@
 #pragma once
 
-// Everything else in the library is hidden.
+// Marks what the library exports. Everything else is hidden.
 #define SERVICE_FRAMEWORK_EXPORT __attribute__((visibility("default")))

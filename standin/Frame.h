@@ -12,8 +12,8 @@
 
 namespace accessory::standin {
 
-// Reads the frame that begins at `data`. False when the bytes are no frame. Datagrams may hold more
-// than one, so there may be bytes left behind it.
+// Reads the header of the frame that begins at `data`. False when the bytes are no frame. A
+// datagram may hold several frames, so bytes behind the frame are no fault.
 inline bool readHeader(const uint8_t* data, size_t size, FrameHeader& header) {
     if (size < kHeaderSize) return false;
     std::memcpy(&header, data, kHeaderSize);

@@ -16,10 +16,10 @@ using android::AutoMutex;
 
 namespace {
 
-// How often an accept that found no file descriptor left is tried again.
+// How long to wait before accepting again when there was no file descriptor left.
 constexpr nsecs_t kAcceptPause = 100 * 1000 * 1000;
 
-// How long a host that stops waits for its last replies to be taken.
+// How long a host that stops waits until its clients have read their last replies.
 constexpr nsecs_t kFarewell = 1000 * 1000 * 1000;
 
 sp<ServiceItemFactory> itemFactoryOf(const sp<ServiceInfo>& info) {
@@ -27,7 +27,7 @@ sp<ServiceItemFactory> itemFactoryOf(const sp<ServiceInfo>& info) {
     return protocol == nullptr ? nullptr : protocol->itemFactory();
 }
 
-// Makes sure of what the frames rely on: datagrams, and calls that wait.
+// Whether the socket keeps datagrams apart, as frames require. Its calls wait from now on.
 bool isPacketSocket(int fd) {
     int type = 0;
     socklen_t size = sizeof(type);
@@ -76,7 +76,8 @@ void Host::stop() {
     }
     {
         AutoMutex lock(mMutex);
-        // What has been asked is still answered, but a client that does not read is not waited for.
+        // Requests that have come are still answered, but a client that does not read its reply
+        // does not hold this up.
         shutDown(SHUT_RD);
         const nsecs_t until = systemTime() + kFarewell;
         while (!mConnections.empty() && systemTime() < until) {
@@ -88,7 +89,7 @@ void Host::stop() {
         }
         mStopping = false;
     }
-    // After the connections, since they hand theirs over to it.
+    // The sender stops last, because connections that begin to listen are handed over to it.
     mSender.stop();
 }
 
@@ -114,7 +115,8 @@ void Host::acceptConnections() {
             if (error == EINTR || error == ECONNABORTED) continue;
             if (!complained) logError("cannot accept clients: %s", errorText(error).c_str());
             complained = true;
-            // Whoever asks stays in the queue until there is a descriptor for it.
+            // A client that connects now waits in the socket's queue until there is a descriptor
+            // for it.
             mChanged.waitRelative(mMutex, kAcceptPause);
         }
     }
@@ -155,8 +157,7 @@ void Host::retire(HostConnection& connection) {
                      [&](const HostConnection& other) { return &other == &connection; });
     retired.splice(retired.end(), mConnections, found);
     retired.clear();
-    // The last that this thread does with the host, which may be destroyed as soon as there is no
-    // connection left.
+    // This is the last access to the host, which may be destroyed when there is no connection left.
     mChanged.broadcast();
 }
 

@@ -31,7 +31,7 @@ HostConnection::End HostConnection::serve(ServiceItemFactory* factory,
     }
 }
 
-// False when the connection is of no use any more.
+// False when the connection cannot be used any more.
 bool HostConnection::answer(const Message& message, ServiceItemFactory* factory,
                             const ServiceHost::Handler& handler) {
     const FrameHeader& header = message.header;

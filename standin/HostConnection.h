@@ -15,16 +15,16 @@ public:
     HostConnection(UniqueFd socket, pid_t process, uint32_t number)
         : mSocket(std::move(socket)), mProcess(process), mNumber(number), mFrames(mSocket.get()) {}
 
-    // What the connection's end led to.
+    // Why serve() has returned.
     enum class End { kOver, kListens };
 
     // Answers requests until the connection ends or its client asks to listen on it. `factory` may
     // be null; every request is of an unknown type then.
     End serve(ServiceItemFactory* factory, const ServiceHost::Handler& handler);
 
-    // Ends one or both directions, for shutdown(2). Any thread may call it.
+    // Calls shutdown(2) with `how`. Any thread may do so.
     void shutDown(int how) const;
-    // For whoever goes on with the connection once its client has asked to listen.
+    // Hands over the socket after serve() has returned kListens.
     UniqueFd takeSocket() { return std::move(mSocket); }
     bool isTaken() const { return !mSocket; }
     pid_t process() const { return mProcess; }

@@ -18,8 +18,8 @@ namespace accessory::standin {
 
 namespace {
 
-// A socket is made under a random name, which tells this host from every other that there ever was,
-// and is renamed when it listens.
+// A socket is made under a random name and is renamed when it listens. No other host ever had the
+// same random name.
 constexpr char kRandomName[] = ".%016llx";
 constexpr size_t kRandomNameLength = 17;
 
@@ -61,8 +61,8 @@ void removeLeftOvers(const std::string& directory) {
     }
 }
 
-// A listening socket at `path`, which appears there at once and ready, in place of what a dead host
-// may have left. Invalid with errno set.
+// A listening socket at `path`, in place of the one that a dead host may have left there. Clients
+// find it only when it is ready. Invalid with errno set on failure.
 UniqueFd listenAt(const std::string& directory, const std::string& path) {
     // Hosts take turns, so that none removes the socket that another is about to rename.
     const UniqueFd turn(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));

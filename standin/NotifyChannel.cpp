@@ -56,7 +56,7 @@ NotifyChannel::Added NotifyChannel::add(const sp<ServiceNotifyListener>& listene
 }
 
 bool NotifyChannel::remove(const sp<ServiceNotifyListener>& listener) {
-    // The old list goes after the lock: its listeners may be destroyed with it.
+    // Destroyed after the lock is released, because its listeners may be destroyed with it.
     std::shared_ptr<const Entries> old;
     {
         AutoMutex lock(mMutex);
@@ -86,8 +86,7 @@ void NotifyChannel::close() {
         for (const auto& entry : *old) {
             entry->removed = true;
         }
-        // Closed is the socket when the last user has let go of the channel, since a delivery may
-        // be using it.
+        // The socket itself is closed with the channel, because a delivery may still be using it.
         if (mFd) shutdown(mFd.get(), SHUT_RDWR);
     }
 }
@@ -100,7 +99,7 @@ void NotifyChannel::setSocket(UniqueFd fd) {
 
 void NotifyChannel::abandon() {
     mAbandoned = true;
-    // Makes the pool look at the channel.
+    // The end of the socket makes the pool process the channel.
     shutdown(mFd.get(), SHUT_RDWR);
 }
 
@@ -125,7 +124,7 @@ bool NotifyChannel::receive(uint8_t* buffer) {
         const ssize_t size = recv(mFd.get(), buffer, kMaxDatagram, MSG_DONTWAIT | MSG_TRUNC);
         if (size < 0) {
             if (errno == EAGAIN) return true;
-            // A reset is reported once, and before what had come until then.
+            // A reset is reported once. What had come before it can be read afterwards.
             if (errno == EINTR || errno == ECONNRESET) continue;
             logError("cannot receive notifications: %s", errorText(errno).c_str());
             break;
@@ -189,7 +188,7 @@ void NotifyChannel::deliver(int32_t type, const uint8_t* content, size_t size) {
     const std::shared_ptr<const Entries> current = entries();
     for (const auto& entry : *current) {
         if (entry->removed || inForkedChild()) continue;
-        // The listener may do with its pointer as it likes.
+        // Each listener gets a pointer of its own, because it may change it.
         sp<ServiceNotify> own = notify;
         entry->listener->onNotify(own);
     }

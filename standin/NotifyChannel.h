@@ -13,41 +13,42 @@
 
 namespace accessory::standin {
 
-// A client's connection for notifications together with the listeners that they go to. It is shared
-// by the client, which adds and removes listeners, and the pool, whose threads receive and deliver;
-// the pool sees to it that only one of them does at a time.
+// A client's connection for notifications, and its listeners. The client adds and removes
+// listeners. The threads of the pool receive and deliver; the pool makes sure that only one of them
+// does so at a time.
 //
 // Threads: thread-safe, but for process().
 class NotifyChannel final : public android::RefBase {
 public:
-    // `lost` is what the client's requests look at; it is set before the listeners are told.
+    // `lost` is set before the listeners are told of a loss. The client's requests fail from then
+    // on.
     NotifyChannel(const sp<ServiceNotifyFactory>& factory,
                   const std::shared_ptr<std::atomic<bool>>& lost);
 
-    // What a listener's attachment led to.
+    // The result of adding a listener.
     enum class Added { kListening, kEnded, kClosed };
 
-    // kEnded: the service's loss was already told to those before; the pool has to process the
-    // channel again for this one. kClosed: the channel is of no use any more.
+    // kEnded: the other listeners have already been told that the service is lost, so the pool has
+    // to process the channel once more for this one. kClosed: the channel cannot be used any more.
     Added add(const sp<ServiceNotifyListener>& listener);
-    // True when that was the last one; the channel is closed then.
+    // True when that was the last listener. Nothing is delivered any more then.
     bool remove(const sp<ServiceNotifyListener>& listener);
-    // Lets go of all listeners and tells the service. Waits for nobody: what has been received
-    // already may still reach a listener.
+    // Removes all listeners and ends the connection. Does not wait, so a call of a listener that
+    // has begun may still be running.
     void close();
     bool closed() const { return mClosed; }
 
-    // The connected socket, from before the pool knows the channel until its end.
+    // Sets the connected socket. Called once, before the pool knows the channel.
     void setSocket(UniqueFd fd);
     int fd() const { return mFd.get(); }
-    // Nothing more is to be read: process() only tells the listeners that the service is lost.
+    // Reads nothing more: process() only tells the listeners that the service is lost.
     void abandon();
 
-    // Tells this channel from every other that there has been.
+    // Unlike its address, the key of a channel is never used again.
     uint64_t key() const { return mKey; }
 
-    // Receives and delivers what there is, `buffer` being kMaxDatagram long. False when nothing
-    // will ever come again. Called by one thread at a time.
+    // Receives and delivers all notifications that have come. `buffer` has kMaxDatagram bytes.
+    // False when nothing will ever come again. Called by one thread at a time.
     bool process(uint8_t* buffer);
 
 private:

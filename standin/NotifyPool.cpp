@@ -16,8 +16,8 @@ using android::AutoMutex;
 
 namespace {
 
-// Threads that wait besides the first, so that not every pair of deliveries at once starts a
-// thread.
+// How many threads go on waiting besides the first one. With none, two deliveries at the same time
+// would start a thread each time.
 constexpr int kSpareThreads = 1;
 
 }  // namespace

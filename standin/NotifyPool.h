@@ -10,11 +10,12 @@
 
 namespace accessory::standin {
 
-// The threads on which notifications are delivered. They wait together for all channels; whoever
-// has been given one keeps it until it has delivered what there is, after making sure that somebody
-// else is waiting for the others. So a listener that blocks delays its own channel only.
+// The threads on which notifications are delivered. They wait together for all channels. A thread
+// that gets a channel first makes sure that another thread waits for the others, and then delivers
+// everything that has come on its own. So a listener that blocks delays only its own channel.
 //
-// There is one pool, which is never destroyed: its threads may run until the process has ended.
+// There is one pool. It is never destroyed, because its threads may run until the process has
+// ended.
 class NotifyPool {
 public:
     static NotifyPool& instance();
@@ -23,9 +24,9 @@ public:
     void start();
     // False, with one line in the log, when the channel cannot be waited for.
     bool add(const sp<NotifyChannel>& channel);
-    // Waits for no delivery; the one that is running may go on.
+    // Does not wait for a delivery that is running.
     void remove(const sp<NotifyChannel>& channel);
-    // Has a channel processed again that had ended.
+    // Makes a thread process a channel once more that had ended.
     void wake(const sp<NotifyChannel>& channel);
 
 private:
@@ -41,7 +42,8 @@ private:
     android::Mutex mMutex;
     bool mStarted GUARDED_BY(mMutex) = false;
     int mWaiting GUARDED_BY(mMutex) = 0;
-    // What an event names may be gone by the time that it is looked at; so it is looked up here.
+    // An event carries the key of its channel, which may be gone when the event is handled. So the
+    // channel is looked up here.
     std::unordered_map<uint64_t, sp<NotifyChannel>> mChannels GUARDED_BY(mMutex);
     // Written once under the lock, before there is a thread or a channel.
     UniqueFd mEpoll;

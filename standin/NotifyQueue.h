@@ -19,20 +19,20 @@ class NotifyQueue {
 public:
     struct Datagram {
         std::vector<uint8_t> bytes;
-        size_t ends = 0;  // the notifications of which it holds the last frame
+        size_t ends = 0;  // how many notifications end in it
     };
 
     void append(FrameHeader header, const WriteContent& content);
 
-    // Whether there is nothing left to take. What was taken and not yet settled still counts in
-    // bytes() and notifications().
+    // Whether there is nothing to take. A datagram that was taken counts in bytes() and
+    // notifications() until it is settled.
     bool empty() const { return mDatagrams.empty(); }
     size_t bytes() const { return mBytes; }
     size_t notifications() const { return mNotifications; }
     // When the client last took something, or when the queue began to fill.
     nsecs_t lastProgress() const { return mLastProgress; }
 
-    // The next datagram. Whoever takes it settles it with one of the other two.
+    // Takes the next datagram, which is settled afterwards with one of the other two.
     Datagram take();
     void putBack(Datagram datagram);
     void sent(Datagram datagram);
@@ -41,7 +41,7 @@ private:
     Datagram& lastWithRoom(size_t size);
 
     std::deque<Datagram> mDatagrams;
-    // One that was sent, kept for its memory.
+    // A datagram that was sent. Its memory is used again.
     Datagram mSpare;
     size_t mBytes = 0;
     size_t mNotifications = 0;

@@ -55,7 +55,7 @@ bool NotifySender::prepare() {
     mEpoll.reset(epoll_create1(EPOLL_CLOEXEC));
     mWake.reset(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
     epoll_event event{};
-    // Edges: the counter is never read.
+    // Edge-triggered, because nobody reads the counter.
     event.events = EPOLLIN | EPOLLET;
     if (!mEpoll || !mWake || epoll_ctl(mEpoll.get(), EPOLL_CTL_ADD, mWake.get(), &event) != 0) {
         logError("cannot send notifications: %s", errorText(errno).c_str());
@@ -76,11 +76,11 @@ bool NotifySender::add(UniqueFd fd, pid_t process, uint32_t number) {
     AutoMutex lock(mMutex);
     if (mStopping || !prepare()) return false;
     auto listener = std::make_unique<Listener>(std::move(fd), process, number);
-    // In a datagram of its own, which is how the client receives it, and before any notification.
-    // It does not wait: nothing has been sent on this socket yet.
+    // The client expects this frame in a datagram of its own and before any notification. Sending
+    // it does not wait, because nothing else is in the socket.
     FrameHeader header;
     header.kind = FrameKind::kListening;
-    // Watched last: from then on the sending thread may use the listener.
+    // This comes last, because from then on the thread may use the listener.
     if (::send(listener->fd.get(), &header, kHeaderSize, MSG_DONTWAIT | MSG_NOSIGNAL) < 0 ||
         !watch(*listener, EPOLL_CTL_ADD, EPOLLIN)) {
         logError("cannot watch a listener: %s", errorText(errno).c_str());
@@ -170,7 +170,7 @@ bool NotifySender::disconnect(pid_t process, const std::string& reason) {
     AutoMutex lock(mMutex);
     for (const auto& listener : mListeners) {
         if (listener->process != process || listener->dead) continue;
-        // Once is enough: the process has one log.
+        // One connection is enough, because the process has one log.
         if (!found) sendReason(listener->fd.get(), reason);
         found = true;
         listener->dead = true;
@@ -225,7 +225,7 @@ bool NotifySender::fallAsleep() {
             if (listener->ready()) return true;
         }
         if (mStopping) return false;
-        // Someone has come since the last report, unnoticed because this thread was awake.
+        // A client has come since the last report, while this thread was awake.
         if (mListeners.size() != mReported) return true;
         mAsleep = true;
     }
@@ -276,7 +276,7 @@ void NotifySender::waitForEvents() {
     epoll_event events[32];
     const int count = epoll_wait(mEpoll.get(), events, 32, -1);
     for (int i = 0; i < count; ++i) {
-        // The one without a listener is the wake-up.
+        // The event without a listener is the wake-up.
         if (events[i].data.ptr == nullptr) continue;
         handle(*static_cast<Listener*>(events[i].data.ptr), events[i].events);
     }
@@ -313,7 +313,7 @@ void NotifySender::removeDead(bool all) {
         mListeners.erase(dead, mListeners.end());
         left = mListeners.size();
     }
-    // One that came and went between two reports has changed the number too.
+    // A client that came and went between two reports has changed the number, too.
     const bool changed = !removed.empty() || mReported != left;
     removed.clear();
     mReported = left;

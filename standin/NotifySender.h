@@ -15,7 +15,7 @@
 
 namespace accessory::standin {
 
-// Stands for the notifications of every process's clients, not of one's only.
+// Stands for every process where one can be named.
 constexpr pid_t kEveryProcess = 0;
 
 // The host's side of the connections for notifications: a bounded queue for each, and one thread
@@ -84,15 +84,15 @@ private:
     const CutOff mCutOff;
     const Changed mChanged;
 
-    // Keeps notifications in the order of the calls while they are being written, without keeping
-    // the thread from sending.
+    // Keeps notifications in the order of the calls. It is separate from the next mutex, so that
+    // the thread can send while a notification is being written.
     android::Mutex mWriting;
     sp<SerializationContent> mContent GUARDED_BY(mWriting);
 
     mutable android::Mutex mMutex;
-    // Only the thread removes from the list, so it may use what it found there without the lock.
+    // Only the thread removes listeners, so it may use a listener without the lock.
     std::vector<std::unique_ptr<Listener>> mListeners GUARDED_BY(mMutex);
-    // Signalled when a client has taken something or goes, and when the sender stops.
+    // Signalled when a client has taken something or has gone, and when the sender stops.
     android::Condition mTaken;
     bool mStopping GUARDED_BY(mMutex) = false;
     bool mAsleep GUARDED_BY(mMutex) = false;
@@ -100,7 +100,7 @@ private:
     // Written before the thread starts.
     UniqueFd mEpoll;
     UniqueFd mWake;
-    size_t mReported = 0;  // the thread's own
+    size_t mReported = 0;  // used by the thread only
 };
 
 }  // namespace accessory::standin

@@ -6,7 +6,7 @@
 namespace android {
 
 SERVICE_FRAMEWORK_EXPORT sp<ProcessState> ProcessState::self() {
-    // Never destroyed: an application may end while its threads still ask for it.
+    // It is never destroyed, because an application may end while its threads still use it.
     static const sp<ProcessState>* state = new sp<ProcessState>(new ProcessState);
     return *state;
 }

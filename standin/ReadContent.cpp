@@ -6,7 +6,7 @@
 
 namespace accessory::standin {
 
-// False when that is past the end.
+// False when the bytes lie past the end.
 inline bool ReadContent::take(void* dest, size_t length) {
     if (length > left()) {
         mEndedEarly = !takeAcross(static_cast<uint8_t*>(dest), length);
@@ -17,7 +17,7 @@ inline bool ReadContent::take(void* dest, size_t length) {
     return true;
 }
 
-// What follows counts as past the end.
+// Everything that is read from now on lies past the end.
 bool ReadContent::end() {
     mNext = mEnd;
     mRest = nullptr;

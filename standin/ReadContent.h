@@ -8,8 +8,8 @@
 
 namespace accessory::standin {
 
-// The read side, over bytes that somebody else keeps. Whatever does not fit into what is left
-// counts as being past the end, and so does everything after it.
+// The content of a message that was received. The bytes belong to somebody else. A value that is
+// longer than what is left lies past the end, and so does everything behind it.
 class ReadContent final : public DeserializationContent {
 public:
     int32_t readBuffer(void* dest, int64_t length) override;
@@ -19,15 +19,16 @@ public:
     int32_t reserved2() override;
     const char* readCString() override;
 
-    // `rest`, which may be null, stays until the last read.
+    // Reads these bytes from now on, and then those of `rest`, which may be null. Both have to stay
+    // until the last read.
     void reset(const uint8_t* data, size_t size, ContentRest* rest = nullptr) {
         mNext = data;
         mEnd = data + size;
         mRest = rest;
         mEndedEarly = false;
     }
-    // Whether an integer or a block was read past the end: the sender promised more than it sent. A
-    // text may be missing, since its reader is told.
+    // Whether an integer or a block was read past the end, so that the sender announced more than
+    // it sent. A missing text does not count, because its reader sees a null pointer.
     bool endedEarly() const { return mEndedEarly; }
 
 private:
@@ -42,7 +43,7 @@ private:
     const uint8_t* mEnd = nullptr;
     ContentRest* mRest = nullptr;
     bool mEndedEarly = false;
-    std::vector<char> mText;  // one that came in several parts
+    std::vector<char> mText;  // a text that came in several parts
 };
 
 }  // namespace accessory::standin

@@ -14,8 +14,8 @@ namespace accessory::standin {
 
 namespace {
 
-// Invalid with errno set. Waits for `milliseconds` at most when the service does not accept, not at
-// all when that is 0.
+// Invalid with errno set on failure. When the service does not accept, waits at most for
+// `milliseconds`, which may be 0.
 UniqueFd connectTo(const std::string& path, int milliseconds) {
     sockaddr_un address;
     if (!fillAddress(address, path)) {
@@ -38,7 +38,7 @@ std::string peerName(int fd) {
     sockaddr_un address{};
     socklen_t size = sizeof(address);
     if (getpeername(fd, reinterpret_cast<sockaddr*>(&address), &size) != 0) return {};
-    // The name is cut off by the length, not always by a zero.
+    // The length ends the name; there may be no terminating zero.
     return std::string(address.sun_path, size - offsetof(sockaddr_un, sun_path));
 }
 

@@ -6,15 +6,15 @@
 
 namespace accessory::standin {
 
-// One running instance of a service, found by name. A host makes its socket under a random name and
-// then renames it, and a connected socket keeps telling the name that it was made under. So a
-// client sees at once, without a word from the service, whether it has reached the instance that it
-// is bound to or a successor.
+// One running instance of a service, found by the path of its socket. A host makes its socket under
+// a random name and then renames it; getpeername() goes on telling the random name. So a client
+// knows whether it has reached the instance that it is bound to or a successor, without asking it.
 class ServiceAddress final : public Connector {
 public:
     explicit ServiceAddress(std::string path) : mPath(std::move(path)) {}
 
-    // Connects for the first time, and without waiting: this fixes the instance.
+    // Connects for the first time, which decides to which instance the client is bound. Does not
+    // wait.
     UniqueFd bind();
     UniqueFd connect(const Deadline& deadline, bool& lost) override;
 

@@ -27,7 +27,7 @@ class Host;
 // Ownership: the host keeps the service description and the handler until it is destroyed.
 class __attribute__((visibility("default"))) ServiceHost {
 public:
-    // One request, which lives on its connection's thread as long as it is being handled.
+    // One request. It exists on its connection's thread while it is being handled.
     struct Request {
         sp<ServiceItem> item;
         pid_t process = 0;        // of the client
@@ -84,8 +84,8 @@ public:
     // Sends `notify` to the clients of one process only.
     size_t notify(const sp<ServiceNotify>& notify, pid_t process);
 
-    // Waits while more than half of the bytes that may wait for a client do, so that a burst does
-    // not overflow the queue of a client that reads. Does not wait for a client that has taken
+    // Waits while the queue of a client is more than half full, so that a burst of notifications
+    // does not overflow the queue of a client that reads. Does not wait for a client that has taken
     // nothing for `milliseconds`; false when there is one. Not to be called from a handler, since
     // its client may be the one that is waited for.
     bool waitForRoom(int milliseconds);

@@ -9,8 +9,8 @@ namespace accessory::standin {
 
 namespace {
 
-// Signals that a thread causes itself, and the one that profilers send. Were the first ones
-// blocked, a crash in a callback would end the process without its crash handler.
+// The signals that a thread causes itself, and the one that profilers send. If the first ones were
+// blocked, a crash in a callback would end the process without running its crash handler.
 constexpr int kOpenSignals[] = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT, SIGPROF};
 
 }  // namespace

@@ -36,14 +36,14 @@ inline int32_t WriteContent::append(const void* data, size_t length) {
 int32_t WriteContent::writeBuffer(const void* data, int64_t length) {
     if (length < 0 || (data == nullptr && length > 0)) return EINVAL;
     const auto size = static_cast<size_t>(length);
-    if (size < kBorrowed || !inOnePiece()) return size == 0 ? 0 : append(data, size);
+    if (size < kLongBlock || !inOnePiece()) return size == 0 ? 0 : append(data, size);
     if (size > kMaxContent - mSize) {
         mTooLong = true;
         return EMSGSIZE;
     }
     mBlock = {const_cast<void*>(data), size};
     mBlockPlace = mSize;
-    // What is written behind it has to ask for room when the limit is near.
+    // Whatever is written behind the block has less room, because the block counts for the limit.
     mCapacity = std::min(mCapacity, kMaxContent - size);
     return 0;
 }
