@@ -66,7 +66,7 @@ public:
     void deserialization(sp<DeserializationContent>& content) override {
         content->readCString();
         content->readInt64();
-        std::vector<uint8_t> block(static_cast<uint32_t>(content->readInt32()) % (2 * kMaxPart));
+        std::vector<uint8_t> block(static_cast<uint32_t>(content->readInt32()) % (kMaxPart + 100));
         content->readBuffer(block.data(), static_cast<int64_t>(block.size()));
         content->readCString();
     }
@@ -131,7 +131,7 @@ void listen(Input& input) {
     const sp<Listener> listener = new Listener;
     channel->add(listener);
     channel->setSocket(std::move(ends.subject));
-    std::vector<uint8_t> buffer(kMaxDatagram);
+    static std::vector<uint8_t> buffer(kMaxDatagram);
     while (channel->process(buffer.data())) {
     }
     if (!*lost || listener->lost != 1) abort();

@@ -16,7 +16,7 @@ using namespace accessory;
 using standin::ReadContent;
 using standin::WriteContent;
 
-constexpr int32_t kLarge = 1 << 10;
+constexpr int32_t kLarge = 128;
 
 // A content that announces no large block, because making one takes milliseconds and shows nothing
 // that a smaller one does not. Sizes above the limit for blocks stay as they are.
