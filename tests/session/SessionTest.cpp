@@ -206,6 +206,8 @@ TEST_F(SessionTest, aPhoneThatIsNotToBeHadAtOnceIsTriedAgain) {
 }
 
 TEST_F(SessionTest, anotherVersionIsFinal) {
+    // A process keeps the version that it has read first.
+    if (!testing_support::inProcessOfItsOwn()) return;
     startEmulator("version 3.7.1");
     Session session("3.6");
     std::vector<ZRMirvoVersion> told;
@@ -221,6 +223,7 @@ TEST_F(SessionTest, anotherVersionIsFinal) {
 }
 
 TEST_F(SessionTest, aVersionThatCannotBeReadIsAskedForAgain) {
+    if (!testing_support::inProcessOfItsOwn()) return;
     startEmulator("version x\nattach 7");
     Session session("3.6");
     std::vector<bool> told;
@@ -232,6 +235,7 @@ TEST_F(SessionTest, aVersionThatCannotBeReadIsAskedForAgain) {
 }
 
 TEST_F(SessionTest, whoBeginsBeforeTheServiceChecksNoVersion) {
+    if (!testing_support::inProcessOfItsOwn()) return;
     Session session("3.6");
     std::vector<bool> told;
     session.onService([&](bool there) { told.push_back(there); });
@@ -416,6 +420,8 @@ TEST_F(SessionTest, signalsAreNotForTheSessionsThread) {
 }
 
 TEST_F(SessionTest, exitNeedsNoFarewell) {
+    // A process that has used the library can fork no other that uses it.
+    if (!testing_support::inProcessOfItsOwn()) return;
     startEmulator();
     EXPECT_EXIT(
         {
