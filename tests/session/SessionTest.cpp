@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstdlib>
 #include <functional>
 #include <memory>
 #include <set>
@@ -12,7 +13,8 @@
 #include "tests/session/Loop.h"
 #include "tests/support/Process.h"
 
-// A session and the emulator, step by step.
+// A session and the emulator, step by step. Each test needs a process of its own, since the version
+// of the service is kept for the life of a process, and since one of them forks.
 
 namespace session_test {
 namespace {
@@ -186,9 +188,9 @@ TEST_F(SessionTest, aRefusedStartupIsRepeated) {
     startEmulator("once answer startup 5\nonce mistype startup\nattach 7");
     Session session("3.6");
     EXPECT_TRUE(phone(session).calibrate().get());
-    EXPECT_EQ(requests(*mEmulator, "startup"), 3u);
     // Also one that the application asks for.
     mEmulator->type("once answer startup 5");
+    EXPECT_EQ(requests(*mEmulator, "startup"), 3u);
     EXPECT_EQ(session.startup().get().value(), 5);
     EXPECT_TRUE(testing_support::eventually([&] { return requests(*mEmulator, "startup") == 5; }));
 }
@@ -352,6 +354,7 @@ TEST_F(SessionTest, anOverflowIsALoss) {
 }
 
 TEST_F(SessionTest, whatIsHeldGoesWithTheSession) {
+    setenv("SERVICE_FRAMEWORK_TIMEOUT_MS", "500", 1);
     startEmulator("attach 7\nattach 8");
     std::unique_ptr<Phone> kept;
     std::unique_ptr<Pending<Status>> unsent;
@@ -370,9 +373,9 @@ TEST_F(SessionTest, whatIsHeldGoesWithTheSession) {
         for (int i = 0; i < 3; ++i)
             phone.key(Key::Back, Press::Down).then([&, held](Status) { late = true; });
         unsent = std::make_unique<Pending<Status>>(phone.calibrate());
-        mEmulator->signal(SIGCONT);
         // Inside its own handler.
         session.reset();
+        mEmulator->signal(SIGCONT);
         EXPECT_EQ(unsent->get().code(), Code::Refused);
     });
     const int fd = session->fd();
