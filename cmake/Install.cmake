@@ -102,4 +102,6 @@ if(ZRMIRVO_TOOLS)
 endif()
 if(ZRMIRVO_EMULATOR)
   install(FILES docs/man/mirvo-emulator.1 DESTINATION ${manuals} COMPONENT emulator)
+  install(FILES docs/schema/mirvo-emulator.schema.json
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/zrmirvo COMPONENT emulator)
 endif()

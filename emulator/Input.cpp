@@ -20,14 +20,20 @@ std::string promptText(const Parser& parser) {
     return text + "> ";
 }
 
-// The commands and operations that may stand for the last word.
+// The commands, or operations, that may stand for the last word.
 std::vector<std::string> completions(const std::vector<std::string>& words) {
-    std::vector<std::string> names;
     const bool first = words.size() == 1 || words[words.size() - 2] == "once";
-    if (!first) return operationNames();
-    for (const tool::EmulatorCommand& command : tool::emulatorCommands()) {
-        if (names.empty() || names.back() != command.name) names.emplace_back(command.name);
+    std::vector<std::string> names = operationNames();
+    if (first) {
+        names.clear();
+        for (const tool::EmulatorCommand& command : tool::emulatorCommands()) {
+            if (names.empty() || names.back() != command.name) names.emplace_back(command.name);
+        }
     }
+    const auto differs = [&](const std::string& name) {
+        return name.compare(0, words.back().size(), words.back()) != 0;
+    };
+    names.erase(std::remove_if(names.begin(), names.end(), differs), names.end());
     return names;
 }
 
@@ -60,6 +66,8 @@ int runStandardInput(Script& script, bool keepGoing) {
         script.printer.outcome(outcome);
     };
     while (!script.over()) {
+        // What a command has printed stands before the next prompt.
+        if (terminal) script.printer.lines().flush();
         const auto read = reader.next(script.waker());
         if (!read) break;
         const std::string& line = *read;

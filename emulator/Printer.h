@@ -34,7 +34,7 @@ struct Outcome {
 };
 
 // Writes what happens to standard output, one line each: in words, or as JSON of which
-// docs/mirvo-emulator.schema.json describes every line. Thread-safe.
+// docs/schema/mirvo-emulator.schema.json describes every line. Thread-safe.
 class Printer {
 public:
     struct Options {

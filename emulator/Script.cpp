@@ -14,7 +14,10 @@ void Script::limit(Milliseconds limit) {
 }
 
 void Script::run(const Step& step) {
-    Run(*this, /*reaction=*/false).all({step});
+    Run(*this, /*reaction=*/false).one(step);
+    // As long as the command is known, since it may have taken too long.
+    over();
+    mStep = nullptr;
 }
 
 bool Script::waitUntil(const std::function<bool()>& done) {
@@ -76,10 +79,14 @@ bool Script::over() {
 void Run::all(const std::vector<Step>& steps) {
     for (const Step& step : steps) {
         if (over()) return;
-        mStep = &step;
-        if (!mReaction) script.mStep = &step;
-        step.action(*this);
+        one(step);
     }
+}
+
+void Run::one(const Step& step) {
+    mStep = &step;
+    if (!mReaction) script.mStep = &step;
+    step.action(*this);
 }
 
 void Run::pause(uint32_t milliseconds) {

@@ -44,6 +44,7 @@ public:
     // Fails if the script is not over this long from now.
     void limit(Milliseconds limit);
     void unlimit() { mLimit.reset(); }
+    std::optional<Time> deadline() const { return mLimit; }
     void run(const Step& step);
     // Waits until `done`. False when the script is over before that.
     bool waitUntil(const std::function<bool()>& done);
@@ -77,7 +78,7 @@ private:
     bool mFailed = false;
     std::optional<Time> mLimit;
     Milliseconds mLimitLength{0};
-    // The command that runs.
+    // The command that runs, if any.
     const Step* mStep = nullptr;
 };
 
@@ -88,6 +89,7 @@ public:
         : script(running), service(running.service), mReaction(reaction) {}
 
     void all(const std::vector<Step>& steps);
+    void one(const Step& step);
     bool over() { return mReaction ? service.stopping() : script.over(); }
     void pause(uint32_t milliseconds);
     void push(const Event& event, std::optional<pid_t> process);

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "emulator/Application.h"
+#include "emulator/Background.h"
 #include "emulator/ExitStatus.h"
 #include "emulator/Input.h"
 #include "emulator/Parser.h"
@@ -32,6 +34,9 @@ struct Options {
     std::string version = "3.6.6";
     std::string directory;
     std::string limit;
+    std::string output;
+    bool background = false;
+    std::vector<std::string> application;
     Printer::Options printer;
     bool thenPrompt = false;
     bool keepGoing = false;
@@ -50,16 +55,24 @@ bool readScript(Parser& parser, const std::string& path, std::vector<Step>& step
 
 // Runs the script, then standard input, then serves until something ends it.
 int serve(const Options& options, const std::vector<Step>& steps, Script& script) {
+    Application application;
+    if (!options.application.empty() && !application.start(options.application)) return kBadInput;
     for (const Step& step : steps) {
         if (script.over()) break;
         script.run(step);
     }
     if (script.failed()) return kNotMet;
     int status = kDone;
-    const bool reads = options.script.empty() || options.thenPrompt;
+    const bool reads =
+        (options.script.empty() && options.application.empty()) || options.thenPrompt;
     if (reads && !script.ended() && standardInputHasCommands()) {
         status = runStandardInput(script, options.keepGoing);
         if (status != kDone && !options.keepGoing) return status;
+    }
+    if (!options.application.empty()) {
+        const auto ended = application.wait(script.waker(), script.deadline());
+        if (script.over()) return script.failed() ? static_cast<int>(kNotMet) : status;
+        return std::max(status, ended.value_or(kDone));
     }
     if (options.exitWhenIdle) {
         script.waitUntil([&] { return script.service.idle(); });
@@ -80,7 +93,7 @@ size_t sayFarewell(Service& service, Script& script) {
     return left;
 }
 
-int run(const Options& options, tool::StandardOutput& output) {
+int run(const Options& options, tool::StandardOutput& output, Background& background) {
     if (!options.directory.empty()) tool::setServiceFolder(options.directory);
     std::vector<Step> steps;
     Parser parser;
@@ -95,6 +108,7 @@ int run(const Options& options, tool::StandardOutput& output) {
     }
     // The log says why.
     if (!service.start()) return kNotServing;
+    background.ready();
     printer.ready(accessory::MirvoServiceInfo().servicename(),
                   accessory::standin::serviceFolder().path);
 
@@ -139,12 +153,19 @@ int main(int argc, char** argv) {
         ->type_name("TEXT");
     app.add_option("--dir", options.directory, "Where the service's socket is made")
         ->type_name("DIR");
+    app.add_flag("--background", options.background,
+                 "Print the process id when clients can find the service, and go on without a"
+                 " terminal");
+    app.add_option("--output", options.output, "Print to this file; in the background errors, too")
+        ->type_name("FILE");
     app.add_flag("--json", options.printer.json, "Print JSON, one object a line");
     app.add_flag("--quiet", options.printer.quiet, "Print neither requests nor events");
     app.add_flag("--timestamps", options.printer.timestamps,
                  "Begin each line with the milliseconds since the start");
     app.add_flag("--clients", options.printer.clients,
                  "Show the process and the connection of each request");
+    app.add_option("COMMAND", options.application,
+                   "A program to run, behind \"--\", and to end with");
     app.footer("\n" + tool::emulatorHelp());
     try {
         app.parse(argc, argv);
@@ -154,5 +175,8 @@ int main(int argc, char** argv) {
         output.write(text.str());
         return output.exitStatus("mirvo-emulator", status);
     }
-    return output.exitStatus("mirvo-emulator", run(options, output));
+    Background background;
+    if (options.background) background.enter();
+    if (!options.output.empty() && !redirectOutput(options.output)) return kNotServing;
+    return output.exitStatus("mirvo-emulator", run(options, output, background));
 }

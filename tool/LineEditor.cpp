@@ -56,13 +56,16 @@ std::string commonBeginning(const std::vector<std::string>& words) {
 LineEditor::LineEditor(Prompt prompt)
     : mPrompt(std::move(prompt)),
       mHistoryFile(historyFile(mPrompt.tool)),
-      mEditor(el_init(mPrompt.tool, stdin, stderr, stderr)),
       mHistory(history_init()) {
     setlocale(LC_CTYPE, "");
     HistEvent event;
     history(mHistory, &event, H_SETSIZE, kHistorySize);
     history(mHistory, &event, H_SETUNIQUE, 1);
     if (!mHistoryFile.empty()) history(mHistory, &event, H_LOAD, mHistoryFile.c_str());
+}
+
+void LineEditor::open() {
+    mEditor = el_init(mPrompt.tool, stdin, stderr, stderr);
     el_set(mEditor, EL_CLIENTDATA, this);
     el_set(mEditor, EL_HIST, history, mHistory);
     el_set(mEditor, EL_EDITOR, "emacs");
@@ -77,7 +80,7 @@ LineEditor::LineEditor(Prompt prompt)
 }
 
 LineEditor::~LineEditor() {
-    el_end(mEditor);
+    if (mEditor != nullptr) el_end(mEditor);
     history_end(mHistory);
 }
 
@@ -90,6 +93,7 @@ LineEditor& LineEditor::self(EditLine* editor) {
 std::optional<std::string> LineEditor::next(Waker& waker) {
     // Setting the terminal up would stop a process in the background.
     if (tcgetpgrp(STDIN_FILENO) != getpgrp() && !waitForInput(waker)) return std::nullopt;
+    if (mEditor == nullptr) open();
     mWaker = &waker;
     mText = mPrompt.text();
     el_resize(mEditor);

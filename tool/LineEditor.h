@@ -21,6 +21,7 @@ public:
     std::optional<std::string> next(Waker& waker);
 
 private:
+    void open();
     static LineEditor& self(EditLine* editor);
     static int readCharacter(EditLine* editor, wchar_t* character);
     static unsigned char completeWord(EditLine* editor, int key);
@@ -30,7 +31,8 @@ private:
     std::string mText;
     // Empty when earlier lines cannot be kept.
     std::string mHistoryFile;
-    EditLine* const mEditor;
+    // Null until the first line is read, since making it sets the terminal up.
+    EditLine* mEditor = nullptr;
     History* const mHistory;
     // While a line is read.
     Waker* mWaker = nullptr;

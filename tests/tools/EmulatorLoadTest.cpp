@@ -1,0 +1,127 @@
+// The emulator on a bad day: output that nobody reads, bursts, endless scripts, large messages.
+
+#include <fstream>
+#include <string>
+
+#include "tests/tools/ToolsFixture.h"
+
+namespace tools_test {
+namespace {
+
+using testing_support::eventually;
+
+class EmulatorLoadTest : public ToolsTest {
+protected:
+    // A program of bash in which "$0" is the emulator, run as everything that was built here is.
+    static std::vector<std::string> bash(const std::string& program) {
+        const char* runner = getenv("ZRMIRVO_RUNNER");
+        const std::string start = std::string("emulator() { exec ") +
+                                  (runner == nullptr ? "" : runner) + " \"$emulator\" \"$@\"; }\n";
+        return {"bash", "-c", "emulator=$0\n" + start + program, MIRVO_EMULATOR};
+    }
+
+    static long residentKilobytes(pid_t process) {
+        std::ifstream status("/proc/" + std::to_string(process) + "/status");
+        for (std::string word; status >> word;) {
+            long kilobytes = 0;
+            if (word == "VmRSS:" && status >> kilobytes) return kilobytes;
+        }
+        return 0;
+    }
+};
+
+TEST_F(EmulatorLoadTest, aSignalEndsAScriptThatNeverWaits) {
+    for (const char* body : {"state 7 1\n", "", "ids 7\n"}) {
+        SCOPED_TRACE(body);
+        const std::string script =
+            mFolder.write("script", std::string("repeat 4000000000\n") + body + "end\n");
+        Process emulator({MIRVO_EMULATOR, "--quiet", "--script", script});
+        emulator.waitForLine(readyLine());
+        emulator.signal(SIGTERM);
+        EXPECT_EQ(0, emulator.wait());
+    }
+}
+
+TEST_F(EmulatorLoadTest, outputThatNobodyReadsHoldsNothingUp) {
+    // A pipe that stays open and is never read.
+    Process emulator(
+        bash("mkfifo $SERVICE_FRAMEWORK_DIR/pipe\nexec 3<>$SERVICE_FRAMEWORK_DIR/pipe\n"
+             "emulator </dev/null >$SERVICE_FRAMEWORK_DIR/pipe"));
+    ASSERT_TRUE(eventually([] { return ctl("version").status == 0; }));
+    std::string requests;
+    for (int i = 0; i < 6000; ++i)
+        requests += "startup\n";
+    const Result result = ctl("--quiet shell", requests + "ids");
+    EXPECT_EQ(0, result.status);
+    EXPECT_EQ("getIds: ok ids=[]\n", result.output);
+    emulator.signal(SIGTERM);
+    EXPECT_EQ(0, emulator.wait());
+}
+
+TEST_F(EmulatorLoadTest, aReaderThatHasGoneEndsIt) {
+    Process gone(bash("emulator | head -1; exit ${PIPESTATUS[0]}"));
+    EXPECT_EQ(0, gone.wait());
+    EXPECT_EQ(readyLine() + "\n", gone.output());
+
+    Process full(bash("emulator </dev/null >/dev/full"));
+    EXPECT_EQ(5, full.wait());
+    EXPECT_TRUE(contains(full.errors(), "cannot write to standard output: No space left"));
+}
+
+TEST_F(EmulatorLoadTest, theAnswerLeavesBeforeWhatAScriptDoesNext) {
+    const std::string script = mFolder.write("script", "wait-for shutdown\ndie\n");
+    for (int i = 0; i < 20; ++i) {
+        Process emulator({MIRVO_EMULATOR, "--quiet", "--script", script});
+        emulator.waitForLine(readyLine());
+        EXPECT_EQ("shutdown: ok\n", ctl("shutdown").output);
+        EXPECT_EQ(128 + SIGKILL, emulator.wait());
+    }
+    // One that gets no answer counts, too.
+    Emulator emulator;
+    emulator.type("silent startup\nwait-for startup\nstate 7 1\nquit");
+    EXPECT_EQ(1, ctl("startup").status);
+    EXPECT_EQ(0, emulator.wait());
+}
+
+TEST_F(EmulatorLoadTest, aBurstReachesAClientThatReads) {
+    Process emulator({MIRVO_EMULATOR, "--quiet"});
+    emulator.waitForLine(readyLine());
+    emulator.type("ids 7");
+    // Counts the events, since nobody needs to keep them.
+    Process monitor({"bash", "-c",
+                     "$ZRMIRVO_RUNNER \"$0\" --quiet monitor | { read -r line; echo \"$line\";"
+                     " grep -c onHidEvent; }",
+                     MIRVOCTL});
+    monitor.waitForLine("monitoring accessories=[7]");
+    const std::string bytes(2000, '4');
+    emulator.type("repeat 60000\nhid 7 " + bytes + "\nend\nquit");
+    EXPECT_EQ(0, emulator.wait());
+    EXPECT_EQ(0, monitor.wait());
+    EXPECT_EQ("monitoring accessories=[7]\n60000\n", monitor.output()) << monitor.errors();
+    EXPECT_EQ("", emulator.errors());
+}
+
+TEST_F(EmulatorLoadTest, aLineMayBeAsLongAsAMessage) {
+    // Who looks for the end of the line from its beginning each time needs twice this processor
+    // time.
+    Process emulator(bash("ulimit -t 7; emulator --quiet"));
+    emulator.type("descriptor-bytes " + std::string(64u << 20, '4'));
+    emulator.type("descriptor-bytes 41\nquit");
+    EXPECT_EQ(0, emulator.wait()) << emulator.errors();
+}
+
+TEST_F(EmulatorLoadTest, largeMessagesLeaveNoMemoryBehind) {
+    const std::string feature = mFolder.write("feature", std::string(16'000'000, 'A'));
+    const std::string script = mFolder.write("script", "ids 7\n");
+    Process emulator({MIRVO_EMULATOR, "--quiet", "--script", script});
+    emulator.waitForLine(readyLine());
+    std::string requests;
+    for (int i = 0; i < 20; ++i)
+        requests += "device 7 feature " + std::to_string(i) + " @" + feature + "\n";
+    EXPECT_EQ(0, ctl("--quiet shell", requests).status);
+    EXPECT_TRUE(eventually([&] { return residentKilobytes(emulator.pid()) < 60'000; }))
+        << residentKilobytes(emulator.pid());
+}
+
+}  // namespace
+}  // namespace tools_test
