@@ -191,7 +191,7 @@ int MirvoManagerImpl::setNotifier(const sp<MirvoManagerNotifier>& notifier) {
 android::String8 MirvoManagerImpl::getVersion() {
     const Binding binding;
     if (binding.client == nullptr) return android::String8(kFallbackVersion);
-    sp<ServiceItem> item = new MVSItemManagerVersion;
+    const sp<MVSItemManagerVersion> item = new MVSItemManagerVersion;
     const auto reply = request<MVSReplyVersion>(kLogTag, binding.client, item);
     return reply == nullptr ? android::String8(kFallbackVersion) : reply->version;
 }

@@ -6,8 +6,12 @@
 #include <cstdint>
 #include <cstring>
 #include <new>
+#include <type_traits>
+#include <utility>
 
+#include "accessory/Probes.h"
 #include "accessory/Status.h"
+#include "protocol/AccessoryMessages.h"
 #include "protocol/ManagerMessages.h"
 #include "protocol/MirvoServiceInfo.h"
 #include "protocol/ServiceFramework.h"
@@ -41,10 +45,35 @@ inline void logNull(const char* tag, const char* what) {
     __android_log_print(ANDROID_LOG_ERROR, tag, "%s is null return\n", what);
 }
 
-// Sends `item` over `client`, which is not null, and waits for the reply. Returns null when none
-// came, or one of another class.
+// What the probes around a request tell.
+struct Subject {
+    int32_t type;
+    // 0 where the class has none.
+    int32_t command = 0;
+    uint32_t accessory = 0;
+
+    template <typename Item>
+    explicit Subject(const Item& item) : type(Item::kType) {
+        if constexpr (Item::kType != MVServiceItem::MANAGER_VERSION) command = item.command;
+        if constexpr (std::is_base_of_v<MVSItemAccessoryBase, Item>) {
+            accessory = static_cast<uint32_t>(item.mAccessoryId);
+        }
+    }
+};
+
 template <typename Reply>
-sp<Reply> request(const char* tag, const sp<ServiceClient>& client, sp<ServiceItem>& item) {
+int32_t resultOf(const Reply* reply) {
+    if (reply == nullptr) return kFailed;
+    if constexpr (Reply::kType == MVServiceReply::COMMON ||
+                  Reply::kType == MVServiceReply::RAW_DATA) {
+        return reply->result;
+    }
+    return 0;
+}
+
+// The reply to `item`; null when none came, or one of another class.
+template <typename Reply>
+sp<Reply> receive(const char* tag, const sp<ServiceClient>& client, sp<ServiceItem>& item) {
     const sp<ServiceReply> reply = client->request(item);
     if (reply == nullptr) {
         logNull(tag, "reply");
@@ -59,6 +88,19 @@ sp<Reply> request(const char* tag, const sp<ServiceClient>& client, sp<ServiceIt
     return static_cast<Reply*>(reply.get());
 }
 
+// Sends `message` over `client`, which is not null, and waits for the reply. Returns null when none
+// came, or one of another class.
+template <typename Reply, typename Item>
+sp<Reply> request(const char* tag, const sp<ServiceClient>& client, sp<Item> message) {
+    const Subject subject(*message);
+    sp<ServiceItem> item = std::move(message);
+    ZRMIRVO_PROBE3(request__start, subject.type, subject.command, subject.accessory);
+    sp<Reply> reply = receive<Reply>(tag, client, item);
+    ZRMIRVO_PROBE4(request__done, subject.type, subject.command, subject.accessory,
+                   resultOf(reply.get()));
+    return reply;
+}
+
 // Does the same with a client that may be null. `makeItem` runs only when there is one, so it is
 // also the place for what an operation does just before it sends. When it returns null, it has said
 // why, and nothing is sent.
@@ -68,8 +110,8 @@ sp<Reply> requestIfBound(const char* tag, const sp<ServiceClient>& client, MakeI
         logNull(tag, "mServiceClient");
         return nullptr;
     }
-    sp<ServiceItem> item = makeItem();
-    return item == nullptr ? nullptr : request<Reply>(tag, client, item);
+    auto item = makeItem();
+    return item == nullptr ? nullptr : request<Reply>(tag, client, std::move(item));
 }
 
 template <typename Reply>

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "accessory/CallbackScope.h"
+#include "accessory/Probes.h"
 
 namespace zrmirvo {
 
@@ -67,10 +68,15 @@ public:
     // threads add or remove meanwhile makes nobody else be skipped or called twice.
     template <typename Call>
     void forEach(Call call) {
+        // Names the event: the caller is a function of that name.
+        [[maybe_unused]] static constexpr const char* kEvent = __PRETTY_FUNCTION__;
         accessory::CallbackScope scope;
         Delivery delivery(*this);
-        while (next(delivery))
+        while (next(delivery)) {
+            ZRMIRVO_PROBE2(callback__start, kEvent, delivery.mCallback);
             call(*delivery.mCallback);
+            ZRMIRVO_PROBE2(callback__done, kEvent, delivery.mCallback);
+        }
     }
 
     // Does `work` as a delivery that calls no callback, unless the list is closed.
