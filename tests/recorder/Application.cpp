@@ -63,6 +63,19 @@ int session(ZRMirvoManager* instance) {
     return 0;
 }
 
+int tour(ZRMirvoManager* instance) {
+    unsigned int ids[10];
+    unsigned int count = 0;
+    char bytes[] = {'\x0a', '\x0b'};
+    ZRMirvo* device = nullptr;
+    const bool good =
+        instance->setConfigFile("/etc/a") == 0 && instance->getIds(ids, &count) == 0 &&
+        (device = instance->GetMirvoInstance(7)) != nullptr && device->sendKeyEvent(4, true) == 0 &&
+        device->setFeature(9, bytes, sizeof(bytes)) == 0 &&
+        instance->GetMirvoInstance(8) == nullptr;
+    return good ? 0 : 1;
+}
+
 int awaitLoss(ZRMirvoManager* instance) {
     static Callback callback;
     instance->RegisterCallback(&callback);
@@ -142,6 +155,7 @@ int main(int argc, char** argv) {
     ZRMirvoManager* instance = manager();
     int status = 2;
     if (role == "session") status = session(instance);
+    if (role == "tour") status = tour(instance);
     if (role == "await-loss") status = awaitLoss(instance);
     if (role == "keys") status = keys(instance, number);
     if (role == "threads") status = threads(instance, number);
