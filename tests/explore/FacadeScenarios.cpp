@@ -195,6 +195,38 @@ void twoCallbacksReleaseEachOther() {
     other.end();
 }
 
+void theReleaseOfNothingWaitsForReleasedInstances() {
+    World world;
+    Callback callback([&] { world.manager->ReleaseMirvoInstance(world.instance); });
+    Callback other;
+    world.instance->RegisterCallback(&callback);
+    world.instance->RegisterCallback(&other);
+    std::thread first(deliverState);
+    std::thread second(deliverState);
+    first.join();
+    // The first delivery has released the instance inside the callback, or the second one has.
+    world.manager->ReleaseMirvoInstance(nullptr);
+    if (callback.calls() > 0) {
+        callback.end();
+        other.end();
+    }
+    second.join();
+}
+
+void anInstanceIsObtainedDuringTheRelease() {
+    World world;
+    ZRMirvoManager* const manager = world.manager;
+    Callback callback([=] {
+        ZRMirvo* const late = manager->GetMirvoInstance(kOtherId);
+        if (late != nullptr) manager->ReleaseMirvoInstance(late);
+    });
+    world.instance->RegisterCallback(&callback);
+    std::thread delivery(deliverState);
+    world.release();
+    callback.end();
+    delivery.join();
+}
+
 void lossDuringRequests() {
     World world;
     Callback callback;
@@ -233,6 +265,8 @@ std::vector<Scenario> facadeScenarios() {
         {"release-inside-against-unregister", releaseInsideACallbackAgainstUnregister, {}},
         {"callback-releases-the-manager", aCallbackThatReleasesTheManager, {}},
         {"callbacks-release-each-other", twoCallbacksReleaseEachOther, {}},
+        {"release-of-nothing-waits", theReleaseOfNothingWaitsForReleasedInstances, {}},
+        {"instance-during-release", anInstanceIsObtainedDuringTheRelease, {}},
         {"loss-during-requests", lossDuringRequests, {}},
         {"get-against-release", getAgainstRelease, {}},
     };
