@@ -136,8 +136,6 @@ public:
     void onService(std::function<void(bool there)> run) {
         mCore->mHandlers.service.set(std::move(run));
     }
-    // The service has reported an error, and is still there.
-    void onError(std::function<void()> run) { mCore->mHandlers.error.set(std::move(run)); }
     // The version of the application, of the library and of the service do not fit together. That
     // is final: the session does not look for the service any more, and every request ends with
     // Status::Code::VersionMismatch. The library asks for the service's version once in a process,

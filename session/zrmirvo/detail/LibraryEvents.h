@@ -17,7 +17,7 @@ class ManagerEvents final : public ZRMirvoManagerCallback {
 public:
     explicit ManagerEvents(SessionCore& core) : mCore(core) {}
 
-    void onError() noexcept override { mCore.lose(SessionCore::Loss::Suspected); }
+    void onError() noexcept override { mCore.lose(SessionCore::Loss::Service); }
     void onAttach(unsigned int accessoryId) noexcept override {
         mCore.changed({accessoryId, true});
     }

@@ -65,8 +65,8 @@ struct Change {
 class SessionCore {
 public:
     enum class Fate { Open, SecondSession, VersionMismatch, Closed };
-    // What is known of a loss of the service.
-    enum class Loss { None, Suspected, Overflow };
+    // Of the service itself, and of events, which is treated alike.
+    enum class Loss { None, Service, Overflow };
 
     SessionCore(const SessionOptions& options, Fate fate)
         : mOptions(options), mQueue(options.events, options.eventBytes), mFate(fate) {
@@ -163,7 +163,6 @@ public:
     struct Handlers {
         Handler<const std::shared_ptr<PhoneState>&> phone;
         Handler<bool> service;
-        Handler<> error;
         Handler<const ZRMirvoVersion&> versionMismatch;
     };
 

@@ -42,9 +42,12 @@ namespace zrmirvo::detail {
 // - SEEKING and UNFIT have no manager: requests end with a status of their own. IDLE and STARTED
 //   serve the requests, one after the other.
 // - Losses come before comings and goings of phones, those before attempts, those before requests.
-// - LOST is entered when the library reports an error and getIds does not answer 0 any more, and
-//   when the queue of events has overflown; then SEEKING waits until the loop has dispatched the
-//   loss, since it would overflow again.
+// - LOST is entered when the library says that the service is lost, when getIds does not answer 0
+// any
+//   more, and when the queue of events has overflown; then SEEKING waits until the loop has
+//   dispatched the loss, since it would overflow again. What the service still answers is not
+//   asked: the library lets its binding go with the loss, and nothing is had from this manager any
+//   more.
 // - All that it posts to the loop has reserved room. A phone's last event is posted behind its
 //   release, so nothing can follow it, and holds all handlers of the phone.
 // - Closing ends it between two calls; it then releases the manager, and posts nothing.
@@ -279,9 +282,8 @@ private:
     }
 
     void lose(SessionCore::Loss loss) {
-        if (loss == SessionCore::Loss::Suspected && stillThere()) return;
         lost();
-        if (loss == SessionCore::Loss::Suspected) return later();
+        if (loss == SessionCore::Loss::Service) return later();
         mAttempt.reset();
         post([core = mCore.get()] { core->resume(); });
     }
@@ -292,20 +294,6 @@ private:
             if (entry.second.phone != nullptr) end(entry.second);
         }
         tellService(false);
-    }
-
-    // Whether the service has reported an error and is still there.
-    bool stillThere() {
-        {
-            const std::lock_guard lock(mCore->mLock);
-            if (mCore->mLoss != SessionCore::Loss::Suspected) return true;
-            mCore->mLoss = SessionCore::Loss::None;
-        }
-        unsigned int ids[10];
-        unsigned int count = 0;
-        if (mManager->getIds(ids, &count) != 0) return false;
-        post([core = mCore.get()] { core->mHandlers.error(); });
-        return true;
     }
 
     // Whatever the library says from here on, it says of the next manager.
