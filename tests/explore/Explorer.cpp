@@ -49,6 +49,14 @@ void require(bool condition, const char* what) {
     if (!condition) Scheduler::current()->fail(what);
 }
 
+Prelude::Prelude() {
+    Scheduler::current()->explore(false);
+}
+
+Prelude::~Prelude() {
+    Scheduler::current()->explore(true);
+}
+
 void point(const char* what) {
     if (Scheduler* const run = Scheduler::current()) run->point(what);
 }

@@ -19,7 +19,8 @@
 // The locks themselves are never taken: the explorer keeps their owners, and interposes
 // pthread_mutex_*, pthread_cond_*, pthread_create, pthread_join and pthread_detach for that
 // (Interpose.cpp). A wait with a limit times out only when no thread can run. Nothing that a run
-// leaves behind may make the next one differ: `prepare` runs before each and is not explored.
+// leaves behind may make the next one differ: `prepare` runs before each and is not explored. In a
+// run the monotonic clock stands still, but for waits that time out.
 
 namespace explorer {
 
@@ -53,6 +54,16 @@ void replay(const std::function<void()>& scenario, const Limits& limits, const O
 
 // In a scenario, on any of its threads.
 void require(bool condition, const char* what);
+// While there is one of these, threads go on in one order only: for what comes before the orders
+// that matter.
+class Prelude {
+public:
+    Prelude();
+    ~Prelude();
+    Prelude(const Prelude&) = delete;
+    Prelude& operator=(const Prelude&) = delete;
+};
+
 // A place where another thread may go on, such as the middle of a callback.
 void point(const char* what);
 

@@ -35,6 +35,7 @@ Framework& framework() {
 // A manager with an instance, released at the end if the scenario has not done it.
 struct World {
     World() {
+        const Prelude prelude;
         manager = ZRMirvoManager::GetInstance("3.6");
         instance = manager->GetMirvoInstance(kId);
         require(instance != nullptr, "there is no instance");

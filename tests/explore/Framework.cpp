@@ -32,7 +32,9 @@ int32_t commandOf(ServiceItem& item) {
 
 class Client final : public ServiceClient {
 public:
-    explicit Client(size_t number) : mNumber(number) { ++Framework::self().liveClients; }
+    explicit Client(size_t number) : mNumber(number), mService(Framework::self().losses) {
+        ++Framework::self().liveClients;
+    }
     ~Client() override {
         Framework::self().mListeners[mNumber].clear();
         --Framework::self().liveClients;
@@ -45,7 +47,7 @@ public:
         ++framework.requests;
         point("has sent a request");
         if (framework.onRequest) framework.onRequest(type, command);
-        if (!framework.available) return nullptr;
+        if (framework.losses != mService) return nullptr;
         if (type == MVServiceItem::MANAGER_VERSION) {
             const sp<MVSReplyVersion> version = new MVSReplyVersion;
             version->version.setTo("3.6.1");
@@ -75,6 +77,7 @@ public:
 
 private:
     const size_t mNumber;
+    const int mService;
 };
 
 }  // namespace
@@ -116,6 +119,7 @@ void Framework::deviceError(size_t client, uint32_t accessoryId, int32_t code) {
 
 void Framework::lost(size_t client) {
     available = false;
+    ++losses;
     const sp<StatusNotify> status = new StatusNotify;
     status->status = ServiceStatusNotify::kServiceLost;
     deliver(client, status);

@@ -19,6 +19,7 @@ public:
     std::function<void(int32_t type, int32_t command)> onRequest;
     // The accessories that are there.
     std::vector<uint32_t> ids;
+    // Whether there is a service to bind to. Clients of one that was lost stay without it.
     bool available = true;
     int requests = 0;
 
@@ -30,6 +31,8 @@ public:
 
     size_t clients() const { return mListeners.size(); }
     int liveClients = 0;
+    // How many services have been lost.
+    int losses = 0;
 
     // For the clients.
     std::vector<android::sp<accessory::ServiceNotifyListener>> mListeners;

@@ -28,6 +28,7 @@ Real findAll() {
     find(all.wait, "pthread_cond_wait");
     find(all.timedWait, "pthread_cond_timedwait");
     find(all.clockWait, "pthread_cond_clockwait");
+    find(all.clock, "clock_gettime");
     find(all.signal, "pthread_cond_signal");
     find(all.broadcast, "pthread_cond_broadcast");
     find(all.destroyCondition, "pthread_cond_destroy");
@@ -72,21 +73,28 @@ int pthread_mutex_destroy(pthread_mutex_t* mutex) {
 
 int pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex) {
     Scheduler* run = Scheduler::current();
-    return run == nullptr ? real().wait(condition, mutex) : run->wait(condition, mutex, false);
+    return run == nullptr ? real().wait(condition, mutex) : run->wait(condition, mutex, nullptr);
 }
 
 int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex,
                            const timespec* until) {
     Scheduler* run = Scheduler::current();
     return run == nullptr ? real().timedWait(condition, mutex, until)
-                          : run->wait(condition, mutex, true);
+                          : run->wait(condition, mutex, until);
 }
 
 int pthread_cond_clockwait(pthread_cond_t* condition, pthread_mutex_t* mutex, clockid_t clock,
                            const timespec* until) {
     Scheduler* run = Scheduler::current();
     return run == nullptr ? real().clockWait(condition, mutex, clock, until)
-                          : run->wait(condition, mutex, true);
+                          : run->wait(condition, mutex, until);
+}
+
+int clock_gettime(clockid_t clock, timespec* time) {
+    Scheduler* run = Scheduler::current();
+    if (run == nullptr || clock != CLOCK_MONOTONIC) return real().clock(clock, time);
+    *time = run->now();
+    return 0;
 }
 
 int pthread_cond_signal(pthread_cond_t* condition) {

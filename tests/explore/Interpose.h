@@ -14,6 +14,7 @@ struct Real {
     int (*wait)(pthread_cond_t*, pthread_mutex_t*);
     int (*timedWait)(pthread_cond_t*, pthread_mutex_t*, const timespec*);
     int (*clockWait)(pthread_cond_t*, pthread_mutex_t*, clockid_t, const timespec*);
+    int (*clock)(clockid_t, timespec*);
     int (*signal)(pthread_cond_t*);
     int (*broadcast)(pthread_cond_t*);
     int (*destroyCondition)(pthread_cond_t*);

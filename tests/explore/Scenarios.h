@@ -16,5 +16,6 @@ struct Scenario {
 // Of the facade and the proxies, and of what is built on the facade.
 std::vector<Scenario> facadeScenarios();
 std::vector<Scenario> proxyScenarios();
+std::vector<Scenario> sessionScenarios();
 
 }  // namespace explorer

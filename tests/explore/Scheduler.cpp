@@ -2,8 +2,10 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <tuple>
 
 #include "tests/explore/Interpose.h"
 
@@ -23,6 +25,10 @@ struct Start {
     void* (*body)(void*);
     void* arg;
 };
+
+bool isBefore(const timespec& one, const timespec& other) {
+    return std::tie(one.tv_sec, one.tv_nsec) < std::tie(other.tv_sec, other.tv_nsec);
+}
 
 void sleepOn(sem_t& turn) {
     while (sem_wait(&turn) != 0)
@@ -80,7 +86,7 @@ int Scheduler::unlock(void* mutex) {
     return 0;
 }
 
-int Scheduler::wait(void* condition, void* mutex, bool limited) {
+int Scheduler::wait(void* condition, void* mutex, const timespec* until) {
     Thread& me = self();
     const auto owner = mOwners.find(mutex);
     if (owner == mOwners.end() || owner->second != &me) fail("waits without the lock");
@@ -88,9 +94,10 @@ int Scheduler::wait(void* condition, void* mutex, bool limited) {
     me.state = State::kWaits;
     me.condition = condition;
     me.mutex = mutex;
-    me.limited = limited;
+    me.limited = until != nullptr;
+    if (until != nullptr) me.until = *until;
     me.timedOut = false;
-    decide(limited ? "waits for a time on" : "waits on", condition);
+    decide(me.limited ? "waits for a time on" : "waits on", condition);
     me.state = State::kReady;
     mOwners[mutex] = &me;
     return me.timedOut ? ETIMEDOUT : 0;
@@ -192,6 +199,7 @@ std::vector<Scheduler::Choice> Scheduler::choices() {
         if (anyRuns && mWakeUps < mLimits.spuriousWakeUps) result.push_back({&thread, 0, 1});
     }
     if (result.empty() && goesOn) result.push_back({&me, 0, 0});
+    if (!mAll && !result.empty()) result.resize(1, result.front());
     return result;
 }
 
@@ -216,6 +224,7 @@ void Scheduler::decide(const char* what, const void* object) {
     mPreemptions += chosen.preemptions;
     mWakeUps += chosen.wakeUps;
     chosen.thread->timedOut = chosen.thread->state == State::kWaits && chosen.wakeUps == 0;
+    if (chosen.thread->timedOut) mNow = std::max(mNow, chosen.thread->until, isBefore);
     if (chosen.thread != &me) handOver(*chosen.thread);
 }
 

@@ -29,7 +29,8 @@ public:
     int lock(void* mutex);
     int tryLock(void* mutex);
     int unlock(void* mutex);
-    int wait(void* condition, void* mutex, bool limited);
+    // `until` is null for a wait without a limit.
+    int wait(void* condition, void* mutex, const timespec* until);
     int signal(void* condition, bool all);
     int create(pthread_t* handle, const pthread_attr_t* attributes, void* (*body)(void*),
                void* arg);
@@ -38,6 +39,9 @@ public:
     void destroyCondition(void* condition);
     void point(const char* what) { decide(what, nullptr); }
     void yield();
+    // Whether other orders than the first are tried from here on.
+    void explore(bool all) { mAll = all; }
+    timespec now() const { return mNow; }
     [[noreturn]] void fail(const std::string& what);
 
     struct Decision {
@@ -54,6 +58,7 @@ private:
         void* mutex = nullptr;
         void* condition = nullptr;
         bool limited = false;
+        timespec until{};
         bool timedOut = false;
         const Thread* joined = nullptr;
         pthread_t handle{};
@@ -86,6 +91,8 @@ private:
     int mPreemptions = 0;
     int mWakeUps = 0;
     bool mYielding = false;
+    bool mAll = true;
+    timespec mNow{1000, 0};
     std::vector<Step> mTrace;
 };
 

@@ -48,8 +48,8 @@ int main(int argc, char** argv) {
     const bool ordered = argc > 2 && std::string(argv[1]) == "--order";
     const int first = ordered ? 3 : 1;
     auto scenarios = explorer::facadeScenarios();
-    for (const explorer::Scenario& scenario : explorer::proxyScenarios())
-        scenarios.push_back(scenario);
+    for (const auto& more : {explorer::proxyScenarios(), explorer::sessionScenarios()})
+        scenarios.insert(scenarios.end(), more.begin(), more.end());
     int ran = 0;
     for (const explorer::Scenario& scenario : scenarios) {
         if (!named(scenario.name, argc - first, argv + first)) continue;
