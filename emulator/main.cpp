@@ -1,4 +1,5 @@
 #include <malloc.h>
+#include <zrmirvo/Version.h>
 
 #include <CLI/CLI.hpp>
 #include <sstream>
@@ -138,6 +139,8 @@ int main(int argc, char** argv) {
         "Serves \"mirvo.accessory.manager\" as the projection service of a car does.\n"
         "Without a script, commands are read from standard input.",
         "mirvo-emulator");
+    app.set_version_flag("--version", "mirvo-emulator " ZRMIRVO_VERSION_TEXT,
+                         "Print the version of mirvo-emulator");
     app.add_option("--script", options.script, "Run the commands of this file")->type_name("FILE");
     app.add_flag("--then-prompt", options.thenPrompt,
                  "Read commands from standard input after the script");
