@@ -1,0 +1,148 @@
+"""The application under test as a process."""
+
+from __future__ import annotations
+
+import os
+import signal
+import subprocess
+import threading
+import time
+from types import TracebackType
+from typing import List, Mapping, Optional, Sequence, Type
+
+from .errors import ToolEnded
+from .process import PATIENCE, Tools
+from .supervisor import Supervisor
+
+# What the sanitizers print before they describe a finding.
+_SANITIZERS = (
+    "ERROR: AddressSanitizer",
+    "ERROR: LeakSanitizer",
+    "WARNING: ThreadSanitizer",
+    ": runtime error: ",
+)
+_CRASHES = (
+    signal.SIGSEGV,
+    signal.SIGABRT,
+    signal.SIGBUS,
+    signal.SIGILL,
+    signal.SIGFPE,
+    signal.SIGTRAP,
+    signal.SIGSYS,
+)
+
+
+class Application:
+    """A program under test, ended with the context.
+
+    Leaving the context raises an AssertionError when the program crashed or a sanitizer reported.
+    A name without a folder is looked for where the tools are. The environment, to which that of
+    `tools` belongs, is added to that of this process.
+    """
+
+    def __init__(
+        self,
+        command: Sequence[str],
+        environment: Optional[Mapping[str, str]] = None,
+        tools: Optional[Tools] = None,
+    ) -> None:
+        tools = (tools or Tools()).with_environment(**(environment or {}))
+        self.command = tools.command(*command)
+        self._environment = {**os.environ, **tools.environment}
+        self._supervisor = Supervisor.of_process()
+        self._child: Optional[subprocess.Popen[bytes]] = None
+        self._changed = threading.Condition()
+        self._lines: List[str] = []
+        self._ended = False
+        self._seen = 0
+        self._reader = threading.Thread(target=self._read, daemon=True)
+
+    def __enter__(self) -> "Application":
+        return self.start()
+
+    def start(self) -> "Application":
+        """Starts it."""
+        self._child = self._supervisor.start(
+            self.command,
+            self._environment,
+            subprocess.DEVNULL,
+            subprocess.PIPE,
+            subprocess.STDOUT,
+        )
+        self._reader.start()
+        return self
+
+    def __exit__(
+        self,
+        kind: Optional[Type[BaseException]],
+        error: Optional[BaseException],
+        trace: Optional[TracebackType],
+    ) -> None:
+        self.stop()
+        if error is None:
+            self.check()
+
+    def _read(self) -> None:
+        assert self.child.stdout is not None
+        for line in self.child.stdout:
+            with self._changed:
+                self._lines.append(line.decode(errors="replace").rstrip("\n"))
+                self._changed.notify_all()
+        with self._changed:
+            self._ended = True
+            self._changed.notify_all()
+
+    @property
+    def child(self) -> subprocess.Popen[bytes]:
+        """The process."""
+        if self._child is None:
+            raise ToolEnded("the application has not been started")
+        return self._child
+
+    @property
+    def log(self) -> str:
+        """What it has printed so far, standard error included."""
+        with self._changed:
+            return "\n".join(self._lines)
+
+    def expect_line(self, part: str, within: float = PATIENCE) -> str:
+        """The first line with this part behind the last one that was expected."""
+        __tracebackhide__ = True
+        until = time.monotonic() + within
+        with self._changed:
+            begin = self._seen
+            while True:
+                for index in range(begin, len(self._lines)):
+                    if part in self._lines[index]:
+                        self._seen = index + 1
+                        return self._lines[index]
+                begin = len(self._lines)
+                left = until - time.monotonic()
+                if self._ended or left <= 0:
+                    log = "\n".join(self._lines)
+                    raise AssertionError(f"the application did not print {part!r}:\n{log}")
+                self._changed.wait(left)
+
+    def wait(self, within: float = PATIENCE) -> int:
+        """Its exit status once it has ended by itself; an AssertionError when it does not."""
+        try:
+            return self.child.wait(within)
+        except subprocess.TimeoutExpired:
+            problem = f"the application still runs after {within} s:\n{self.log}"
+            raise AssertionError(problem) from None
+
+    def stop(self, within: float = PATIENCE) -> None:
+        """Asks it to end, and makes it. Nothing happens when it has ended."""
+        self._supervisor.end(self.child, within)
+        self._reader.join(within)
+
+    def check(self) -> None:
+        """Raises an AssertionError when it has crashed or a sanitizer has reported."""
+        status = self.child.returncode or 0
+        # A shell, and what stands before a command on a target, make 128 and more of a signal.
+        number = -status if status < 0 else status - 128
+        if number in _CRASHES:
+            name = signal.Signals(number).name
+            raise AssertionError(f"the application crashed with {name}:\n{self.log}")
+        if any(mark in self.log for mark in _SANITIZERS):
+            raise AssertionError(f"a sanitizer has reported:\n{self.log}")

@@ -1,0 +1,132 @@
+"""What a process tells, as a list that grows, and a cursor in it."""
+
+from __future__ import annotations
+
+from dataclasses import dataclass, field
+from typing import Any, Callable, Generic, Iterator, List, Optional, TypeVar
+
+from .process import PATIENCE, Json, JsonProcess
+
+# How many of those that came last are shown when an expectation is not met.
+_SHOWN = 10
+
+
+@dataclass(frozen=True)
+class Request:
+    """A request that the emulator has got, with its answer."""
+
+    operation: str
+    accessory: Optional[int]
+    arguments: Json
+    answer: Optional[Json]
+    pid: int
+    connection: int
+    # Milliseconds since the emulator was started.
+    time: int
+
+    def value(self, name: str) -> Any:
+        """An argument, or the accessory."""
+        return self.accessory if name == "accessory" else self.arguments.get(name)
+
+    def __str__(self) -> str:
+        return _shown(self.operation, self.accessory, self.arguments)
+
+
+@dataclass(frozen=True)
+class Event:
+    """A callback that mirvoctl's monitor has got."""
+
+    name: str
+    accessory: Optional[int]
+    fields: Json = field(default_factory=dict)
+    # Milliseconds since the monitor was started.
+    time: int = 0
+
+    def value(self, name: str) -> Any:
+        """A field, or the accessory."""
+        return self.accessory if name == "accessory" else self.fields.get(name)
+
+    def __str__(self) -> str:
+        return _shown(self.name, self.accessory, self.fields)
+
+
+def _shown(name: str, accessory: Optional[int], values: Json) -> str:
+    at = "" if accessory is None else f" accessory={accessory}"
+    return name + at + "".join(f" {key}={value!r}" for key, value in values.items())
+
+
+def _as_json(value: Any) -> Any:
+    """The tools print bytes as hexadecimal digits."""
+    if isinstance(value, (bytes, bytearray)):
+        return value.hex().upper()
+    return list(value) if isinstance(value, tuple) else value
+
+
+Item = TypeVar("Item", Request, Event)
+
+
+class Growing(Generic[Item]):
+    """Items in the order in which they came, and a cursor behind the last one that was expected."""
+
+    def __init__(self, name_of: Callable[[Item], str]) -> None:
+        self.items: List[Item] = []
+        self._cursor = 0
+        self._name_of: Callable[[Item], str] = name_of
+
+    def expect(self, process: JsonProcess, name: str, within: float, values: Json) -> Item:
+        """The first match behind the cursor, whether it has come already or comes in time."""
+        __tracebackhide__ = True
+
+        def look() -> Optional[Item]:
+            for index in range(self._cursor, len(self.items)):
+                if self._matches(self.items[index], name, values):
+                    self._cursor = index + 1
+                    return self.items[index]
+            return None
+
+        found = process.wait_until(look, within)
+        if found is None:
+            raise AssertionError(
+                f"{_wanted(name, values)} did not come in {within} s; {self.last()}"
+            )
+        return found
+
+    def expect_none(self, process: JsonProcess, name: str, within: float, values: Json) -> None:
+        """Fails when a match comes from now on, within this time."""
+        __tracebackhide__ = True
+        begin = len(self.items)
+
+        def look() -> Optional[Item]:
+            matching = (i for i in self.items[begin:] if self._matches(i, name, values))
+            return next(matching, None)
+
+        found = process.wait_until(look, within)
+        if found is not None:
+            raise AssertionError(f"{found} came; {self.last()}")
+
+    def iterate(self, process: JsonProcess, within: float = PATIENCE) -> Iterator[Item]:
+        """Each item behind the cursor; ends when none comes in this time."""
+        while True:
+            found = process.wait_until(
+                lambda: self.items[self._cursor] if self._cursor < len(self.items) else None,
+                within,
+            )
+            if found is None:
+                return
+            self._cursor += 1
+            yield found
+
+    def _matches(self, item: Item, name: str, values: Json) -> bool:
+        if self._name_of(item) != name:
+            return False
+        return all(item.value(key) == _as_json(value) for key, value in values.items())
+
+    def last(self) -> str:
+        """The last items, for a message."""
+        if not self.items:
+            return "nothing has come"
+        return "the last were:" + "".join(f"\n  {item}" for item in self.items[-_SHOWN:])
+
+
+def _wanted(name: str, values: Json) -> str:
+    return _shown(name, None, {key: _as_json(value) for key, value in values.items()})

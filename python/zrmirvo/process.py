@@ -1,0 +1,253 @@
+"""The tools as processes, and how they are found."""
+
+from __future__ import annotations
+
+import json
+import os
+import re
+import shlex
+import shutil
+import subprocess
+import tempfile
+import threading
+import time
+from typing import Any, Callable, Mapping, Optional, Sequence, TypeVar
+
+from .errors import NotJson, ToolEnded, ToolNotFound, WrongVersion
+from .supervisor import Supervisor
+from .version import __version__
+
+Json = dict[str, Any]
+Found = TypeVar("Found")
+
+_TOOLS = ("mirvo-emulator", "mirvoctl", "mirvo-record")
+
+# How long anything is waited for that has no limit of its own, in seconds.
+PATIENCE = 10.0
+
+
+class Tools:
+    """Where the tools are and how they are started.
+
+    `folder` holds the programs; without one they are looked for in PATH. `prefix` is put before
+    each command, such as ["ssh", "target"]; the programs are then those of the target.
+    `environment` is added to that of this process. Behind a prefix `env` sets it.
+    """
+
+    def __init__(
+        self,
+        folder: Optional[str] = None,
+        prefix: Sequence[str] = (),
+        environment: Optional[Mapping[str, str]] = None,
+    ) -> None:
+        self.folder = os.path.abspath(folder) if folder and not prefix else folder
+        self.prefix = list(prefix)
+        self.environment = dict(environment or {})
+        self._fitting: set[str] = set()
+
+    def with_environment(self, **more: str) -> "Tools":
+        """The same tools with more in their environment."""
+        tools = Tools(self.folder, self.prefix, {**self.environment, **more})
+        tools._fitting = self._fitting
+        return tools
+
+    def find(self, name: str) -> str:
+        """The path of a program. One that is no tool may also be in PATH; a path stays as it is."""
+        if "/" in name:
+            return name
+        if self.prefix:
+            return os.path.join(self.folder, name) if self.folder else name
+        path = shutil.which(name, path=self.folder)
+        if path is None and name not in _TOOLS:
+            path = shutil.which(name)
+        if path is None:
+            place = f"in {self.folder}" if self.folder else "in PATH"
+            raise ToolNotFound(
+                f"{name} is not {place}; say where it is with --zrmirvo-bin or Tools(folder=…)"
+            )
+        return path
+
+    def command(self, name: str, *arguments: str) -> list[str]:
+        """The whole command line of a program."""
+        return self._prefixed(self.find(name), *arguments)
+
+    def fitting(self, name: str, *arguments: str) -> list[str]:
+        """The command line of a tool whose version fits this package, or WrongVersion."""
+        if name not in self._fitting:
+            self._check_version(name)
+            self._fitting.add(name)
+        return self.command(name, *arguments)
+
+    def run(self, *command: str) -> "subprocess.CompletedProcess[str]":
+        """Runs a short command where the tools run. Answers what it printed, and its status."""
+        return subprocess.run(
+            self._prefixed(*command),
+            env={**os.environ, **self.environment},
+            stdin=subprocess.DEVNULL,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.PIPE,
+            text=True,
+            check=False,
+            timeout=60,
+        )
+
+    def _prefixed(self, *command: str) -> list[str]:
+        if not self.prefix or not self.environment:
+            return [*self.prefix, *command]
+        settings = (f"{name}={value}" for name, value in self.environment.items())
+        return [*self.prefix, "env", *settings, *command]
+
+    def _check_version(self, name: str) -> None:
+        try:
+            answer = self.run(self.find(name), "--version")
+        except OSError as error:
+            raise ToolNotFound(f"{self._prefixed(name)[0]}: {error.strerror}") from None
+        # A shell says 127 when it does not find a program, and so does ssh then.
+        if answer.returncode == 127:
+            raise ToolNotFound(f"{name} is not there: {answer.stderr.strip()}")
+        found = re.search(r"(\d+\.\d+)\.\d+", answer.stdout)
+        wanted = ".".join(__version__.split(".")[:2])
+        if answer.returncode != 0 or found is None or found[1] != wanted:
+            said = (answer.stdout + answer.stderr).strip() or "nothing"
+            raise WrongVersion(
+                f"{name} is not of version {wanted}, for which this package is made;"
+                f" asked for its version, it said: {said}"
+            )
+
+
+class JsonProcess:
+    """A process that prints one JSON object a line, and reads lines.
+
+    A thread reads what it prints. Waiting is for that thread, without polling, and has a limit.
+    """
+
+    def __init__(
+        self,
+        command: Sequence[str],
+        environment: Mapping[str, str],
+        receive: Callable[[Json], None],
+        error_of: Callable[[int, str], Optional[Exception]] = lambda status, errors: None,
+    ) -> None:
+        """`receive` gets each object on the reading thread, while no other thread looks.
+
+        `error_of` makes the error for an exit status and what was written to standard error; where
+        it makes none, it is ToolEnded.
+        """
+        self.command = list(command)
+        self._error_of = error_of
+        self._changed = threading.Condition()
+        self._receive = receive
+        self._failure: Optional[Exception] = None
+        self._ended = False
+        self._errors = tempfile.TemporaryFile()
+        self._supervisor = Supervisor.of_process()
+        self._child = self._supervisor.start(
+            self.command,
+            {**os.environ, **environment},
+            subprocess.PIPE,
+            subprocess.PIPE,
+            self._errors,
+        )
+        self._reader = threading.Thread(target=self._read, daemon=True)
+        self._reader.start()
+
+    @property
+    def pid(self) -> int:
+        """The process id; with a prefix that of the prefix's program."""
+        return self._child.pid
+
+    @property
+    def returncode(self) -> Optional[int]:
+        """The exit status; negative for a signal; None while it runs."""
+        return self._child.poll()
+
+    @property
+    def errors(self) -> str:
+        """What it has written to standard error so far."""
+        # The process writes at the same offset, which must not be moved.
+        size = os.fstat(self._errors.fileno()).st_size
+        return os.pread(self._errors.fileno(), size, 0).decode(errors="replace").strip()
+
+    def _read(self) -> None:
+        assert self._child.stdout is not None
+        for line in self._child.stdout:
+            with self._changed:
+                try:
+                    value = json.loads(line)
+                    if not isinstance(value, dict):
+                        raise ValueError
+                    self._receive(value)
+                except (ValueError, KeyError):
+                    text = line.decode(errors="replace").rstrip()
+                    self._failure = NotJson(
+                        f"{self._name()} printed what is no JSON of its: {text}"
+                    )
+                    break
+                self._changed.notify_all()
+        with self._changed:
+            self._ended = True
+            self._changed.notify_all()
+
+    def _name(self) -> str:
+        return shlex.join(self.command)
+
+    def wait_until(
+        self, look: Callable[[], Optional[Found]], within: float = PATIENCE
+    ) -> Optional[Found]:
+        """What `look` finds, asked again whenever something has come. None when the time is up.
+
+        Raises ToolEnded when the process has ended and nothing was found.
+        """
+        until = time.monotonic() + within
+        with self._changed:
+            while True:
+                found = look()
+                if found is not None:
+                    return found
+                if self._failure is not None:
+                    raise self._failure
+                if self._ended:
+                    raise self._end_error()
+                left = until - time.monotonic()
+                if left <= 0:
+                    return None
+                self._changed.wait(left)
+
+    def _end_error(self) -> Exception:
+        try:
+            status = self._child.wait(PATIENCE)
+        except subprocess.TimeoutExpired:
+            return ToolEnded(f"{self._name()} has closed its standard output")
+        how = f"was killed by signal {-status}" if status < 0 else f"ended with status {status}"
+        text = f"{self._name()} {how}:\n{self.errors}".rstrip(":\n")
+        return self._error_of(status, self.errors) or ToolEnded(text)
+
+    def write(self, line: str) -> None:
+        """Gives the process a line. Raises ToolEnded when it does not read any more."""
+        assert self._child.stdin is not None
+        if "\n" in line:
+            raise ValueError(f"a command is one line: {line!r}")
+        try:
+            self._child.stdin.write(line.encode() + b"\n")
+            self._child.stdin.flush()
+        except BrokenPipeError:
+            raise self._end_error() from None
+
+    def wait(self, within: float = PATIENCE) -> int:
+        """Its exit status once it has ended by itself; an AssertionError when it does not."""
+        try:
+            return self._child.wait(within)
+        except subprocess.TimeoutExpired:
+            raise AssertionError(f"{self._name()} still runs after {within} s") from None
+
+    def close(self, within: float = PATIENCE) -> int:
+        """Ends the process, by force when it does not end by itself, and answers its status."""
+        assert self._child.stdin is not None and self._child.stdout is not None
+        try:
+            self._child.stdin.close()
+        except BrokenPipeError:
+            pass
+        status = self._supervisor.end(self._child, within)
+        self._reader.join(within)
+        self._child.stdout.close()
+        return status

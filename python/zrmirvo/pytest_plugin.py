@@ -1,0 +1,136 @@
+"""Fixtures for tests of a head unit. pytest loads this by itself."""
+
+from __future__ import annotations
+
+import os
+import re
+import shlex
+from typing import Any, Callable, Generator, Iterator, List, Optional
+
+import pytest
+
+from .application import Application
+from .ctl import Ctl, Monitor
+from .emulator import Emulator
+from .process import Tools
+
+
+def pytest_addoption(parser: pytest.Parser) -> None:
+    """Where the tools are and what is kept."""
+    group = parser.getgroup("zrmirvo")
+    group.addoption("--zrmirvo-bin", metavar="DIR", help="where the tools are; without it, PATH")
+    group.addoption(
+        "--zrmirvo-target",
+        metavar="PREFIX",
+        default="",
+        help="a command before each tool, such as 'ssh target'",
+    )
+    group.addoption(
+        "--zrmirvo-record",
+        metavar="DIR",
+        help="record each application under test, and keep the recordings of failed tests here",
+    )
+
+
+# The applications that a test has started.
+_STARTED = pytest.StashKey[List[Application]]()
+
+
+def _started(item: pytest.Item) -> List[Application]:
+    return item.stash[_STARTED] if _STARTED in item.stash else []
+
+
+@pytest.hookimpl(trylast=True)  # type: ignore[misc]
+def pytest_runtest_call(item: pytest.Item) -> None:
+    """Fails a test that has gone well when its application crashed or a sanitizer reported."""
+    for application in _started(item):
+        application.stop()
+        application.check()
+
+
+@pytest.hookimpl(hookwrapper=True)  # type: ignore[misc]
+def pytest_runtest_makereport(
+    item: pytest.Item, call: "pytest.CallInfo[None]"
+) -> Generator[None, Any, None]:
+    """Shows the logs of a failed test's applications, and keeps or removes their recordings."""
+    report = (yield).get_result()
+    if call.when != "call":
+        return
+    record = item.config.getoption("--zrmirvo-record")
+    for number, application in enumerate(_started(item)):
+        if report.failed:
+            report.sections.append(("Log of " + application.command[-1], application.log))
+        elif record is not None:
+            application.stop()
+            _tools(item.config).run("rm", "-f", _recording(record, item, number))
+
+
+def _tools(config: pytest.Config) -> Tools:
+    prefix = shlex.split(config.getoption("--zrmirvo-target"))
+    return Tools(config.getoption("--zrmirvo-bin"), prefix)
+
+
+@pytest.fixture(scope="session")
+def zrmirvo_tools(pytestconfig: pytest.Config) -> Tools:
+    """The tools that the options name."""
+    return _tools(pytestconfig)
+
+
+@pytest.fixture
+def emulator(zrmirvo_tools: Tools) -> Iterator[Emulator]:
+    """A service of the test's own."""
+    with Emulator(zrmirvo_tools) as running:
+        yield running
+
+
+@pytest.fixture
+def mirvoctl(zrmirvo_tools: Tools, emulator: Emulator) -> Iterator[Ctl]:
+    """Every operation of the library, against the test's service."""
+    with Ctl(zrmirvo_tools, environment=emulator.environment) as ctl:
+        yield ctl
+
+
+@pytest.fixture
+def monitor(zrmirvo_tools: Tools, emulator: Emulator) -> Iterator[Monitor]:
+    """The events of all accessories of the test's service."""
+    with Monitor(tools=zrmirvo_tools, environment=emulator.environment) as running:
+        yield running
+
+
+StartApplication = Callable[..., Application]
+
+
+@pytest.fixture
+def head_unit(
+    request: pytest.FixtureRequest, zrmirvo_tools: Tools, emulator: Emulator
+) -> Iterator[StartApplication]:
+    """Starts the application under test: `head_unit("path/to/it", "argument", NAME="value")`.
+
+    It finds the test's service, and is stopped at the end. Its log is shown when the test fails,
+    and the test fails when it crashed or a sanitizer reported.
+    """
+    record: Optional[str] = request.config.getoption("--zrmirvo-record")
+    started: List[Application] = []
+    request.node.stash[_STARTED] = started
+
+    def start(program: str, *arguments: str, **environment: str) -> Application:
+        command = [program, *arguments]
+        if record is not None:
+            if not zrmirvo_tools.prefix:
+                os.makedirs(record, exist_ok=True)
+            file = _recording(record, request.node, len(started))
+            command = ["mirvo-record", "-o", file, "--", zrmirvo_tools.find(program), *arguments]
+        application = Application(
+            command, {**emulator.environment, **environment}, zrmirvo_tools
+        ).start()
+        started.append(application)
+        return application
+
+    yield start
+    for application in started:
+        application.stop()
+
+
+def _recording(folder: str, node: pytest.Item, number: int) -> str:
+    name = re.sub(r"[^A-Za-z0-9_.-]+", "_", node.nodeid)
+    return os.path.join(folder, f"{name}-{number}.pcapng")

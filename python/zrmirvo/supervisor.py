@@ -1,0 +1,144 @@
+"""Ends what a process leaves behind when it is killed.
+
+A process of its own reads from a pipe that only its owner can write to. The owner writes a line for
+each program that it starts and each folder that it makes, and another one when it has cleared it up
+itself. When the pipe ends, because the owner has ended in whatever way, the supervisor kills the
+programs and removes the folders that are left, and ends.
+"""
+
+from __future__ import annotations
+
+import json
+import os
+import shutil
+import signal
+import subprocess
+import sys
+import threading
+from typing import IO, Optional, Sequence
+
+# A program begins only once the supervisor knows of it: an owner that is killed in between closes
+# the pipe, and this ends without having begun it.
+_WAIT_AND_BEGIN = """
+import os, sys
+told = os.read(int(sys.argv[1]), 1)
+os.close(int(sys.argv[1]))
+if told:
+    try:
+        os.execvp(sys.argv[2], sys.argv[2:])
+    except OSError as error:
+        sys.exit(f"{sys.argv[2]} cannot be started: {error.strerror}")
+"""
+
+
+class Supervisor:
+    """The owner's side. Thread-safe; one for each process is enough."""
+
+    _instance: Optional["Supervisor"] = None
+    _owner = 0
+    _lock = threading.Lock()
+
+    @classmethod
+    def of_process(cls) -> "Supervisor":
+        """The supervisor of this process, made on first use, also after a fork."""
+        with cls._lock:
+            if cls._instance is None or cls._owner != os.getpid():
+                cls._instance = cls()
+                cls._owner = os.getpid()
+            return cls._instance
+
+    def __init__(self) -> None:
+        self._pipe = subprocess.Popen(
+            [sys.executable, "-I", "-S", os.path.abspath(__file__)],
+            stdin=subprocess.PIPE,
+            stdout=subprocess.DEVNULL,
+            text=True,
+            # Ctrl-C is for the owner, who then clears up or ends.
+            start_new_session=True,
+        )
+
+    def _tell(self, **entry: object) -> None:
+        with self._lock:
+            assert self._pipe.stdin is not None
+            self._pipe.stdin.write(json.dumps(entry) + "\n")
+            self._pipe.stdin.flush()
+
+    def start(
+        self,
+        command: Sequence[str],
+        environment: Optional[dict[str, str]],
+        stdin: int,
+        stdout: int,
+        stderr: int | IO[bytes],
+    ) -> subprocess.Popen[bytes]:
+        """Starts a program in a process group of its own, of which the supervisor knows."""
+        begin, go = os.pipe()
+        try:
+            child = subprocess.Popen(
+                [sys.executable, "-I", "-S", "-c", _WAIT_AND_BEGIN, str(begin), *command],
+                env=environment,
+                stdin=stdin,
+                stdout=stdout,
+                stderr=stderr,
+                pass_fds=[begin],
+                start_new_session=True,
+            )
+            self._tell(process=child.pid)
+            os.write(go, b"\n")
+        finally:
+            os.close(begin)
+            os.close(go)
+        return child
+
+    def end(self, child: subprocess.Popen[bytes], within: float) -> int:
+        """Asks a program to end, and makes it and what it has started. Answers its exit status."""
+        if child.poll() is None:
+            child.terminate()
+        try:
+            child.wait(within)
+        except subprocess.TimeoutExpired:
+            child.kill()
+        status = child.wait()
+        _kill_group(child.pid)
+        self._tell(process=child.pid, gone=True)
+        return status
+
+    def make_folder(self, path: str) -> None:
+        """Makes a folder that only this user can enter."""
+        self._tell(folder=path)
+        os.mkdir(path, 0o700)
+
+    def remove_folder(self, path: str) -> None:
+        """Removes a folder of make_folder() with what is in it."""
+        shutil.rmtree(path, ignore_errors=True)
+        self._tell(folder=path, gone=True)
+
+
+def _kill_group(leader: int) -> None:
+    try:
+        os.killpg(leader, signal.SIGKILL)
+    except (ProcessLookupError, PermissionError):
+        pass
+
+
+def main() -> None:
+    """The supervisor's own side."""
+    left: dict[tuple[str, object], None] = {}
+    for line in sys.stdin:
+        entry = json.loads(line)
+        gone = entry.pop("gone", False)
+        [item] = entry.items()
+        if gone:
+            left.pop(item, None)
+        else:
+            left[item] = None
+    for kind, name in left:
+        if kind == "process":
+            _kill_group(int(str(name)))
+    for kind, name in left:
+        if kind == "folder":
+            shutil.rmtree(str(name), ignore_errors=True)
+
+
+if __name__ == "__main__":
+    main()

@@ -1,0 +1,186 @@
+"""The emulator's driver, against the emulator, with mirvoctl as its client."""
+
+import os
+import re
+
+import pytest
+import zrmirvo
+
+EVENTS = [
+    (lambda e: e.state(7, -2), "onRunningStateChange", {"state": -2}),
+    (lambda e: e.orientation(7, 2), "onScreenOrientationChange", {"orientation": 2}),
+    (lambda e: e.request(7, 3, 1), "onDeviceRequest", {"param1": 3, "param2": 1}),
+    (lambda e: e.request_data(7, b"He"), "onDeviceRequestData", {"data": b"He", "text": "He"}),
+    (lambda e: e.response(7), "onDeviceResponse", {}),
+    (lambda e: e.descriptor(7, b"\x05\xc0"), "onHidReportDescriptor", {"data": b"\x05\xc0"}),
+    (lambda e: e.hid(7, b"\x01\xab"), "onHidEvent", {"data": b"\x01\xab"}),
+    (
+        lambda e: e.time_date(7, 1, 2, 3, 4, 5, 6, 7, 8, 9),
+        "onTimeDateResponse",
+        {"date1": 1, "hour": 4, "fraction": 7, "dayOfWeek": 9},
+    ),
+    (lambda e: e.unavailable(7), "onControlUnavailable", {}),
+    (lambda e: e.detach(7), "onDetach", {}),
+]
+
+
+def test_sends_every_event(emulator, monitor):
+    emulator.attach(7)
+    monitor.expect("onAttach", accessory=7)
+    monitor.wait_watching(7)
+    for send, name, fields in EVENTS:
+        send(emulator)
+        monitor.expect(name, accessory=7, **fields)
+
+
+def test_has_a_method_for_every_command(zrmirvo_tools):
+    text = zrmirvo_tools.run(zrmirvo_tools.find("mirvo-emulator"), "--help").stdout
+    commands = set(re.findall(r"^  ([a-z-]+)", text.partition("\nEvents:")[2], re.M))
+    methods = {name.replace("_", "-") for name in (*dir(zrmirvo.Emulator), "once")}
+    # What a test in Python does itself.
+    own = {"arrived", "end", "expect-idle", "expect-no", "help", "include", "repeat", "wait"}
+    assert commands - methods == own
+
+
+@pytest.mark.parametrize(
+    "change, status",
+    [
+        (lambda e: e.answer("startup", 5), 5),
+        (lambda e: e.once.answer("startup", -6), -6),
+        (lambda e: e.no_reply("startup"), 1),
+        (lambda e: e.mistype("startup"), 1),
+        (lambda e: e.once.silent("startup"), 1),
+        (lambda e: e.delay("startup", 0.01), 0),
+    ],
+)
+def test_answers_as_it_is_told(emulator, zrmirvo_tools, change, status):
+    environment = {**emulator.environment, "SERVICE_FRAMEWORK_TIMEOUT_MS": "300"}
+    with zrmirvo.Ctl(zrmirvo_tools, environment=environment) as mirvoctl:
+        change(emulator)
+        first = mirvoctl.startup()
+        assert (first.status, first.ok) == (status, status == 0)
+        emulator.normal("startup")
+        assert mirvoctl.startup().ok
+
+
+def test_answers_for_one_accessory_and_with_bytes(emulator, mirvoctl):
+    emulator.ids(7, 8)
+    emulator.answer("sendKeyEvent", 5, accessory=7)
+    emulator.answer("cookKeyEvent", data=b"\xca\xfe")
+    emulator.descriptor_bytes(b"\x05")
+    assert mirvoctl.device(7).key("back", "down").status == 5
+    assert mirvoctl.device(8).key("back", "down").ok
+    assert mirvoctl.device(8).cook_key("back", "down")["bytes"] == "CAFE"
+    assert mirvoctl.hid_descriptor()["bytes"] == "05"
+    assert mirvoctl.ids()["ids"] == [7, 8]
+
+
+def test_expects_requests_in_their_order(emulator, mirvoctl):
+    emulator.ids(7)
+    mirvoctl.device(7).key("back")
+    mirvoctl.device(7).key("menu", "down")
+    first = emulator.expect("sendKeyEvent", accessory=7, keyCode=4)
+    assert first.arguments == {"keyCode": 4, "flag": True}
+    assert first.answer == {"result": 0}
+    emulator.expect("sendKeyEvent", keyCode=4, flag=False)
+    with pytest.raises(AssertionError) as failure:
+        emulator.expect("sendKeyEvent", keyCode=4, within=0.05)
+    assert "sendKeyEvent keyCode=4 did not come in 0.05 s" in str(failure.value)
+    assert "\n  sendKeyEvent accessory=7 keyCode=4 flag=False\n" in str(failure.value)
+    # What came before the call does not matter to expect_none, and the cursor stays.
+    emulator.expect_none("sendKeyEvent", within=0.05)
+    emulator.expect("sendKeyEvent", flag=True, within=0)
+    emulator.on("startup", "hid 7 01")
+    emulator.silent("startup")
+    with pytest.raises(AssertionError, match="connect arg='b' came"):
+        mirvoctl.process.write("connect b")
+        emulator.expect_none("connect", arg="b", within=10)
+    names = [request.operation for request in emulator.requests]
+    assert names.count("sendKeyEvent") == 3
+
+
+def test_waits_for_requests_that_were_answered(emulator, mirvoctl):
+    with pytest.raises(AssertionError, match="came 0 times instead of 1 .* the last were:"):
+        mirvoctl.versions()
+        emulator.wait_for("startup", within=0.05)
+    mirvoctl.startup()
+    emulator.wait_for("startup")
+
+
+def test_reacts(emulator, mirvoctl, monitor):
+    emulator.ids(7)
+    emulator.attach(7)
+    monitor.wait_watching(7)
+    emulator.on("sendKeyEvent", "state 7 2", accessory=7)
+    emulator.on_next("startup", "state 7 3")
+    mirvoctl.device(7).key("back")
+    mirvoctl.startup()
+    states = (event.fields["state"] for event in monitor if event.name == "onRunningStateChange")
+    assert [next(states), next(states), next(states)] == [2, 2, 3]
+
+
+def test_knows_its_clients(emulator, mirvoctl, monitor):
+    mirvoctl.startup()
+    listening = [client["pid"] for client in emulator.clients() if client["listens"]]
+    [watcher] = set(listening) - {emulator.expect("startup").pid}
+    emulator.to(watcher, "attach 9")
+    monitor.expect("onAttach", accessory=9)
+    emulator.drop(watcher)
+    with pytest.raises(zrmirvo.NoService, match="cut this process off"):
+        monitor.expect("onDetach")
+
+
+def test_hangs_dies_and_comes_back(emulator, zrmirvo_tools):
+    environment = {**emulator.environment, "SERVICE_FRAMEWORK_TIMEOUT_MS": "300"}
+    with zrmirvo.Ctl(zrmirvo_tools, environment=environment) as mirvoctl:
+        assert mirvoctl.startup().ok
+        emulator.hang()
+        assert not mirvoctl.startup().ok
+        emulator.resume()
+        emulator.wait_for("startup", 2)
+        assert mirvoctl.startup().ok
+        emulator.die()
+        assert emulator.process.returncode == -9
+        with pytest.raises(zrmirvo.ToolEnded, match="was killed by signal 9"):
+            emulator.attach(7)
+        emulator.restart()
+        assert mirvoctl.startup().ok
+        emulator.quit()
+        assert emulator.process.returncode == 0
+    assert [r.operation for r in emulator.requests].count("startup") == 4
+
+
+def test_leaves_no_folder_and_no_process(zrmirvo_tools):
+    with zrmirvo.Emulator(zrmirvo_tools) as emulator:
+        emulator.hang()
+        folder, process = emulator.folder, emulator.process
+        assert os.path.isdir(folder)
+    assert process.returncode == 0
+    assert not os.path.exists(folder)
+
+
+def test_refuses_what_it_does_not_understand(emulator):
+    for commands, sentence in (
+        (["flatten 7"], "no such command: flatten"),
+        (["repeat 2", "flatten", "end"], "no such command: flatten"),
+    ):
+        with pytest.raises(zrmirvo.Refused, match=sentence):
+            emulator.command(*commands)
+    with pytest.raises(ValueError):
+        emulator.version('3"')
+    emulator.attach(7)
+
+
+def test_runs_a_script(zrmirvo_tools):
+    script = "ids 7\nexpect startup within 10000\n"
+    with zrmirvo.Emulator(zrmirvo_tools, script=script) as emulator:
+        with zrmirvo.Ctl(zrmirvo_tools, environment=emulator.environment) as mirvoctl:
+            assert mirvoctl.startup().ok
+            emulator.wait_for_script()
+            assert mirvoctl.ids()["ids"] == [7]
+    with pytest.raises(AssertionError, match="script:1: expected startup, but after [0-9]+ ms"):
+        with zrmirvo.Emulator(zrmirvo_tools, script="expect startup within 50\n\n") as emulator:
+            emulator.process.wait()
+    with pytest.raises(AssertionError, match="the script is not over"):
+        with zrmirvo.Emulator(zrmirvo_tools, script="wait 60000\n\n") as emulator:
+            emulator.wait_for_script(0.05)

@@ -1,0 +1,160 @@
+"""The fixtures, in a pytest of their own."""
+
+import os
+import pathlib
+import re
+import select
+import subprocess
+import sys
+import tempfile
+
+import pytest
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+PYTEST = [sys.executable, "-B", "-m", "pytest", "-p", "no:cacheprovider", "-p", "no:xdist"]
+
+
+@pytest.fixture
+def start(tmp_path, pytestconfig):
+    """Starts pytest with a file of tests, and a folder for what would be left behind."""
+    # The path of a socket is short.
+    left = tempfile.TemporaryDirectory(dir="/tmp")
+
+    def start_pytest(text, *options):
+        (tmp_path / "test_inner.py").write_text(text)
+        environment = {**os.environ, "TMPDIR": left.name, "PYTHONPATH": str(ROOT / "python")}
+        tools = f"--zrmirvo-bin={os.path.abspath(pytestconfig.getoption('--zrmirvo-bin'))}"
+        plugin = ["-p", "zrmirvo.pytest_plugin"]
+        return subprocess.Popen(
+            [*PYTEST, *plugin, tools, *options, str(tmp_path)],
+            env=environment,
+            cwd=tmp_path,
+            text=True,
+            stdout=subprocess.PIPE,
+        )
+
+    start_pytest.left = left.name
+    with left:
+        yield start_pytest
+        assert os.listdir(left.name) == []
+
+
+HEAD_UNIT = 'head_unit("sh", "-c", {!r})'
+TESTS = """
+def test_one(emulator, head_unit):
+    application = {}
+    {}
+"""
+
+
+@pytest.mark.parametrize(
+    "program, test, failed, shown",
+    [
+        ("echo I begin; sleep 60", "application.expect_line('I begin')", False, "1 passed"),
+        ("echo I begin; exit 3", "assert application.wait() == 0", True, "I begin"),
+        (
+            "echo I fall; kill -SEGV $$",
+            "application.wait()",
+            True,
+            "crashed with SIGSEGV:\nE .*I fall",
+        ),
+        ("(kill -ABRT $$)", "application.expect_line('it')", True, "did not print 'it'"),
+        ("sh -c 'kill -BUS $$'; exit $?", "application.wait()", True, "crashed with SIGBUS"),
+        (
+            "echo a.cpp:1: runtime error: x; sleep 60",
+            "application.expect_line('x')",
+            True,
+            "a sanitizer",
+        ),
+        (
+            "trap 'echo ERROR: LeakSanitizer; exit' TERM; echo up; while :; do sleep 0.1; done",
+            "application.expect_line('up')",
+            True,
+            "a sanitizer has reported",
+        ),
+        ("exit 0", "emulator.expect('startup', within=0.1)", True, "startup did not come in 0.1 s"),
+    ],
+)
+def test_a_head_unit_fails_its_test(start, program, test, failed, shown):
+    with start(TESTS.format(HEAD_UNIT.format(program), test)) as run:
+        output, _ = run.communicate(timeout=60)
+    assert run.returncode == (1 if failed else 0), output
+    assert ("1 failed" in output) == failed
+    assert re.search(shown, output), output
+
+
+def test_keeps_the_recordings_of_failed_tests(start, tmp_path):
+    if "LSAN" in os.environ:
+        pytest.skip("a recorder is loaded before the sanitizers")
+    program = 'head_unit("mirvoctl", "startup")'
+    text = TESTS.format(program, "assert application.wait() == 0")
+    with start(
+        text + text.replace("one", "two") + "    assert False\n", "--zrmirvo-record=kept"
+    ) as run:
+        output, _ = run.communicate(timeout=60)
+    assert "1 failed, 1 passed" in output, output
+    [recording] = (tmp_path / "kept").iterdir()
+    assert recording.name == "test_inner.py_test_two-0.pcapng"
+    assert b"startup" in recording.read_bytes() or recording.stat().st_size > 0
+
+
+KILLED = """
+import os
+
+def test_everything(emulator, mirvoctl, monitor, head_unit):
+    application = head_unit("sh", "-c", "sleep 60 & echo $!; wait")
+    child = int(application.expect_line(""))
+    emulator.hang()
+    pids = [p.process.pid for p in (emulator, mirvoctl, monitor)] + [application.child.pid, child]
+    print("pids", *pids, flush=True)
+    application.wait(60)
+"""
+
+
+def test_nothing_is_left_when_pytest_is_killed(start):
+    with start(KILLED, "-s") as run:
+        line = next(line for line in run.stdout if "pids" in line)
+        pids = [int(word) for word in line.partition("pids")[2].split()]
+        children = f"/proc/{run.pid}/task/{run.pid}/children"
+        supervisors = set(map(int, pathlib.Path(children).read_text().split())) - set(pids)
+        assert len(pids) == 5 and len(supervisors) == 1 and os.listdir(start.left)
+        ends = select.poll()
+        for pid in (*pids, *supervisors):
+            ends.register(os.pidfd_open(pid), select.POLLIN)
+        run.kill()
+    remaining = len(pids) + 1
+    while remaining:
+        ended = ends.poll(20000)
+        assert ended, f"{remaining} processes are left"
+        for fd, _ in ended:
+            ends.unregister(fd)
+            os.close(fd)
+            remaining -= 1
+
+
+def test_works_behind_a_prefix(start, tmp_path):
+    # As ssh does: another environment, and a shell that splits words anew.
+    prefix = tmp_path / "elsewhere"
+    prefix.write_text('#!/bin/sh\nexec env -i PATH="$PATH" sh -c "exec $*"\n')
+    prefix.chmod(0o755)
+    text = """
+def test_one(emulator, mirvoctl, monitor, head_unit):
+    print("folder", emulator.folder)
+    application = head_unit("head_unit")
+    emulator.expect("connect")
+    emulator.expect("getIds")
+    emulator.attach(7)
+    monitor.expect("onAttach", accessory=7)
+    assert mirvoctl.ids()["ids"] == [7]
+    emulator.hang()
+    emulator.resume()
+    emulator.expect("sendVideoFocus", accessory=7)
+    emulator.die()
+    emulator.restart()
+    emulator.hang()
+"""
+    with start(text, f"--zrmirvo-target={prefix}", "-s") as run:
+        output, _ = run.communicate(timeout=60)
+    assert "1 passed" in output, output
+    folder = re.search(r"folder (\S+)", output)[1]
+    assert not os.path.exists(folder)
