@@ -4,6 +4,7 @@
 #include <CLI/CLI.hpp>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "emulator/Application.h"
@@ -24,9 +25,10 @@ namespace {
 
 using namespace emulator;
 
-// How long the end waits for clients that have not taken what was sent: when the script is over,
-// and when a signal has come.
-constexpr int kFarewellMs = 5000;
+// How long the end waits for clients that have not taken what was sent: in all, while none of them
+// takes anything, and when a signal has come.
+constexpr int kFarewellMs = 60'000;
+constexpr int kIdleFarewellMs = 5000;
 constexpr int kHastyFarewellMs = 500;
 constexpr int kSliceMs = 50;
 
@@ -86,10 +88,13 @@ int serve(const Options& options, const std::vector<Step>& steps, Script& script
 
 // Lets clients take what they were sent. Answers how much they did not.
 size_t sayFarewell(Service& service, Script& script) {
-    size_t left = 0;
-    for (int waited = 0; waited < kFarewellMs; waited += kSliceMs) {
-        left = service.waitUntilTaken(kSliceMs);
-        if (left == 0 || (script.interrupted() && waited >= kHastyFarewellMs)) break;
+    size_t left = service.waitUntilTaken(0);
+    int idle = 0;
+    for (int waited = 0; left > 0 && waited < kFarewellMs && idle < kIdleFarewellMs;
+         waited += kSliceMs, idle += kSliceMs) {
+        if (script.interrupted() && waited >= kHastyFarewellMs) break;
+        const size_t before = std::exchange(left, service.waitUntilTaken(kSliceMs));
+        if (left < before) idle = 0;
     }
     return left;
 }
@@ -110,8 +115,8 @@ int run(const Options& options, tool::StandardOutput& output, Background& backgr
     // The log says why.
     if (!service.start()) return kNotServing;
     background.ready();
-    printer.ready(accessory::MirvoServiceInfo().servicename(),
-                  accessory::standin::serviceFolder().path);
+    const accessory::sp<accessory::ServiceInfo> info = new accessory::MirvoServiceInfo;
+    printer.ready(info->servicename(), accessory::standin::serviceFolder().path);
 
     Script script(service, printer, waker);
     if (!options.limit.empty()) {

@@ -53,8 +53,9 @@ sp<ServiceClient> bindFor(std::chrono::milliseconds wait) {
         bindUntil([until = Clock::now() + wait] { return Clock::now() >= until; });
     sp<ServiceClient> client = bindToService();
     if (client != nullptr) return client;
-    throw Failure(kNoService, "there is no service \"" +
-                                  std::string(MirvoServiceInfo().servicename()) + "\" in " +
+    const sp<ServiceInfo> info = new MirvoServiceInfo;
+    throw Failure(kNoService, "there is no service \"" + std::string(info->servicename()) +
+                                  "\" in " +
                                   tool::servicePlace() +
                                   ": start it, or mirvo-emulator in its place, as the same user and"
                                   " with the same folder");

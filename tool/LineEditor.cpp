@@ -18,6 +18,7 @@ namespace tool {
 namespace {
 
 constexpr int kHistorySize = 1000;
+constexpr wchar_t kControlD = 4;
 
 // Below the folder for what programs remember. Empty when there is none.
 std::string historyFile(const char* tool) {
@@ -72,7 +73,8 @@ void LineEditor::open() {
     el_set(
         mEditor, EL_PROMPT, +[](EditLine* editor) { return self(editor).mText.data(); });
     el_set(mEditor, EL_GETCFN, readCharacter);
-    el_set(mEditor, EL_ADDFN, "complete-word", "Complete the word", completeWord);
+    // The narrow variant of this one never gives its copies of the texts back.
+    el_wset(mEditor, EL_ADDFN, L"complete-word", L"Complete the word", completeWord);
     el_set(mEditor, EL_BIND, "^I", "complete-word", nullptr);
     el_set(mEditor, EL_BIND, "^R", "em-inc-search-prev", nullptr);
     // The user's own keys.
@@ -136,6 +138,8 @@ int LineEditor::readCharacter(EditLine* editor, wchar_t* character) {
         if (used == static_cast<size_t>(-2)) continue;
         // A byte that is no text in this locale is kept as it is.
         if (used == static_cast<size_t>(-1)) *character = static_cast<unsigned char>(byte);
+        // A control-D that was typed before the terminal was set up comes as a null.
+        if (byte == '\0') *character = kControlD;
         return 1;
     }
     return 0;

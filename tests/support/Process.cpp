@@ -162,6 +162,15 @@ bool Process::waitForLineThat(const std::string& what,
     });
 }
 
+bool Process::waitForPart(const std::string& part) {
+    return await("not from byte " + std::to_string(mFound) + " on: " + part, [&] {
+        const size_t at = output().find(part, mFound);
+        if (at == std::string::npos) return false;
+        mFound = at + part.size();
+        return true;
+    });
+}
+
 int Process::wait() {
     if (!await("does not end", [this] { return ended(); })) signal(SIGKILL);
     int status = 0;

@@ -58,6 +58,8 @@ public:
     // The same for a line of which `matches` holds, described by `what`.
     bool waitForLineThat(const std::string& what,
                          const std::function<bool(const std::string& line)>& matches);
+    // Waits for `part` of what is printed, as a prompt is, behind what earlier calls have found.
+    bool waitForPart(const std::string& part);
     // Waits for the end. Returns the exit status, or 128 plus the number of the signal that killed
     // it.
     int wait();

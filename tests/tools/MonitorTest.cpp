@@ -126,6 +126,8 @@ TEST_F(MonitorTest, itFollowsTheServiceThroughALoss) {
     Process monitor({MIRVOCTL, "monitor", "--follow"});
     for (int i = 0; i < 2; ++i) {
         Emulator emulator;
+        // The monitor may have asked before the accessory was there.
+        emulator.tell("attach 7");
         monitor.waitForLine("monitoring accessories=[7]");
         emulator.tell("hid 7 42");
         monitor.waitForLine("onHidEvent accessory=7 data=\"42\" text=\"B\"");
