@@ -12,7 +12,7 @@
 #   runtime      the library, which is all that an application needs on the target
 #   development  headers, CMake package, pkg-config files
 #   standin      the framework, whose place the maker's takes on the target
-#   tools        mirvoctl
+#   tools        mirvo-doctor, mirvoctl
 #   emulator     mirvo-emulator
 #   recorder     the library that records, and mirvo-record
 
@@ -94,6 +94,7 @@ foreach(name zrmirvo zrmirvo-session zrmirvo-proxies zrmirvo-log)
 endforeach()
 
 set(manuals ${CMAKE_INSTALL_MANDIR}/man1)
+install(FILES docs/man/mirvo-doctor.1 DESTINATION ${manuals} COMPONENT tools)
 if(ZRMIRVO_TOOLS)
   install(FILES docs/man/mirvoctl.1 DESTINATION ${manuals} COMPONENT tools)
   install(FILES docs/schema/mirvoctl.schema.json

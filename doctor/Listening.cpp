@@ -1,0 +1,87 @@
+#include <thread>
+
+#include "doctor/Probe.h"
+#include "doctor/Steps.h"
+#include "protocol/ProcessState.h"
+
+namespace doctor {
+namespace {
+
+using namespace accessory;
+using std::chrono::seconds;
+using std::chrono::steady_clock;
+
+constexpr seconds kPatience(2);
+
+// All references to a listener, weak ones included, since a framework may remember it by one.
+int references(const sp<ServiceNotifyListener>& listener) {
+    return listener->getWeakRefs()->getWeakCount();
+}
+
+// Whether the framework lets a listener go. It may do so on another thread, and keep a weak
+// reference.
+bool isLetGo(const sp<ServiceNotifyListener>& listener) {
+    const auto deadline = steady_clock::now() + kPatience;
+    while (listener->getStrongCount() > 1) {
+        if (steady_clock::now() > deadline) return false;
+        std::this_thread::yield();
+    }
+    return true;
+}
+
+}  // namespace
+
+Verdict listener(const Options& /*options*/) {
+    Probe probe;
+    if (!probe.bind()) return bad("bindTo gives no client");
+    android::ProcessState::self()->startThreadPool();
+    sp<ServiceNotifyListener> own = new ProbeListener;
+    const int before = references(own);
+    probe.client->setNotifyListener(own);
+    if (references(own) <= before) {
+        return bad("setNotifyListener does not keep the listener");
+    }
+    return good("setNotifyListener keeps the listener");
+}
+
+Verdict notification(const Options& options) {
+    Probe probe;
+    if (!probe.bind()) return bad("bindTo gives no client");
+    android::ProcessState::self()->startThreadPool();
+    const sp<ProbeListener> own = new ProbeListener;
+    sp<ServiceNotifyListener> given = own;
+    probe.client->setNotifyListener(given);
+    const auto event = own->next(seconds(options.wait));
+    if (probe.calls.itemCode != 0) {
+        return bad("the framework asks the item factory for a notification");
+    }
+    if (!event) {
+        if (probe.calls.notifyCode == 0) {
+            return notTried("none came within " + std::to_string(options.wait) +
+                            " s: plug a phone in while the doctor runs with --wait 60");
+        }
+        return bad("the framework has made a notification with the code " +
+                   std::to_string(probe.calls.notifyCode) + ", but not delivered it");
+    }
+    if (event->type != probe.calls.notifyCode && event->type != ServiceStatusNotify::kType) {
+        return bad("a notification with the code " + std::to_string(event->type) +
+                   " came, which the notify factory has not made");
+    }
+    return good("a notification with the code " + std::to_string(event->type) + " came");
+}
+
+Verdict removal(const Options& /*options*/) {
+    Probe probe;
+    if (!probe.bind()) return bad("bindTo gives no client");
+    android::ProcessState::self()->startThreadPool();
+    sp<ServiceNotifyListener> own = new ProbeListener;
+    probe.client->setNotifyListener(own);
+    probe.client->removeNotifyListener(own);
+    if (!isLetGo(own)) return bad("removeNotifyListener does not let go of the listener");
+    // The library may do this, too, when it is released while the service is being lost.
+    probe.client->removeNotifyListener(own);
+    probe.client.clear();
+    return good("removeNotifyListener lets go of the listener, and the client can be released");
+}
+
+}  // namespace doctor

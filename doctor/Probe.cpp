@@ -1,0 +1,168 @@
+#include "doctor/Probe.h"
+
+#include <utility>
+
+#include "doctor/Memory.h"
+#include "doctor/Steps.h"
+
+namespace doctor {
+namespace {
+
+using namespace accessory;
+
+class ReplyFactory final : public ServiceReplyFactory {
+public:
+    explicit ReplyFactory(Probe& probe) : mProbe(probe) {}
+    sp<ServiceReply> create(int type) override {
+        mProbe.calls.replyCode = type;
+        const sp<ProbeReply> reply = new ProbeReply(mProbe.calls.reply, type);
+        reply->read = mProbe.reader;
+        mProbe.made = reply;
+        return reply;
+    }
+
+private:
+    Probe& mProbe;
+};
+
+class NotifyFactory final : public ServiceNotifyFactory {
+public:
+    explicit NotifyFactory(Probe& probe) : mProbe(probe) {}
+    sp<ServiceNotify> create(int type) override {
+        mProbe.calls.notifyCode = type;
+        return new ProbeNotify(mProbe.calls.notify, type);
+    }
+
+private:
+    Probe& mProbe;
+};
+
+class ItemFactory final : public ServiceItemFactory {
+public:
+    explicit ItemFactory(Probe& probe) : mProbe(probe) {}
+    sp<ServiceItem> create(int type) override {
+        mProbe.calls.itemCode = type;
+        return new ProbeItem(mProbe.calls.item, type);
+    }
+
+private:
+    Probe& mProbe;
+};
+
+class Protocol final : public ServiceProtocol {
+public:
+    explicit Protocol(Probe& probe)
+        : mProbe(probe),
+          mNotify(new NotifyFactory(probe)),
+          mItem(new ItemFactory(probe)),
+          mReply(new ReplyFactory(probe)) {}
+    sp<ServiceNotifyFactory> notifyFactory() override { return mNotify; }
+    sp<ServiceItemFactory> itemFactory() override { return mItem; }
+    sp<ServiceReplyFactory> replyFactory() override {
+        ++mProbe.calls.replyFactory;
+        return mReply;
+    }
+
+private:
+    Probe& mProbe;
+    const sp<ServiceNotifyFactory> mNotify;
+    const sp<ServiceItemFactory> mItem;
+    const sp<ServiceReplyFactory> mReply;
+};
+
+class Info final : public ServiceInfo {
+public:
+    explicit Info(Probe& probe) : mProbe(probe), mProtocol(new Protocol(probe)) {}
+    const char* servicename() override {
+        ++mProbe.calls.servicename;
+        return "mirvo.accessory.manager";
+    }
+    sp<ServiceProtocol> protocol() override { return mProtocol; }
+
+private:
+    Probe& mProbe;
+    const sp<ServiceProtocol> mProtocol;
+};
+
+// A content that is not what it should be ends the step: its slots are not where they are called.
+void checkContent(const void* content, const char* name) {
+    if (content == nullptr) conclude(bad(std::string("the framework gives no ") + name));
+    const std::string fault = faultOfBase(content);
+    if (!fault.empty()) conclude(bad(std::string("the framework's ") + name + ": " + fault));
+}
+
+}  // namespace
+
+template <typename Family>
+void ProbeMessage<Family>::serialization(sp<SerializationContent>& content) {
+    ++mCalls.serialization;
+    if (!write) return;
+    checkContent(content.get(), "SerializationContent");
+    write(*content);
+}
+
+template <typename Family>
+void ProbeMessage<Family>::deserialization(sp<DeserializationContent>& content) {
+    ++mCalls.deserialization;
+    if (!read) return;
+    checkContent(content.get(), "DeserializationContent");
+    read(*content);
+}
+
+template class ProbeMessage<ServiceItem>;
+template class ProbeMessage<ServiceReply>;
+template class ProbeMessage<ServiceNotify>;
+
+void ProbeListener::onNotify(sp<ServiceNotify>& notify) {
+    if (notify == nullptr) return;
+    Event event = {notify->type(), 0};
+    if (event.type == ServiceStatusNotify::kType) {
+        event.status = static_cast<ServiceStatusNotify&>(*notify).status;
+    }
+    const std::lock_guard<std::mutex> lock(mMutex);
+    mEvents.push_back(event);
+    mChanged.notify_all();
+}
+
+std::optional<ProbeListener::Event> ProbeListener::next(std::chrono::seconds patience) {
+    std::unique_lock<std::mutex> lock(mMutex);
+    if (!mChanged.wait_for(lock, patience, [this] { return !mEvents.empty(); })) return {};
+    const Event event = mEvents.front();
+    mEvents.pop_front();
+    return event;
+}
+
+Probe::Probe() : mInfo(new Info(*this)) {}
+
+bool Probe::bind() {
+    // Looked at before its references are counted, which its base is needed for.
+    const sp<ServiceClient> bound = ServiceDiscoverer::self()->bindTo(mInfo);
+    if (bound == nullptr) return false;
+    const std::string fault = faultOfBase(bound.get());
+    if (!fault.empty()) conclude(bad("the framework's ServiceClient: " + fault));
+    client = bound;
+    return true;
+}
+
+sp<ServiceReply> Probe::request(int32_t code, ProbeItem::Writer write, ProbeReply::Reader read) {
+    const sp<ProbeItem> probe = new ProbeItem(calls.item, code);
+    probe->write = std::move(write);
+    reader = std::move(read);
+    sp<ServiceItem> item = probe;
+    return client->request(item);
+}
+
+sp<ServiceReply> Probe::command(int32_t command, int32_t value, ProbeReply::Reader read) {
+    return request(
+        MVServiceItem::MANAGER_COMMON,
+        [=](SerializationContent& content) {
+            content.writeInt32(command);
+            content.writeInt32(value);
+            content.writeInt64(-1);
+            content.writeCString(".");
+            content.writeInt32(0);
+        },
+        std::move(read));
+}
+
+}  // namespace doctor

@@ -1,0 +1,112 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <functional>
+#include <mutex>
+#include <optional>
+
+#include "protocol/MVCodes.h"
+#include "protocol/MVServiceMessages.h"
+#include "protocol/ServiceFramework.h"
+
+// The library's side of the contract, as classes that note what the framework does with them and
+// that hand over the framework's contents to look at.
+
+namespace doctor {
+
+using accessory::DeserializationContent;
+using accessory::SerializationContent;
+using accessory::ServiceItem;
+using accessory::ServiceNotify;
+using accessory::ServiceReply;
+using android::sp;
+
+// How often the framework has called each operation of a message.
+struct MessageCalls {
+    std::atomic<int> type{0};
+    std::atomic<int> serialization{0};
+    std::atomic<int> deserialization{0};
+};
+
+// What else it has called.
+struct Calls {
+    MessageCalls item, reply, notify;
+    std::atomic<int> servicename{0};
+    std::atomic<int> replyFactory{0};
+    // The code that a factory was asked for last.
+    std::atomic<int> replyCode{0}, notifyCode{0}, itemCode{0};
+};
+
+template <typename Family>
+class ProbeMessage : public Family {
+public:
+    using Writer = std::function<void(SerializationContent&)>;
+    using Reader = std::function<void(DeserializationContent&)>;
+
+    ProbeMessage(MessageCalls& calls, int32_t code) : mCalls(calls), mCode(code) {}
+
+    Writer write;
+    Reader read;
+
+    void serialization(sp<SerializationContent>& content) override;
+    void deserialization(sp<DeserializationContent>& content) override;
+    int32_t type() override {
+        ++mCalls.type;
+        return mCode;
+    }
+
+private:
+    MessageCalls& mCalls;
+    const int32_t mCode;
+};
+
+using ProbeItem = ProbeMessage<ServiceItem>;
+using ProbeReply = ProbeMessage<ServiceReply>;
+using ProbeNotify = ProbeMessage<ServiceNotify>;
+
+class ProbeListener : public accessory::ServiceNotifyListener {
+public:
+    // The code of a notification, and the status that the framework's own brings.
+    struct Event {
+        int32_t type;
+        int32_t status;
+    };
+
+    void onNotify(sp<ServiceNotify>& notify) override;
+    // Waits for the next one. Nothing when none comes.
+    std::optional<Event> next(std::chrono::seconds patience);
+
+private:
+    std::mutex mMutex;
+    std::condition_variable mChanged;
+    std::deque<Event> mEvents;
+};
+
+// A binding to the service, and what the framework does with it.
+class Probe {
+public:
+    Probe();
+
+    // False when there is no client that can be used. A client that is not built as the contract
+    // says ends the step, because nothing can be done with it.
+    bool bind();
+
+    // Sends an item that `write` fills. `read` gets the content of the reply.
+    sp<ServiceReply> request(int32_t code, ProbeItem::Writer write, ProbeReply::Reader read = {});
+    // One of the service's commands, with the arguments that have no meaning.
+    sp<ServiceReply> command(int32_t command, int32_t value, ProbeReply::Reader read = {});
+
+    Calls calls;
+    sp<accessory::ServiceClient> client;
+    // Given to the replies that the framework makes.
+    ProbeReply::Reader reader;
+    sp<ServiceReply> made;
+
+private:
+    sp<accessory::ServiceInfo> mInfo;
+};
+
+}  // namespace doctor
