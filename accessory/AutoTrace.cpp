@@ -13,8 +13,8 @@ AutoTrace::AutoTrace(const char* tag, const char* function, bool enabled)
 
 AutoTrace::~AutoTrace() {
     if (mEnabled) {
-        __android_log_print(ANDROID_LOG_DEBUG, mTag.string(), "[%s][%s] [--OUT--]", mTag.string(),
-                            mFunction.string());
+        __android_log_print(ANDROID_LOG_DEBUG, mTag.c_str(), "[%s][%s] [--OUT--]", mTag.c_str(),
+                            mFunction.c_str());
     }
 }
 

@@ -46,7 +46,7 @@ ZRMirvoVersion ZRMirvoManager::getVersion() {
     if (KnownVersion::hasServer(known)) return known;
     const android::String8 text = accessory::MirvoManager::getVersion();
     int numbers[3];
-    if (sscanf(text.string(), kThreeNumbers, &numbers[0], &numbers[1], &numbers[2]) < 3) {
+    if (sscanf(text.c_str(), kThreeNumbers, &numbers[0], &numbers[1], &numbers[2]) < 3) {
         logError("get version number error!\n");
         return known;
     }

@@ -24,20 +24,20 @@ Json none(ServiceItem&) {
 }
 
 Json versionArgument(ServiceItem& item) {
-    return {{"version", as<MVSItemManagerVersion>(item).version.string()}};
+    return {{"version", as<MVSItemManagerVersion>(item).version.c_str()}};
 }
 
 Json textArgument(ServiceItem& item) {
-    return {{"arg", as<MVSItemManagerCommon>(item).stringValue.string()}};
+    return {{"arg", as<MVSItemManagerCommon>(item).stringValue.c_str()}};
 }
 
 Json pathArgument(ServiceItem& item) {
-    return {{"path", as<MVSItemManagerCommon>(item).stringValue.string()}};
+    return {{"path", as<MVSItemManagerCommon>(item).stringValue.c_str()}};
 }
 
 Json bluetoothArguments(ServiceItem& item) {
     const auto& common = as<MVSItemManagerCommon>(item);
-    return {{"text", common.stringValue.string()}, {"value", common.intValue}};
+    return {{"text", common.stringValue.c_str()}, {"value", common.intValue}};
 }
 
 Json flagArgument(ServiceItem& item) {

@@ -130,7 +130,7 @@ Json answerShown(const Reply& reply, const Rule& rule) {
         const auto& ids = static_cast<MVSReplyAccessoryIds&>(*reply);
         shown["ids"] = std::vector<uint32_t>(ids.ids, ids.ids + ids.count);
     } else if (reply->type() == MVServiceReply::VERSION) {
-        shown["version"] = static_cast<MVSReplyVersion&>(*reply).version.string();
+        shown["version"] = static_cast<MVSReplyVersion&>(*reply).version.c_str();
     }
     if (rule.instead == Rule::Instead::kWrongClass) shown["mistype"] = replyName(reply->type());
     if (rule.delayMs > 0) shown["delay"] = rule.delayMs;

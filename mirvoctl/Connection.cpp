@@ -67,7 +67,7 @@ std::string versionOf(const sp<ServiceClient>& client) {
     if (reply == nullptr || reply->type() != MVSReplyVersion::kType) {
         throw Failure(kRefused, "the service does not answer as it should: restart it if it hangs");
     }
-    return static_cast<MVSReplyVersion&>(*reply).version.string();
+    return static_cast<MVSReplyVersion&>(*reply).version.c_str();
 }
 
 enum class Fit { kFits, kOther, kUnreadable };

@@ -65,7 +65,7 @@ public:
     void flag(bool value, int32_t yes, int32_t no) { mContent.writeInt32(value ? yes : no); }
 
     void text(const android::String8& value) {
-        const int32_t status = mContent.writeCString(value.string());
+        const int32_t status = mContent.writeCString(value.c_str());
         if (status != 0) {
             __android_log_print(ANDROID_LOG_WARN, nullptr, "writeCString ret error=%d", status);
         }
@@ -129,7 +129,7 @@ public:
             return;
         }
         // Most texts equal the one that the message was made with, so nothing has to be allocated.
-        if (strcmp(value.string(), received) != 0) value.setTo(received);
+        if (strcmp(value.c_str(), received) != 0) value.setTo(received);
     }
 
     void block(uint8_t*& data, int32_t& size, bool owned) {

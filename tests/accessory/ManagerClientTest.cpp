@@ -100,13 +100,13 @@ TEST_F(ManagerClientTest, asksForTheVersionOverABindingOfItsOwn) {
         framework.takeEvents();
         framework.answer(row.reply);
         const std::string client = std::to_string(framework.allClients());
-        EXPECT_STREQ(MirvoManager::getVersion().string(), row.version);
+        EXPECT_STREQ(MirvoManager::getVersion().c_str(), row.version);
         EXPECT_EQ(log.take(tag), row.lines);
         EXPECT_EQ(framework.takeEvents(),
                   (Lines{client + " bind mirvo.accessory.manager", client + R"( request 130: "")",
                          client + " release"}));
     }
-    EXPECT_STREQ(unbound([] { return MirvoManager::getVersion(); }).string(), "3.6.3");
+    EXPECT_STREQ(unbound([] { return MirvoManager::getVersion(); }).c_str(), "3.6.3");
     EXPECT_EQ(log.take(tag), Lines());
     EXPECT_EQ(framework.takeEvents(), (Lines{"5 bind mirvo.accessory.manager", "5 refused"}));
 }
