@@ -11,7 +11,7 @@ namespace {
 
 using namespace doctor;
 
-enum ExitStatus { kNothingBad = 0, kSomethingBad = 1, kBadCommand = 2 };
+enum ExitStatus { kNothingBad = 0, kSomethingBad = 1, kNoReport = 2 };
 
 constexpr char kHelp[] =
     "Usage: mirvo-doctor [OPTION...]\n"
@@ -26,7 +26,8 @@ constexpr char kHelp[] =
     "  --help           print this\n"
     "\n"
     "Each step is a line: good, bad with what to do about it, or not tried with why. The exit\n"
-    "status is 0 when nothing is bad, 1 when something is, and 2 for an unknown option.\n";
+    "status is 0 when nothing is bad, 1 when something is, and 2 for an unknown option or a\n"
+    "report that cannot be written.\n";
 
 const Step* stepNamed(const std::string& name) {
     for (const Step& step : steps()) {
@@ -86,6 +87,13 @@ void print(const Step& step, const Verdict& verdict) {
     fflush(stdout);
 }
 
+// What is left of the report is written here, so that a full disk or a closed pipe is noticed.
+int endReport(int status) {
+    if (fflush(stdout) == 0 && ferror(stdout) == 0) return status;
+    fputs("mirvo-doctor: the report cannot be written\n", stderr);
+    return kNoReport;
+}
+
 int runAll(const Options& options, int argc, char** argv) {
     // Steps that were bad, and those that were left out because of them.
     std::set<std::string> failed;
@@ -104,7 +112,7 @@ int runAll(const Options& options, int argc, char** argv) {
     }
     printf("%zu steps: %d good, %d bad, %d not tried\n", steps().size(), counts[0], counts[1],
            counts[2]);
-    return counts[1] == 0 ? kNothingBad : kSomethingBad;
+    return endReport(counts[1] == 0 ? kNothingBad : kSomethingBad);
 }
 
 }  // namespace
@@ -115,17 +123,17 @@ int main(int argc, char** argv) {
     bool help = false;
     if (!parse(argc, argv, options, name, help)) {
         fputs("mirvo-doctor: try mirvo-doctor --help\n", stderr);
-        return kBadCommand;
+        return kNoReport;
     }
     if (help) {
         fputs(kHelp, stdout);
-        return kNothingBad;
+        return endReport(kNothingBad);
     }
     if (name.empty()) return runAll(options, argc, argv);
     const Step* step = stepNamed(name);
     if (step == nullptr) {
         fprintf(stderr, "mirvo-doctor: there is no step %s\n", name.c_str());
-        return kBadCommand;
+        return kNoReport;
     }
     runHere(*step, options);
 }
