@@ -16,6 +16,7 @@
 #include <sstream>
 #include <system_error>
 
+#include "doctor/Place.h"
 #include "protocol/LogPriority.h"
 
 namespace doctor {
@@ -113,6 +114,7 @@ void runHere(const Step& step, const Options& options) {
     const int least = options.verbose ? ANDROID_LOG_DEBUG : ANDROID_LOG_SILENT;
     __android_log_set_minimum_priority(least);
     if (!options.verbose) accessory::setLogPriorityFromEnvironment();
+    concludeCrashes();
     conclude(step.run(options));
 }
 

@@ -33,27 +33,31 @@ bool isLetGo(const sp<ServiceNotifyListener>& listener) {
 
 Verdict listener(const Options& /*options*/) {
     Probe probe;
-    if (!probe.bind()) return bad("bindTo gives no client");
+    if (!probe.bind()) return bad("ServiceDiscoverer::bindTo gives no client");
     android::ProcessState::self()->startThreadPool();
     sp<ServiceNotifyListener> own = new ProbeListener;
     const int before = references(own);
+    calling("ServiceClient::setNotifyListener");
     probe.client->setNotifyListener(own);
     if (references(own) <= before) {
-        return bad("setNotifyListener does not keep the listener");
+        return bad("ServiceClient::setNotifyListener does not keep the listener");
     }
-    return good("setNotifyListener keeps the listener");
+    return good("ServiceClient::setNotifyListener keeps the listener");
 }
 
 Verdict notification(const Options& options) {
     Probe probe;
-    if (!probe.bind()) return bad("bindTo gives no client");
+    if (!probe.bind()) return bad("ServiceDiscoverer::bindTo gives no client");
     android::ProcessState::self()->startThreadPool();
     const sp<ProbeListener> own = new ProbeListener;
     sp<ServiceNotifyListener> given = own;
+    calling("ServiceClient::setNotifyListener");
     probe.client->setNotifyListener(given);
     const auto event = own->next(seconds(options.wait));
     if (probe.calls.itemCode != 0) {
-        return bad("the framework asks the item factory for a notification");
+        return bad(
+            "ServiceProtocol: the framework asks itemFactory for a notification, not "
+            "notifyFactory");
     }
     if (!event) {
         if (probe.calls.notifyCode == 0) {
@@ -65,23 +69,29 @@ Verdict notification(const Options& options) {
     }
     if (event->type != probe.calls.notifyCode && event->type != ServiceStatusNotify::kType) {
         return bad("a notification with the code " + std::to_string(event->type) +
-                   " came, which the notify factory has not made");
+                   " came, which the ServiceNotifyFactory has not made");
     }
     return good("a notification with the code " + std::to_string(event->type) + " came");
 }
 
 Verdict removal(const Options& /*options*/) {
     Probe probe;
-    if (!probe.bind()) return bad("bindTo gives no client");
+    if (!probe.bind()) return bad("ServiceDiscoverer::bindTo gives no client");
     android::ProcessState::self()->startThreadPool();
     sp<ServiceNotifyListener> own = new ProbeListener;
+    calling("ServiceClient::setNotifyListener");
     probe.client->setNotifyListener(own);
+    calling("ServiceClient::removeNotifyListener");
     probe.client->removeNotifyListener(own);
-    if (!isLetGo(own)) return bad("removeNotifyListener does not let go of the listener");
+    if (!isLetGo(own))
+        return bad("ServiceClient::removeNotifyListener does not let go of the listener");
     // The library may do this, too, when it is released while the service is being lost.
+    calling("ServiceClient::removeNotifyListener");
     probe.client->removeNotifyListener(own);
     probe.client.clear();
-    return good("removeNotifyListener lets go of the listener, and the client can be released");
+    return good(
+        "ServiceClient::removeNotifyListener lets go of the listener, and the client can be "
+        "released");
 }
 
 }  // namespace doctor

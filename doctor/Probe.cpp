@@ -10,10 +10,11 @@ namespace {
 
 using namespace accessory;
 
-class ReplyFactory final : public ServiceReplyFactory {
+class ReplyFactory final : public Guarded<ServiceReplyFactory, Side::kReplyFactory> {
 public:
     explicit ReplyFactory(Probe& probe) : mProbe(probe) {}
     sp<ServiceReply> create(int type) override {
+        enter("create");
         mProbe.calls.replyCode = type;
         const sp<ProbeReply> reply = new ProbeReply(mProbe.calls.reply, type);
         reply->read = mProbe.reader;
@@ -25,10 +26,11 @@ private:
     Probe& mProbe;
 };
 
-class NotifyFactory final : public ServiceNotifyFactory {
+class NotifyFactory final : public Guarded<ServiceNotifyFactory, Side::kNotifyFactory> {
 public:
     explicit NotifyFactory(Probe& probe) : mProbe(probe) {}
     sp<ServiceNotify> create(int type) override {
+        enter("create");
         mProbe.calls.notifyCode = type;
         return new ProbeNotify(mProbe.calls.notify, type);
     }
@@ -37,10 +39,11 @@ private:
     Probe& mProbe;
 };
 
-class ItemFactory final : public ServiceItemFactory {
+class ItemFactory final : public Guarded<ServiceItemFactory, Side::kItemFactory> {
 public:
     explicit ItemFactory(Probe& probe) : mProbe(probe) {}
     sp<ServiceItem> create(int type) override {
+        enter("create");
         mProbe.calls.itemCode = type;
         return new ProbeItem(mProbe.calls.item, type);
     }
@@ -49,16 +52,23 @@ private:
     Probe& mProbe;
 };
 
-class Protocol final : public ServiceProtocol {
+class Protocol final : public Guarded<ServiceProtocol, Side::kProtocol> {
 public:
     explicit Protocol(Probe& probe)
         : mProbe(probe),
           mNotify(new NotifyFactory(probe)),
           mItem(new ItemFactory(probe)),
           mReply(new ReplyFactory(probe)) {}
-    sp<ServiceNotifyFactory> notifyFactory() override { return mNotify; }
-    sp<ServiceItemFactory> itemFactory() override { return mItem; }
+    sp<ServiceNotifyFactory> notifyFactory() override {
+        enter("notifyFactory");
+        return mNotify;
+    }
+    sp<ServiceItemFactory> itemFactory() override {
+        enter("itemFactory");
+        return mItem;
+    }
     sp<ServiceReplyFactory> replyFactory() override {
+        enter("replyFactory");
         ++mProbe.calls.replyFactory;
         return mReply;
     }
@@ -70,14 +80,18 @@ private:
     const sp<ServiceReplyFactory> mReply;
 };
 
-class Info final : public ServiceInfo {
+class Info final : public Guarded<ServiceInfo, Side::kInfo> {
 public:
     explicit Info(Probe& probe) : mProbe(probe), mProtocol(new Protocol(probe)) {}
     const char* servicename() override {
+        enter("servicename");
         ++mProbe.calls.servicename;
         return "mirvo.accessory.manager";
     }
-    sp<ServiceProtocol> protocol() override { return mProtocol; }
+    sp<ServiceProtocol> protocol() override {
+        enter("protocol");
+        return mProtocol;
+    }
 
 private:
     Probe& mProbe;
@@ -93,27 +107,30 @@ void checkContent(const void* content, const char* name) {
 
 }  // namespace
 
-template <typename Family>
-void ProbeMessage<Family>::serialization(sp<SerializationContent>& content) {
+template <typename Family, Side kSide>
+void ProbeMessage<Family, kSide>::serialization(sp<SerializationContent>& content) {
+    this->enter("serialization");
     ++mCalls.serialization;
     if (!write) return;
     checkContent(content.get(), "SerializationContent");
     write(*content);
 }
 
-template <typename Family>
-void ProbeMessage<Family>::deserialization(sp<DeserializationContent>& content) {
+template <typename Family, Side kSide>
+void ProbeMessage<Family, kSide>::deserialization(sp<DeserializationContent>& content) {
+    this->enter("deserialization");
     ++mCalls.deserialization;
     if (!read) return;
     checkContent(content.get(), "DeserializationContent");
     read(*content);
 }
 
-template class ProbeMessage<ServiceItem>;
-template class ProbeMessage<ServiceReply>;
-template class ProbeMessage<ServiceNotify>;
+template class ProbeMessage<ServiceItem, Side::kItem>;
+template class ProbeMessage<ServiceReply, Side::kReply>;
+template class ProbeMessage<ServiceNotify, Side::kNotify>;
 
 void ProbeListener::onNotify(sp<ServiceNotify>& notify) {
+    enter("onNotify");
     if (notify == nullptr) return;
     Event event = {notify->type(), 0};
     if (event.type == ServiceStatusNotify::kType) {
@@ -136,6 +153,7 @@ Probe::Probe() : mInfo(new Info(*this)) {}
 
 bool Probe::bind() {
     // Looked at before its references are counted, which its base is needed for.
+    calling("ServiceDiscoverer::bindTo");
     const sp<ServiceClient> bound = ServiceDiscoverer::self()->bindTo(mInfo);
     if (bound == nullptr) return false;
     const std::string fault = faultOfBase(bound.get());
@@ -149,6 +167,7 @@ sp<ServiceReply> Probe::request(int32_t code, ProbeItem::Writer write, ProbeRepl
     probe->write = std::move(write);
     reader = std::move(read);
     sp<ServiceItem> item = probe;
+    calling("ServiceClient::request");
     return client->request(item);
 }
 
@@ -156,6 +175,7 @@ sp<ServiceReply> Probe::command(int32_t command, int32_t value, ProbeReply::Read
     return request(
         MVServiceItem::MANAGER_COMMON,
         [=](SerializationContent& content) {
+            calling("SerializationContent");
             content.writeInt32(command);
             content.writeInt32(value);
             content.writeInt64(-1);

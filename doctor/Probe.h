@@ -8,6 +8,7 @@
 #include <mutex>
 #include <optional>
 
+#include "doctor/Contract.h"
 #include "protocol/MVCodes.h"
 #include "protocol/MVServiceMessages.h"
 #include "protocol/ServiceFramework.h"
@@ -40,8 +41,8 @@ struct Calls {
     std::atomic<int> replyCode{0}, notifyCode{0}, itemCode{0};
 };
 
-template <typename Family>
-class ProbeMessage : public Family {
+template <typename Family, Side kSide>
+class ProbeMessage : public Guarded<Family, kSide> {
 public:
     using Writer = std::function<void(SerializationContent&)>;
     using Reader = std::function<void(DeserializationContent&)>;
@@ -54,6 +55,7 @@ public:
     void serialization(sp<SerializationContent>& content) override;
     void deserialization(sp<DeserializationContent>& content) override;
     int32_t type() override {
+        this->enter("type");
         ++mCalls.type;
         return mCode;
     }
@@ -63,11 +65,11 @@ private:
     const int32_t mCode;
 };
 
-using ProbeItem = ProbeMessage<ServiceItem>;
-using ProbeReply = ProbeMessage<ServiceReply>;
-using ProbeNotify = ProbeMessage<ServiceNotify>;
+using ProbeItem = ProbeMessage<ServiceItem, Side::kItem>;
+using ProbeReply = ProbeMessage<ServiceReply, Side::kReply>;
+using ProbeNotify = ProbeMessage<ServiceNotify, Side::kNotify>;
 
-class ProbeListener : public accessory::ServiceNotifyListener {
+class ProbeListener : public Guarded<accessory::ServiceNotifyListener, Side::kListener> {
 public:
     // The code of a notification, and the status that the framework's own brings.
     struct Event {

@@ -16,7 +16,9 @@ constexpr int32_t kLargestBlock = 1 << 20;
 constexpr int32_t kNobody = -2;
 
 Verdict noService() {
-    return bad("bindTo gives no client, so there is no service \"mirvo.accessory.manager\"");
+    return bad(
+        "ServiceDiscoverer::bindTo gives no client, so there is no service "
+        "\"mirvo.accessory.manager\"");
 }
 
 std::string number(int64_t value) {
@@ -26,13 +28,15 @@ std::string number(int64_t value) {
 // The next text, which ends the step when it is none.
 std::string textOf(DeserializationContent& content) {
     const char* text = content.readCString();
-    if (text == nullptr) conclude(bad("readCString gives null where a text was written"));
+    if (text == nullptr)
+        conclude(bad("DeserializationContent::readCString gives null where a text was written"));
     for (size_t length = 0; length < kLongestText; ++length) {
-        if (!readable(text + length, 1)) conclude(bad("readCString gives no text"));
+        if (!readable(text + length, 1))
+            conclude(bad("DeserializationContent::readCString gives no text"));
         if (text[length] == '\0') return text;
         if (isprint(static_cast<unsigned char>(text[length])) == 0) break;
     }
-    conclude(bad("readCString gives something that is no text"));
+    conclude(bad("DeserializationContent::readCString gives something that is no text"));
 }
 
 Verdict noReply(const Probe& probe, const char* what) {
@@ -47,9 +51,9 @@ Verdict binding(const Options& /*options*/) {
     Probe probe;
     if (!probe.bind()) return noService();
     if (probe.calls.servicename == 0) {
-        return bad("there is a client, but ServiceInfo was not asked for the service's name");
+        return bad("there is a client, but ServiceInfo::servicename was not called");
     }
-    return good("bindTo gives a client for \"mirvo.accessory.manager\"");
+    return good("ServiceDiscoverer::bindTo gives a client for \"mirvo.accessory.manager\"");
 }
 
 Verdict request(const Options& /*options*/) {
@@ -59,27 +63,35 @@ Verdict request(const Options& /*options*/) {
         probe.request(MVServiceItem::MANAGER_VERSION,
                       [](SerializationContent& content) { content.writeCString(""); });
     const Calls& calls = probe.calls;
-    if (calls.item.type == 0) return bad("the item was not asked for its type");
-    if (calls.item.serialization == 0) return bad("the item was not asked to write itself");
-    if (calls.item.serialization > 1)
-        return bad("the item was asked to write itself more than once");
+    if (calls.item.type == 0) return bad("ServiceClient::request has not called ServiceItem::type");
+    if (calls.item.serialization == 0) {
+        return bad(std::string("ServiceItem::serialization was not called") +
+                   (calls.item.deserialization > 0 ? ", but deserialization was" : ""));
+    }
+    if (calls.item.serialization > 1) {
+        return bad("ServiceItem::serialization was called " + number(calls.item.serialization) +
+                   " times instead of once");
+    }
     if (reply == nullptr) {
-        if (calls.replyCode == 0)
-            return bad("request gives null: no reply came, or in no good order");
-        return bad("request gives null, although a reply with the code " + number(calls.replyCode) +
-                   " was made");
+        if (calls.replyCode == 0) return bad("ServiceClient::request gives null: no reply came");
+        return bad("ServiceClient::request gives null, although a reply with the code " +
+                   number(calls.replyCode) + " was made");
     }
     if (calls.replyFactory == 0 || calls.replyCode == 0) {
-        return bad("request gives something that the reply factory has not made");
+        return bad(
+            "ServiceClient::request gives something that the ServiceReplyFactory has not made: "
+            "ServiceProtocol::replyFactory was called " +
+            number(calls.replyFactory) + " times");
     }
-    if (reply != probe.made) return bad("request gives another reply than the factory made");
+    if (reply != probe.made)
+        return bad("ServiceClient::request gives another reply than the factory made");
     if (calls.replyCode != MVServiceReply::VERSION) {
         return bad("a request for the version is answered with the code " +
                    number(calls.replyCode));
     }
     if (calls.reply.deserialization != 1) {
-        return bad("the reply was asked to read itself " + number(calls.reply.deserialization) +
-                   " times");
+        return bad("ServiceReply::deserialization was called " +
+                   number(calls.reply.deserialization) + " times instead of once");
     }
     return good("a request for the service's version is answered");
 }
@@ -134,18 +146,21 @@ Verdict readBlocks(const Options& /*options*/) {
             conclude(notTried("the service has no HID descriptor (result " + number(result) +
                               "): try again when it has one"));
         }
-        if (size > kLargestBlock) conclude(bad("the size of a block reads " + number(size)));
+        if (size > kLargestBlock)
+            conclude(bad("DeserializationContent::readInt32 gives " + number(size) +
+                         " for the size of a block"));
         constexpr char kUntouched = '\x5a';
         constexpr size_t kBehind = 16;
         const auto length = static_cast<size_t>(size);
         std::string block(length + kBehind, kUntouched);
         content.readBuffer(block.data(), size);
         if (block.find_first_not_of(kUntouched) == std::string::npos) {
-            conclude(bad("readBuffer has not copied a block of " + number(size) + " bytes"));
+            conclude(bad("DeserializationContent::readBuffer has not copied a block of " +
+                         number(size) + " bytes"));
         }
         if (block.find_first_not_of(kUntouched, length) != std::string::npos) {
-            conclude(
-                bad("readBuffer has copied more than the " + number(size) + " bytes asked for"));
+            conclude(bad("DeserializationContent::readBuffer has copied more than the " +
+                         number(size) + " bytes asked for"));
         }
         conclude(good("a block of " + number(size) + " bytes was read"));
     });

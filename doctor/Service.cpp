@@ -64,10 +64,11 @@ Verdict lost(const Options& options) {
         return notTried("it stops the service: run the doctor with --disturb");
     }
     Probe probe;
-    if (!probe.bind()) return bad("bindTo gives no client");
+    if (!probe.bind()) return bad("ServiceDiscoverer::bindTo gives no client");
     android::ProcessState::self()->startThreadPool();
     const sp<ProbeListener> own = new ProbeListener;
     sp<ServiceNotifyListener> given = own;
+    calling("ServiceClient::setNotifyListener");
     probe.client->setNotifyListener(given);
     const auto deadline = steady_clock::now() + change("stop", options.stop);
     for (;;) {
@@ -76,8 +77,9 @@ Verdict lost(const Options& options) {
         if (!event) return bad("no notification of the framework's own came");
         if (event->type != ServiceStatusNotify::kType) continue;
         if (event->status != ServiceStatusNotify::kServiceLost) {
-            return bad("the framework's own notification has the status " +
-                       std::to_string(event->status) + ", not 2");
+            return bad(
+                "ServiceStatusNotify: the first field of the framework's own notification is " +
+                std::to_string(event->status) + ", not 2");
         }
         break;
     }

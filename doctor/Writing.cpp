@@ -56,12 +56,14 @@ bool textArrives(SerializationContent& content, int32_t& status) {
     const uint64_t value = Mark(1).value();
     char text[kWhole + 1] = {};
     memcpy(text, &value, kWhole);
+    calling("SerializationContent::writeCString");
     status = content.writeCString(text);
     return inMemory(text, kWhole);
 }
 
 bool int64Arrives(SerializationContent& content) {
     const uint64_t value = Mark(2).value();
+    calling("SerializationContent::writeInt64");
     content.writeInt64(static_cast<int64_t>(value));
     return Mark::found(value, kWhole);
 }
@@ -70,6 +72,7 @@ bool blockArrives(SerializationContent& content) {
     const uint64_t value = Mark(3).value();
     uint8_t block[kWhole];
     memcpy(block, &value, kWhole);
+    calling("SerializationContent::writeBuffer");
     content.writeBuffer(block, kWhole);
     return inMemory(block, kWhole);
 }
@@ -81,13 +84,15 @@ Verdict withContent(Look look) {
     if (!probe.bind()) return bad("bindTo gives no client");
     probe.request(MVServiceItem::MANAGER_VERSION,
                   [look](SerializationContent& content) { conclude(look(content)); });
-    return bad("the item was not asked to write itself");
+    return bad("ServiceItem::serialization was not called");
 }
 
 // `others` says whether anything that was written can be seen at all.
 Verdict missing(const char* operation, bool others) {
-    if (others) return bad(std::string(operation) + " does not write what it is given");
-    return notTried(std::string("what ") + operation +
+    if (others)
+        return bad("SerializationContent::" + std::string(operation) +
+                   " does not write what it is given");
+    return notTried(std::string("what SerializationContent::") + operation +
                     " writes cannot be seen in this process's memory");
 }
 
@@ -107,9 +112,11 @@ Verdict writtenTexts(const Options& /*options*/) {
     return withContent([](SerializationContent& content) {
         int32_t status = 0;
         const bool arrived = textArrives(content, status);
-        if (status != 0) return bad("writeCString reports the error " + std::to_string(status));
+        if (status != 0)
+            return bad("SerializationContent::writeCString reports the error " +
+                       std::to_string(status));
         if (!arrived) return missing("writeCString", int64Arrives(content));
-        return good("writeCString copies a text and reports no error");
+        return good("SerializationContent::writeCString copies a text and reports no error");
     });
 }
 
@@ -119,20 +126,22 @@ Verdict writtenIntegers(const Options& /*options*/) {
         using WriteInt32 = int32_t (*)(SerializationContent*, uint64_t);
         constexpr size_t kWriteInt32 = 1;
         const uint64_t value = Mark(4).value();
+        calling("SerializationContent::writeInt32");
         slot<WriteInt32>(content, kWriteInt32)(&content, value);
-        if (Mark::found(value, kWhole)) return bad("writeInt32 writes 64 bits");
+        if (Mark::found(value, kWhole))
+            return bad("SerializationContent::writeInt32 writes 64 bits");
         const bool half = Mark::found(value & UINT32_MAX, kHalf);
         const bool whole = int64Arrives(content);
         if (!half) return missing("writeInt32", whole);
         if (!whole) return missing("writeInt64", half);
-        return good("writeInt32 writes 32 bits and writeInt64 writes 64");
+        return good("SerializationContent::writeInt32 writes 32 bits and writeInt64 writes 64");
     });
 }
 
 Verdict writtenBlocks(const Options& /*options*/) {
     return withContent([](SerializationContent& content) {
         if (!blockArrives(content)) return missing("writeBuffer", int64Arrives(content));
-        return good("writeBuffer copies a block");
+        return good("SerializationContent::writeBuffer copies a block");
     });
 }
 

@@ -19,7 +19,7 @@
 // The service is in the same process and has accessory 7. What it does not know it answers with 42,
 // and before that it notifies, on the thread that requests. With a folder OTHER_FRAMEWORK_DIR,
 // every new listener is told of the accessory, on a thread of its own, and the service is lost when
-// a file "down" appears there.
+// a file "down" appears there. With OTHER_FRAMEWORK_COPIES it asks for each item once more.
 
 namespace accessory {
 namespace {
@@ -138,6 +138,10 @@ public:
         const sp<Writing> sent = new Writing;
         sp<SerializationContent> content = sent;
         item->serialization(content);
+        if (std::getenv("OTHER_FRAMEWORK_COPIES") != nullptr) {
+            const sp<ServiceItemFactory> factory = mProtocol->itemFactory();
+            if (factory != nullptr) factory->create(item->type());
+        }
         Writing received;
         Reading reading(sent->bytes);
         const int32_t code = answer(item->type(), reading, received);
