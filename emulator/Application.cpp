@@ -8,7 +8,6 @@
 
 #include <cerrno>
 #include <csignal>
-#include <cstdio>
 #include <system_error>
 #include <utility>
 
@@ -20,7 +19,7 @@ constexpr int kPatienceMs = 5000;
 
 }  // namespace
 
-bool Application::start(const std::vector<std::string>& command) {
+std::string Application::start(const std::vector<std::string>& command) {
     std::vector<char*> arguments;
     for (const std::string& word : command)
         arguments.push_back(const_cast<char*>(word.c_str()));
@@ -37,11 +36,10 @@ bool Application::start(const std::vector<std::string>& command) {
         posix_spawnp(&mProcess, arguments[0], nullptr, &attributes, arguments.data(), environ);
     posix_spawnattr_destroy(&attributes);
     if (error == 0) mDescriptor = static_cast<int>(syscall(SYS_pidfd_open, mProcess, 0));
-    if (error == 0 && mDescriptor >= 0) return true;
-    fprintf(stderr, "mirvo-emulator: cannot run %s: %s\n", arguments[0],
-            std::generic_category().message(error != 0 ? error : errno).c_str());
+    if (error == 0 && mDescriptor >= 0) return {};
+    const std::string reason = std::generic_category().message(error != 0 ? error : errno);
     if (error != 0) mProcess = -1;
-    return false;
+    return "cannot run " + command.front() + ": " + reason;
 }
 
 std::optional<int> Application::wait(tool::Waker& waker, std::optional<tool::Waker::Time> until) {

@@ -18,8 +18,8 @@ public:
     Application(const Application&) = delete;
     Application& operator=(const Application&) = delete;
 
-    // False, with a sentence on standard error, when it cannot be run.
-    bool start(const std::vector<std::string>& command);
+    // Answers the reason when it cannot be run, otherwise nothing.
+    std::string start(const std::vector<std::string>& command);
     // Waits until it has ended or the time is up. Its exit status, or 128 and the number of the
     // signal that killed it; nothing when `waker` was interrupted or the time was up first.
     std::optional<int> wait(tool::Waker& waker, std::optional<tool::Waker::Time> until);

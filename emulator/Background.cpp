@@ -15,11 +15,8 @@
 namespace emulator {
 namespace {
 
-bool complain(const std::string& what) {
-    const int error = errno;
-    fprintf(stderr, "mirvo-emulator: %s: %s\n", what.c_str(),
-            std::generic_category().message(error).c_str());
-    return false;
+std::string withReason(const std::string& what) {
+    return what + ": " + std::generic_category().message(errno);
 }
 
 // Waits for the child to serve or to end, and ends with what it says.
@@ -30,7 +27,10 @@ bool complain(const std::string& what) {
     }
     if (count == 1) {
         const bool printed = printf("%d\n", child) > 0 && fflush(stdout) == 0;
-        if (!printed) complain("cannot write to standard output");
+        if (!printed) {
+            fprintf(stderr, "mirvo-emulator: %s\n",
+                    withReason("cannot write to standard output").c_str());
+        }
         _exit(printed ? kDone : kNotServing);
     }
     int status = 0;
@@ -40,21 +40,18 @@ bool complain(const std::string& what) {
 
 }  // namespace
 
-bool redirectOutput(const std::string& file) {
+std::string redirectOutput(const std::string& file) {
     const int fd = open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-    if (fd < 0 || dup2(fd, STDOUT_FILENO) < 0) return complain("cannot write " + file);
+    if (fd < 0 || dup2(fd, STDOUT_FILENO) < 0) return withReason("cannot write " + file);
     close(fd);
-    return true;
+    return {};
 }
 
-void Background::enter() {
+std::string Background::enter() {
     int pipe[2];
     const bool piped = pipe2(pipe, O_CLOEXEC) == 0;
     const pid_t child = piped ? fork() : -1;
-    if (child < 0) {
-        complain("cannot go to the background");
-        _exit(kNotServing);
-    }
+    if (child < 0) return withReason("cannot go to the background");
     if (child > 0) {
         close(pipe[1]);
         leaveTo(child, pipe[0]);
@@ -64,13 +61,15 @@ void Background::enter() {
     setsid();
     const int none = open("/dev/null", O_RDWR | O_CLOEXEC);
     dup2(none, STDIN_FILENO);
-    // What is not asked for would keep those waiting who read what the starter prints.
-    dup2(none, STDOUT_FILENO);
     close(none);
+    return {};
 }
 
-void Background::ready() {
+void Background::ready(bool outputHasFile) {
     if (mStarter < 0) return;
+    // Whoever reads what the starter prints would otherwise wait for this process, too. Nothing was
+    // read from standard input, which leads to nobody.
+    if (!outputHasFile) dup2(STDIN_FILENO, STDOUT_FILENO);
     dup2(STDOUT_FILENO, STDERR_FILENO);
     const int starter = std::exchange(mStarter, -1);
     // Nobody has to wait for it.

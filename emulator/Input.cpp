@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "emulator/Completion.h"
 #include "emulator/ExitStatus.h"
 #include "emulator/Parser.h"
 #include "tool/LineReader.h"
@@ -20,23 +21,6 @@ std::string promptText(const Parser& parser) {
     return text + "> ";
 }
 
-// The commands, or operations, that may stand for the last word.
-std::vector<std::string> completions(const std::vector<std::string>& words) {
-    const bool first = words.size() == 1 || words[words.size() - 2] == "once";
-    std::vector<std::string> names = operationNames();
-    if (first) {
-        names.clear();
-        for (const tool::EmulatorCommand& command : tool::emulatorCommands()) {
-            if (names.empty() || names.back() != command.name) names.emplace_back(command.name);
-        }
-    }
-    const auto differs = [&](const std::string& name) {
-        return name.compare(0, words.back().size(), words.back()) != 0;
-    };
-    names.erase(std::remove_if(names.begin(), names.end(), differs), names.end());
-    return names;
-}
-
 }  // namespace
 
 bool standardInputHasCommands() {
@@ -47,7 +31,10 @@ bool standardInputHasCommands() {
 
 int runStandardInput(Script& script, bool keepGoing) {
     Parser parser;
-    tool::LineReader reader({"mirvo-emulator", [&] { return promptText(parser); }, completions});
+    const auto complete = [&](const std::vector<std::string>& words) {
+        return completions(script.service, words);
+    };
+    tool::LineReader reader({"mirvo-emulator", [&] { return promptText(parser); }, complete});
     const bool terminal = reader.atTerminal();
     int worst = kDone;
     size_t number = 0;
@@ -68,7 +55,7 @@ int runStandardInput(Script& script, bool keepGoing) {
     while (!script.over()) {
         // What a command has printed stands before the next prompt.
         if (terminal) script.printer.lines().flush();
-        const auto read = reader.next(script.waker());
+        const auto read = reader.next(script.waker(), script.deadline());
         if (!read) break;
         const std::string& line = *read;
         ++number;
@@ -90,7 +77,7 @@ int runStandardInput(Script& script, bool keepGoing) {
             if (!goesOn) return worst;
         }
     }
-    if (script.ended()) return worst;
+    if (script.over()) return script.failed() ? static_cast<int>(kNotMet) : worst;
     try {
         parser.finish();
     } catch (const SyntaxError& error) {

@@ -203,11 +203,23 @@ Json argumentsOf(const Request& request, ServiceItem& item) {
     return {{"item", item.type()}, {"command", commandOf(item)}};
 }
 
-size_t blockBytes(ServiceItem& item) {
+size_t variableBytes(ServiceItem& item) {
     int64_t bytes = 0;
-    if (item.type() == I::ACCESSORY_RAW_DATA) bytes = as<MVSItemAccessoryRawData>(item).size;
-    if (item.type() == I::ACCESSORY_TOUCH_EVENT) {
-        bytes = as<MVSItemAccessoryTouchEvent>(item).count * int64_t{3 * sizeof(int32_t)};
+    switch (item.type()) {
+        case I::MANAGER_VERSION:
+            return as<MVSItemManagerVersion>(item).version.size();
+        case I::MANAGER_COMMON:
+            return as<MVSItemManagerCommon>(item).stringValue.size();
+        case I::ACCESSORY_COMMON:
+            return as<MVSItemAccessoryCommon>(item).stringValue.size();
+        case I::ACCESSORY_RAW_DATA:
+            bytes = as<MVSItemAccessoryRawData>(item).size;
+            break;
+        case I::ACCESSORY_TOUCH_EVENT:
+            bytes = as<MVSItemAccessoryTouchEvent>(item).count * int64_t{3 * sizeof(int32_t)};
+            break;
+        default:
+            break;
     }
     return static_cast<size_t>(std::max<int64_t>(bytes, 0));
 }

@@ -55,8 +55,8 @@ Request identify(accessory::ServiceItem& item);
 // The arguments of a request by name.
 Json argumentsOf(const Request& request, accessory::ServiceItem& item);
 
-// The bytes that a request holds besides its numbers and texts.
-size_t blockBytes(accessory::ServiceItem& item);
+// The bytes that a request holds besides its numbers: texts and blocks.
+size_t variableBytes(accessory::ServiceItem& item);
 
 // The number of an operation, for arrays with kOperationCount places. Null has the last.
 size_t indexOf(const Operation* operation);

@@ -4,17 +4,13 @@
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <system_error>
+#include <utility>
 
 namespace emulator {
 namespace {
-
-// The mistakes of a whole file, each with its place.
-class FileErrors : public SyntaxError {
-public:
-    using SyntaxError::SyntaxError;
-};
 
 Action blockAction(const Parsed& opened, std::vector<Step> steps) {
     const auto program = std::make_shared<const std::vector<Step>>(std::move(steps));
@@ -40,12 +36,25 @@ bool isReaction(const Parsed& opened) {
     return !opened.arguments.has("count");
 }
 
-std::string withPlace(const std::string& place, const SyntaxError& error) {
-    const bool placed = dynamic_cast<const FileErrors*>(&error) != nullptr;
-    return placed ? error.what() : place + ": " + error.what();
+std::string textOf(const std::vector<Mistake>& mistakes) {
+    std::string text;
+    for (const Mistake& mistake : mistakes)
+        text += (text.empty() ? "" : "\n") + mistake.place + ": " + mistake.error;
+    return text;
+}
+
+// Whether the command only says how the service is from now on, so that it can be run before any
+// client finds the service.
+bool prepares(const Parsed& parsed) {
+    using tool::Section;
+    return parsed.command->section == Section::kAnswers ||
+           parsed.command->section == Section::kWorld;
 }
 
 }  // namespace
+
+FileErrors::FileErrors(std::vector<Mistake> all)
+    : SyntaxError(textOf(all)), mistakes(std::move(all)) {}
 
 std::vector<Step> Parser::feed(const std::string& line, const std::string& place) {
     const auto words = tool::splitWords(line);
@@ -59,7 +68,7 @@ std::vector<Step> Parser::feed(const std::string& line, const std::string& place
     mExpects = mExpects || expectsRequests(parsed);
     const std::string_view name = parsed.command->name;
     if (parsed.command->block) {
-        mBlocks.push_back({parsed, {place, parsed.line, {}}, {}});
+        mBlocks.push_back({parsed, {place, parsed.line, {}, isReaction(parsed)}, {}});
         return {};
     }
     if (name == "end") return close();
@@ -70,7 +79,7 @@ std::vector<Step> Parser::feed(const std::string& line, const std::string& place
         }
         return complete(readFile(path.string()));
     }
-    return complete({{place, parsed.line, actionOf(parsed)}});
+    return complete({{place, parsed.line, actionOf(parsed), prepares(parsed)}});
 }
 
 bool Parser::inReaction() const {
@@ -119,28 +128,30 @@ std::vector<Step> Parser::readFile(const std::string& path) {
     parser.mFiles.push_back(path);
     parser.mInReaction = inReaction();
     std::vector<Step> steps;
-    std::string errors;
+    std::vector<Mistake> mistakes;
     size_t number = 0;
     const auto place = [&] { return path + ":" + std::to_string(number); };
-    const auto note = [&](const SyntaxError& error) {
-        errors += (errors.empty() ? "" : "\n") + withPlace(place(), error);
-    };
-    for (std::string line; std::getline(file, line);) {
-        ++number;
+    std::string line;
+    const auto note = [&](const std::function<void()>& parse) {
         try {
+            parse();
+        } catch (const FileErrors& inner) {
+            mistakes.insert(mistakes.end(), inner.mistakes.begin(), inner.mistakes.end());
+        } catch (const SyntaxError& error) {
+            mistakes.push_back({place(), line, error.what()});
+        }
+    };
+    while (std::getline(file, line)) {
+        ++number;
+        note([&] {
             auto more = parser.feed(line, place());
             std::move(more.begin(), more.end(), std::back_inserter(steps));
-        } catch (const SyntaxError& error) {
-            note(error);
-        }
+        });
     }
     if (file.bad()) throw SyntaxError("cannot read " + path + ": " + reason());
-    try {
-        parser.finish();
-    } catch (const SyntaxError& error) {
-        note(error);
-    }
-    if (!errors.empty()) throw FileErrors(errors);
+    line.clear();
+    note([&] { parser.finish(); });
+    if (!mistakes.empty()) throw FileErrors(mistakes);
     mExpects = mExpects || parser.mExpects;
     return steps;
 }

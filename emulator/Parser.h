@@ -8,6 +8,20 @@
 
 namespace emulator {
 
+// A line of a file that cannot be understood.
+struct Mistake {
+    std::string place;
+    std::string line;
+    std::string error;
+};
+
+// The mistakes of a whole file. The text has a line for each, which begins with its place.
+class FileErrors : public SyntaxError {
+public:
+    explicit FileErrors(std::vector<Mistake> all);
+    std::vector<Mistake> mistakes;
+};
+
 // Makes a program of lines.
 class Parser {
 public:
@@ -24,8 +38,7 @@ public:
     // Whether any command so far looks at each request.
     bool expects() const { return mExpects; }
 
-    // All commands of a file. Throws SyntaxError with a line for each mistake, which begins with
-    // its place.
+    // All commands of a file. Throws FileErrors, or SyntaxError when it cannot be read.
     std::vector<Step> readFile(const std::string& path);
 
 private:

@@ -28,7 +28,8 @@ std::string Printer::dropped(size_t count) const {
     if (mOptions.json) {
         return tool::dump({{"time", mClock.milliseconds()}, {"dropped", count}});
     }
-    return "dropped " + std::to_string(count) + " lines that nobody read in time";
+    const std::string time = mOptions.timestamps ? mClock.prefix(mClock.milliseconds()) : "";
+    return time + "dropped " + std::to_string(count) + " lines that nobody read in time";
 }
 
 void Printer::ready(const std::string& service, const std::string& directory) {

@@ -40,7 +40,7 @@ uint64_t RequestLog::arrived(const Request& request,
     note(request, kArrived);
     if (!mKeeping) return 0;
     mKept.emplace_hint(mKept.end(), ++mNumber, Kept{request, item, false});
-    mBytes += blockBytes(*item);
+    mBytes += variableBytes(*item);
     while (mKept.size() > kMaxKept || mBytes > kMaxBytes) {
         forget(mKept.begin());
         ++mForgotten;
@@ -55,7 +55,7 @@ void RequestLog::settled(uint64_t number, const Request& request) {
 }
 
 void RequestLog::forget(std::map<uint64_t, Kept>::iterator kept) {
-    mBytes -= blockBytes(*kept->second.item);
+    mBytes -= variableBytes(*kept->second.item);
     mKept.erase(kept);
 }
 

@@ -29,7 +29,8 @@ struct Pattern {
 // at a time. What it holds is bounded, whoever asks for what.
 class RequestLog {
 public:
-    // The requests that are kept for `expect`, and the bytes of their blocks. The oldest go first.
+    // The requests that are kept for `expect`, and the bytes of their texts and blocks. The oldest
+    // go first.
     static constexpr size_t kMaxKept = 10'000;
     static constexpr size_t kMaxBytes = 32u << 20;
     // The accessories whose requests are counted each for itself: those that asked last.

@@ -14,8 +14,9 @@ void Script::limit(Milliseconds limit) {
 }
 
 void Script::run(const Step& step) {
-    Run(*this, /*reaction=*/false).one(step);
-    // As long as the command is known, since it may have taken too long.
+    // A limit that has passed is reported with the command at which it was found.
+    mStep = &step;
+    if (!over()) Run(*this, /*reaction=*/false).one(step);
     over();
     mStep = nullptr;
 }
@@ -71,7 +72,7 @@ void Script::quit() {
 bool Script::over() {
     if (mQuit || mFailed) return true;
     if (mWaker.interrupted()) return true;
-    if (!mLimit || steady_clock::now() < *mLimit) return false;
+    if (!late()) return false;
     fail("the script is not over after " + std::to_string(mLimitLength.count()) + " ms");
     return true;
 }
@@ -106,10 +107,14 @@ void Run::fail(const std::string& why) {
 
 void Run::push(const Event& event, std::optional<pid_t> process) {
     if (!mReaction) {
-        service.waitForRoom();
-        script.printer.lines().waitForRoom([this] { return over(); });
+        const auto over = [this] { return script.ended() || script.late(); };
+        service.waitForRoom(over);
+        script.printer.lines().waitForRoom(over);
+        if (over()) return;
     }
-    service.push(event, process);
+    if (service.push(event, process) == 0 && process) {
+        fail("process " + std::to_string(*process) + " is no client that listens");
+    }
 }
 
 }  // namespace emulator

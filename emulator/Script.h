@@ -24,6 +24,8 @@ struct Step {
     std::string place;
     std::string command;
     std::function<void(Run&)> action;
+    // Whether it only says how the service is from now on.
+    bool prepares = false;
 };
 
 // Kept by those who run it, which may be a reaction long after its line was read.
@@ -62,6 +64,8 @@ public:
 
     // Whether no further command is to run. Looks at the clock, too.
     bool over();
+    // Whether the limit has passed.
+    bool late() const { return mLimit && std::chrono::steady_clock::now() >= *mLimit; }
     bool interrupted() const { return mWaker.interrupted(); }
     // Whether the emulator is to end.
     bool ended() const { return mQuit || mWaker.interrupted(); }

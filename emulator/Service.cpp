@@ -44,17 +44,13 @@ void Service::stop() {
     mHost.stop();
 }
 
-void Service::push(const Event& event, std::optional<pid_t> process) {
+size_t Service::push(const Event& event, std::optional<pid_t> process) {
     mPrinter.event(event);
-    if (process) {
-        mHost.notify(event.notification, *process);
-    } else {
-        mHost.notify(event.notification);
-    }
+    return process ? mHost.notify(event.notification, *process) : mHost.notify(event.notification);
 }
 
-void Service::waitForRoom() {
-    mHost.waitForRoom(kPatienceMs);
+void Service::waitForRoom(const std::function<bool()>& over) {
+    mHost.waitForRoom(kPatienceMs, over);
 }
 
 size_t Service::waitUntilTaken(int milliseconds) {

@@ -38,10 +38,11 @@ public:
     bool stopping() const { return mStopping; }
 
     // Pushes the notification of an event, which is printed, to all clients or to one process.
-    void push(const Event& event, std::optional<pid_t> process);
-    // Waits until what has been pushed can be taken by clients that read. For the thread of the
-    // commands.
-    void waitForRoom();
+    // Answers how many clients it is for.
+    size_t push(const Event& event, std::optional<pid_t> process);
+    // Waits until what has been pushed can be taken by clients that read, or `over` holds. For the
+    // thread of the commands.
+    void waitForRoom(const std::function<bool()>& over);
     // Waits until what has been pushed has been taken, at most for so long. Answers how much has
     // not.
     size_t waitUntilTaken(int milliseconds);

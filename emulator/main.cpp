@@ -46,30 +46,54 @@ struct Options {
     bool exitWhenIdle = false;
 };
 
-bool readScript(Parser& parser, const std::string& path, std::vector<Step>& steps) {
-    try {
-        steps = parser.readFile(path);
-        return true;
-    } catch (const SyntaxError& error) {
-        fprintf(stderr, "%s\n", error.what());
-        return false;
-    }
+// Says why the emulator ends before its time.
+int refuse(Printer& printer, int exit, const std::string& error) {
+    Outcome outcome;
+    outcome.error = error;
+    outcome.exit = exit;
+    printer.outcome(outcome);
+    return exit;
 }
 
-// Runs the script, then standard input, then serves until something ends it.
-int serve(const Options& options, const std::vector<Step>& steps, Script& script) {
-    Application application;
-    if (!options.application.empty() && !application.start(options.application)) return kBadInput;
-    for (const Step& step : steps) {
-        if (script.over()) break;
-        script.run(step);
+// The commands of the script. Nothing when it cannot be understood, which it then says.
+std::optional<std::vector<Step>> readScript(Parser& parser, const std::string& path,
+                                            Printer& printer) {
+    if (path.empty()) return std::vector<Step>();
+    try {
+        return parser.readFile(path);
+    } catch (const FileErrors& errors) {
+        for (const Mistake& mistake : errors.mistakes)
+            printer.outcome({mistake.line, mistake.place, mistake.error, kBadInput});
+    } catch (const SyntaxError& error) {
+        refuse(printer, kBadInput, error.what());
     }
+    return std::nullopt;
+}
+
+using StepIterator = std::vector<Step>::const_iterator;
+
+StepIterator runWhile(Script& script, StepIterator step, StepIterator end, bool onlyPreparing) {
+    const auto over = [&] { return script.failed() || script.ended(); };
+    for (; step != end && (step->prepares || !onlyPreparing) && !over(); ++step)
+        script.run(*step);
+    return step;
+}
+
+// Runs the rest of the script, then standard input, then serves until something ends it.
+int serve(const Options& options, StepIterator step, StepIterator end, Script& script) {
+    Application application;
+    if (!options.application.empty()) {
+        const std::string error = application.start(options.application);
+        if (!error.empty()) return refuse(script.printer, kBadInput, error);
+    }
+    runWhile(script, step, end, /*onlyPreparing=*/false);
     if (script.failed()) return kNotMet;
     int status = kDone;
     const bool reads =
         (options.script.empty() && options.application.empty()) || options.thenPrompt;
     if (reads && !script.ended() && standardInputHasCommands()) {
         status = runStandardInput(script, options.keepGoing);
+        if (script.failed()) return kNotMet;
         if (status != kDone && !options.keepGoing) return status;
     }
     if (!options.application.empty()) {
@@ -99,33 +123,34 @@ size_t sayFarewell(Service& service, Script& script) {
     return left;
 }
 
-int run(const Options& options, tool::StandardOutput& output, Background& background) {
+int run(const Options& options, Printer& printer, tool::StandardOutput& output,
+        Background& background, size_t& notTaken) {
     if (!options.directory.empty()) tool::setServiceFolder(options.directory);
-    std::vector<Step> steps;
     Parser parser;
-    if (!options.script.empty() && !readScript(parser, options.script, steps)) return kBadInput;
+    const auto steps = readScript(parser, options.script, printer);
+    if (!steps) return kBadInput;
 
     tool::Waker waker(output);
-    Printer printer(output, options.printer);
     Service service(printer, waker);
     service.change([&](World& world) { world.version = options.version; });
     if (parser.expects() || options.script.empty() || options.thenPrompt) {
         service.look([](RequestLog& log) { log.keep(); });
     }
-    // The log says why.
-    if (!service.start()) return kNotServing;
-    background.ready();
+    Script script(service, printer, waker);
+    // No client is to find a service that is not yet as the script begins by saying.
+    const auto next = runWhile(script, steps->begin(), steps->end(), /*onlyPreparing=*/true);
+    if (!service.start()) {
+        return refuse(printer, kNotServing, "the service cannot be started: the log says why");
+    }
+    background.ready(!options.output.empty());
     const accessory::sp<accessory::ServiceInfo> info = new accessory::MirvoServiceInfo;
     printer.ready(info->servicename(), accessory::standin::serviceFolder().path);
-
-    Script script(service, printer, waker);
     if (!options.limit.empty()) {
         script.limit(std::chrono::milliseconds(*tool::toNumber<uint32_t>(options.limit)));
     }
-    const int status = serve(options, steps, script);
-    const size_t notTaken = sayFarewell(service, script);
+    const int status = serve(options, next, steps->end(), script);
+    notTaken = sayFarewell(service, script);
     service.stop();
-    printer.end(status, notTaken);
     return status;
 }
 
@@ -178,13 +203,29 @@ int main(int argc, char** argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
+        const bool asked = error.get_exit_code() == 0;
+        const auto isJson = [](const char* word) { return std::string_view(word) == "--json"; };
+        if (!asked && std::any_of(argv + 1, argv + argc, isJson)) {
+            options.printer.json = true;
+            Printer printer(output, options.printer);
+            printer.end(refuse(printer, kBadInput, error.what()), 0);
+            return kBadInput;
+        }
         std::ostringstream text;
-        const int status = app.exit(error, text) == 0 ? kDone : kBadInput;
+        app.exit(error, text);
         output.write(text.str());
-        return output.exitStatus("mirvo-emulator", status);
+        return output.exitStatus("mirvo-emulator", asked ? kDone : kBadInput);
     }
     Background background;
-    if (options.background) background.enter();
-    if (!options.output.empty() && !redirectOutput(options.output)) return kNotServing;
-    return output.exitStatus("mirvo-emulator", run(options, output, background));
+    std::string error = options.background ? background.enter() : "";
+    if (error.empty() && !options.output.empty()) error = redirectOutput(options.output);
+    int status = kNotServing;
+    {
+        Printer printer(output, options.printer);
+        size_t notTaken = 0;
+        status = error.empty() ? run(options, printer, output, background, notTaken)
+                               : refuse(printer, kNotServing, error);
+        printer.end(status, notTaken);
+    }
+    return output.exitStatus("mirvo-emulator", status);
 }

@@ -5,6 +5,7 @@
 
 #include "mirvoctl/Options.h"
 #include "tool/EventTable.h"
+#include "tool/FileNames.h"
 
 namespace mirvoctl {
 namespace {
@@ -135,6 +136,9 @@ Strings complete(Grammar::Place where, const Strings& words, const Ids& ids) {
     if (where == Grammar::Place::kCommandLine) options.declare(grammar.parser());
     Strings offered;
     for (std::string& word : candidates(grammar, words, ids)) {
+        // The shell that completes a command line knows files best.
+        if (word == kAnyFile && where == Grammar::Place::kShell)
+            return tool::fileNames(words.back());
         if (word == kAnyFile || word.compare(0, words.back().size(), words.back()) == 0) {
             offered.push_back(std::move(word));
         }

@@ -54,13 +54,18 @@ void Watcher::stop() {
 
 void Watcher::dispatch() {
     mQueue.dispatch();
-    android::AutoMutex lock(mLock);
-    mRoom.broadcast();
 }
 
 void Watcher::put(std::function<void()> task, size_t bytes) {
+    // There is room from the first event on: those behind it may take so long that the service
+    // would give this client up.
+    const auto run = [this, task = std::move(task)] {
+        task();
+        android::AutoMutex lock(mLock);
+        mRoom.broadcast();
+    };
     android::AutoMutex lock(mLock);
-    while (!mStopped && !mQueue.post(task, bytes))
+    while (!mStopped && !mQueue.post(run, bytes))
         mRoom.wait(mLock);
 }
 

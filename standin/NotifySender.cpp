@@ -17,6 +17,9 @@ using android::AutoMutex;
 
 namespace {
 
+// How often somebody who waits asks whether that is over.
+constexpr nsecs_t kOverSlice = ms2ns(50);
+
 // A longer reason is cut.
 constexpr size_t kMaxReason = 1000;
 
@@ -135,7 +138,7 @@ void NotifySender::wake() {
     eventfd_write(mWake.get(), 1);
 }
 
-bool NotifySender::waitForRoom(int milliseconds) {
+bool NotifySender::waitForRoom(int milliseconds, const std::function<bool()>& over) {
     AutoMutex lock(mMutex);
     for (;;) {
         bool room = true;
@@ -146,8 +149,8 @@ bool NotifySender::waitForRoom(int milliseconds) {
             const nsecs_t idle = systemTime() - listener->queue.lastProgress();
             patience = std::max(patience, ms2ns(milliseconds) - idle);
         }
-        if (room || patience == 0 || mStopping) return room;
-        mTaken.waitRelative(mMutex, patience);
+        if (room || patience == 0 || mStopping || (over && over())) return room;
+        mTaken.waitRelative(mMutex, over ? std::min(patience, kOverSlice) : patience);
     }
 }
 

@@ -41,7 +41,7 @@ public:
     bool add(UniqueFd fd, pid_t process, uint32_t number);
     // As the operations of ServiceHost.
     size_t notify(ServiceNotify& notify, pid_t process);
-    bool waitForRoom(int milliseconds);
+    bool waitForRoom(int milliseconds, const std::function<bool()>& over = nullptr);
     size_t waitUntilTaken(int milliseconds);
     std::vector<ServiceHost::Connection> connections() const;
     size_t clients() const;

@@ -29,7 +29,11 @@ size_t ServiceHost::notify(const sp<ServiceNotify>& notify, pid_t process) {
 }
 
 bool ServiceHost::waitForRoom(int milliseconds) {
-    return mHost->sender().waitForRoom(milliseconds);
+    return waitForRoom(milliseconds, nullptr);
+}
+
+bool ServiceHost::waitForRoom(int milliseconds, const std::function<bool()>& over) {
+    return mHost->sender().waitForRoom(milliseconds, over);
 }
 
 size_t ServiceHost::waitUntilTaken(int milliseconds) {

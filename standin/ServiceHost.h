@@ -89,6 +89,9 @@ public:
     // nothing for `milliseconds`; false when there is one. Not to be called from a handler, since
     // its client may be the one that is waited for.
     bool waitForRoom(int milliseconds);
+    // The same, but gives up, with false, once `over` holds. That is asked many times a second,
+    // with a lock held, so it must not wait.
+    bool waitForRoom(int milliseconds, const std::function<bool()>& over);
 
     // Waits until every client has taken what it was sent, at most for so many milliseconds.
     // Answers how many notifications were not taken, each client's counted for itself. What has

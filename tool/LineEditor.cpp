@@ -92,11 +92,14 @@ LineEditor& LineEditor::self(EditLine* editor) {
     return *static_cast<LineEditor*>(found);
 }
 
-std::optional<std::string> LineEditor::next(Waker& waker) {
+std::optional<std::string> LineEditor::next(Waker& waker, std::optional<Waker::Time> until) {
     // Setting the terminal up would stop a process in the background.
-    if (tcgetpgrp(STDIN_FILENO) != getpgrp() && !waitForInput(waker)) return std::nullopt;
+    if (tcgetpgrp(STDIN_FILENO) != getpgrp() && !waitForInput(waker, until)) {
+        return std::nullopt;
+    }
     if (mEditor == nullptr) open();
     mWaker = &waker;
+    mUntil = until;
     mText = mPrompt.text();
     el_resize(mEditor);
     int count = 0;
@@ -124,7 +127,7 @@ void LineEditor::remember(const char* line) {
 
 int LineEditor::readCharacter(EditLine* editor, wchar_t* character) {
     LineEditor& own = self(editor);
-    if (!waitForInput(*own.mWaker)) return -1;
+    if (!waitForInput(*own.mWaker, own.mUntil)) return -1;
     // A shell that ran meanwhile has set the terminal up for itself.
     termios settings = {};
     if (tcgetattr(STDIN_FILENO, &settings) == 0 && (settings.c_lflag & ICANON) != 0) {
@@ -155,7 +158,8 @@ unsigned char LineEditor::completeWord(EditLine* editor, int /*key*/) {
     const std::vector<std::string> offered = own.mPrompt.complete(*words);
     if (offered.empty()) return CC_ERROR;
     std::string added = commonBeginning(offered).substr(words->back().size());
-    if (offered.size() == 1) added += ' ';
+    const char end = offered.front().back();
+    if (offered.size() == 1 && end != '=' && end != '/') added += ' ';
     if (!added.empty()) return el_insertstr(editor, added.c_str()) == 0 ? CC_REFRESH : CC_ERROR;
     std::string list = "\n";
     for (const std::string& word : offered)

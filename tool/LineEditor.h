@@ -18,7 +18,7 @@ public:
     LineEditor& operator=(const LineEditor&) = delete;
 
     // As LineReader::next().
-    std::optional<std::string> next(Waker& waker);
+    std::optional<std::string> next(Waker& waker, std::optional<Waker::Time> until);
 
 private:
     void open();
@@ -36,6 +36,7 @@ private:
     History* const mHistory;
     // While a line is read.
     Waker* mWaker = nullptr;
+    std::optional<Waker::Time> mUntil;
 };
 
 }  // namespace tool

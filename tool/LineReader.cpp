@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <utility>
@@ -18,18 +19,18 @@ LineReader::LineReader(Prompt prompt) {
 
 LineReader::~LineReader() = default;
 
-std::optional<std::string> LineReader::next(Waker& waker) {
-    return mEditor != nullptr ? mEditor->next(waker) : nextPlain(waker);
+std::optional<std::string> LineReader::next(Waker& waker, std::optional<Waker::Time> until) {
+    return mEditor != nullptr ? mEditor->next(waker, until) : nextPlain(waker, until);
 }
 
-std::optional<std::string> LineReader::nextPlain(Waker& waker) {
+std::optional<std::string> LineReader::nextPlain(Waker& waker, std::optional<Waker::Time> until) {
     // Where the search for the end of the line goes on.
     size_t searched = mBegin;
     size_t end;
     while ((end = mBuffer.find('\n', searched)) == std::string::npos && !mEnded) {
         mBuffer.erase(0, std::exchange(mBegin, 0));
         searched = mBuffer.size();
-        if (!waitForInput(waker)) return std::nullopt;
+        if (!waitForInput(waker, until)) return std::nullopt;
         char bytes[65536];
         const ssize_t count = read(STDIN_FILENO, bytes, sizeof(bytes));
         if (count > 0) mBuffer.append(bytes, static_cast<size_t>(count));
@@ -41,14 +42,15 @@ std::optional<std::string> LineReader::nextPlain(Waker& waker) {
     return line;
 }
 
-bool waitForInput(Waker& waker) {
+bool waitForInput(Waker& waker, std::optional<Waker::Time> until) {
     // How often a process in the background looks whether it has come to the foreground, of which
     // nobody tells it.
     constexpr std::chrono::milliseconds kLook(200);
-    while (waker.waitReadable(STDIN_FILENO)) {
+    while (waker.waitReadable(STDIN_FILENO, until)) {
         const pid_t foreground = tcgetpgrp(STDIN_FILENO);
         if (foreground < 0 || foreground == getpgrp()) return true;
-        waker.waitUntil([] { return false; }, std::chrono::steady_clock::now() + kLook);
+        const auto look = std::chrono::steady_clock::now() + kLook;
+        waker.waitUntil([] { return false; }, until ? std::min(look, *until) : look);
     }
     return false;
 }

@@ -3,6 +3,7 @@
 #include <sys/resource.h>
 
 #include <fstream>
+#include <regex>
 #include <string>
 
 #include "tests/tools/ToolsFixture.h"
@@ -128,23 +129,56 @@ TEST_F(EmulatorLoadTest, aLineMayBeAsLongAsAMessage) {
     EXPECT_LT(secondsForLineOf(32u << 20), shortLine * 20);
 }
 
-TEST_F(EmulatorLoadTest, largeMessagesLeaveNoMemoryBehind) {
+TEST_F(EmulatorLoadTest, whatNobodyTakesIsCounted) {
+    Emulator emulator;
+    Process monitor({MIRVOCTL, "monitor"});
+    monitor.waitForLine("monitoring accessories=[7]");
+    monitor.signal(SIGSTOP);
+    emulator.tell("repeat 500\nhid 7 " + std::string(20'000, '4') + "\nend");
+    emulator.signal(SIGTERM);
+    EXPECT_EQ(0, emulator.wait());
+    EXPECT_TRUE(contains(emulator.errors(), " notifications were not taken by their clients"))
+        << emulator.errors();
+}
+
+TEST_F(EmulatorLoadTest, requestsLeaveNoMemoryBehind) {
     const std::string feature = mFolder.write("feature", std::string(16'000'000, 'A'));
-    const std::string script = mFolder.write("script", "ids 7\n");
+    const struct {
+        const char* what;
+        // Tells what is kept of each request, for those who expect it.
+        const char* script;
+        std::string request;
+        int count;
+        long kilobytes;
+    } kRows[] = {
+        {"blocks", "ids 7\n", "device 7 feature # @" + feature, 20, 50'000},
+        {"texts", "expect startup within 1000000\n", "connect " + std::string(1'000'000, 'A'), 100,
+         80'000},
+        {"accessories", "ids 7\n", "device # calibrate", 40'000, 4'000},
+    };
     // The address sanitizer keeps what was freed, unless it is told not to.
     const char* given = getenv("ASAN_OPTIONS");
     const std::string options = given == nullptr ? "" : given;
-    setenv("ASAN_OPTIONS", (options + ":quarantine_size_mb=1").c_str(), 1);
-    Process emulator({MIRVO_EMULATOR, "--quiet", "--script", script});
-    setenv("ASAN_OPTIONS", options.c_str(), 1);
-    emulator.waitForLine(readyLine());
-    const long before = residentKilobytes(emulator.pid());
-    std::string requests;
-    for (int i = 0; i < 20; ++i)
-        requests += "device 7 feature " + std::to_string(i) + " @" + feature + "\n";
-    EXPECT_EQ(0, ctl("--quiet shell", requests).status);
-    EXPECT_TRUE(eventually([&] { return residentKilobytes(emulator.pid()) < before + 50'000; }))
-        << before << ", " << residentKilobytes(emulator.pid());
+    for (const auto& row : kRows) {
+        SCOPED_TRACE(row.what);
+        const std::string script = mFolder.write("script", row.script);
+        setenv("ASAN_OPTIONS", (options + ":quarantine_size_mb=1").c_str(), 1);
+        Process emulator({MIRVO_EMULATOR, "--quiet", "--script", script});
+        setenv("ASAN_OPTIONS", options.c_str(), 1);
+        emulator.waitForLine(readyLine());
+        // The first requests take what all of them share.
+        ctl("--quiet shell", "device 1 calibrate\ndevice 7 calibrate\nconnect x");
+        const long before = residentKilobytes(emulator.pid());
+        std::string requests;
+        for (int i = 0; i < row.count; ++i) {
+            requests += std::regex_replace(row.request, std::regex("#"), std::to_string(i)) + "\n";
+        }
+        ctl("--quiet shell", requests);
+        EXPECT_TRUE(eventually([&] {
+            return residentKilobytes(emulator.pid()) < before + row.kilobytes;
+        })) << before
+            << ", " << residentKilobytes(emulator.pid());
+    }
 }
 
 }  // namespace

@@ -46,6 +46,7 @@ TEST_F(EmulatorScriptTest, expectationsAreMetOrEndTheScript) {
         {"wait-for startup\nwait-for startup 2 within 1", "startup", 4,
          ":3: waited for startup, which came 0 times instead of 2 within"},
         {"arrived startup\nwait-for startup\nquit", "startup", 0, ""},
+        {"to 1 hid 7 01", "", 4, ":2: process 1 is no client that listens"},
         {"wait 100000", "", 4, ":2: the script is not over after 20000 ms"},
     };
     for (const auto& row : kRows) {
@@ -64,6 +65,13 @@ TEST_F(EmulatorScriptTest, expectationsAreMetOrEndTheScript) {
         EXPECT_TRUE(contains(emulator.errors(), row.instead)) << emulator.errors();
         EXPECT_EQ(row.status != 0, contains(emulator.errors(), script)) << emulator.errors();
     }
+}
+
+TEST_F(EmulatorScriptTest, theLimitBoundsStandardInput) {
+    const std::string script = mFolder.write("script", "ids 7\n");
+    Process emulator({MIRVO_EMULATOR, "--limit", "1", "--then-prompt", "--script", script});
+    EXPECT_EQ(4, emulator.wait());
+    EXPECT_EQ("mirvo-emulator: the script is not over after 1 ms\n", emulator.errors());
 }
 
 TEST_F(EmulatorScriptTest, reactionsFollowTheAnswer) {

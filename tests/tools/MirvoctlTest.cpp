@@ -375,8 +375,8 @@ TEST_F(MirvoctlTest, aShellAtATerminalEditsAndCompletes) {
     setenv("SERVICE_FRAMEWORK_TIMEOUT_MS", "1000000", 1);
     const std::vector<std::string> shell = {
         "bash", "-c", R"(TERM=xterm script -qefc "$ZRMIRVO_RUNNER $0 shell" /dev/null)", MIRVOCTL};
-    // Only at a prompt is what is typed the shell's: before, the terminal itself edits the line, and
-    // control-C ends a tool that is at work.
+    // Only at a prompt is what is typed the shell's: before, the terminal itself edits the line,
+    // and control-C ends a tool that is at work.
     const auto prompted = [](Process& process) { process.waitForPart("mirvoctl> "); };
     Emulator emulator;
     Process first(shell);
@@ -407,6 +407,14 @@ TEST_F(MirvoctlTest, aShellAtATerminalEditsAndCompletes) {
     second.send("\x10\x10\x10\n");
     second.waitForPart("sendCalibrateEvent: ok");
     unsetenv("XDG_STATE_HOME");
+
+    // Completion finds files, those that have not been begun included.
+    prompted(second);
+    mFolder.write("only-one", "");
+    second.send("config-file " + mFolder.path() + "/only\t\x15");
+    second.waitForPart("/only");
+    second.waitForPart("-one");
+    second.send("\n");
 
     // What is typed during a command is kept, the end of the input included.
     prompted(second);
