@@ -142,12 +142,13 @@ public:
             const sp<ServiceItemFactory> factory = mProtocol->itemFactory();
             if (factory != nullptr) factory->create(item->type());
         }
-        Writing received;
-        Reading reading(sent->bytes);
-        const int32_t code = answer(item->type(), reading, received);
-        if (Reading(received.bytes).readInt32() == kUnknown) talk();
+        const sp<Writing> received = new Writing;
+        const sp<Reading> reading = new Reading(sent->bytes);
+        const int32_t code = answer(item->type(), *reading, *received);
+        const sp<Reading> status = new Reading(received->bytes);
+        if (status->readInt32() == kUnknown) talk();
         const sp<ServiceReply> reply = mProtocol->replyFactory()->create(code);
-        if (reply != nullptr) fill(*reply, received);
+        if (reply != nullptr) fill(*reply, *received);
         return reply;
     }
 
@@ -187,12 +188,12 @@ private:
     }
 
     sp<ServiceNotify> event(int32_t type, int32_t accessoryId) {
-        Writing values;
-        values.writeInt32(type);
-        values.writeInt32(accessoryId);
+        const sp<Writing> values = new Writing;
+        values->writeInt32(type);
+        values->writeInt32(accessoryId);
         const sp<ServiceNotify> notify =
             mProtocol->notifyFactory()->create(MVServiceNotify::MANAGER_COMMON);
-        fill(*notify, values);
+        fill(*notify, *values);
         return notify;
     }
 
@@ -231,7 +232,8 @@ ServiceDiscoverer* ServiceDiscoverer::self() {
 }
 
 sp<ServiceClient> ServiceDiscoverer::bindTo(sp<ServiceInfo>& info) {
-    if (isDown() || strcmp(info->servicename(), "mirvo.accessory.manager") != 0) return nullptr;
+    const std::string name = info->servicename();
+    if (isDown() || (name != "mirvo.accessory.manager" && name != "other.service")) return nullptr;
     return new OtherClient(*info);
 }
 
