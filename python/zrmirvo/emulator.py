@@ -134,7 +134,7 @@ class Emulator(Answers):
         trace: Optional[TracebackType],
     ) -> None:
         failure = None
-        if error is None and self.process.returncode == _NOT_MET:
+        if error is None and self._script and self.process.returncode == _NOT_MET:
             failure = self._why_ended(_NOT_MET, self.process.errors)
         self._clear_up()
         if failure is not None:
@@ -153,7 +153,7 @@ class Emulator(Answers):
     def _end(self) -> None:
         if self._process is None:
             return
-        if self._process.returncode is None and self._ready is not None:
+        if self._process.returncode is None:
             # One that hangs takes the signal that ends it once it goes on.
             self._signal(signal.SIGTERM)
             self._signal(signal.SIGCONT)
@@ -224,12 +224,16 @@ class Emulator(Answers):
         return {"SERVICE_FRAMEWORK_DIR": self.folder}
 
     def _signal(self, number: signal.Signals) -> None:
-        assert self._ready is not None
-        self._tools.run("kill", f"-{number.name[3:]}", str(self._ready["pid"]))
+        if not self._tools.prefix:
+            self.process.signal(number)
+        elif self._ready is not None:
+            self._tools.run("kill", f"-{number.name[3:]}", str(self._ready["pid"]))
 
     def hang(self) -> None:
         """Stops as a process that hangs, until resume()."""
         self._signal(signal.SIGSTOP)
+        if not self._tools.prefix:
+            self.process.wait_stopped()
 
     def resume(self) -> None:
         """Goes on after hang()."""

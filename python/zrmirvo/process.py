@@ -26,6 +26,11 @@ _TOOLS = ("mirvo-emulator", "mirvoctl", "mirvo-record")
 PATIENCE = 10.0
 
 
+def how_ended(status: int) -> str:
+    """The exit status of a process in words."""
+    return f"was killed by signal {-status}" if status < 0 else f"ended with status {status}"
+
+
 class Tools:
     """Where the tools are and how they are started.
 
@@ -218,8 +223,7 @@ class JsonProcess:
             status = self._child.wait(PATIENCE)
         except subprocess.TimeoutExpired:
             return ToolEnded(f"{self._name()} has closed its standard output")
-        how = f"was killed by signal {-status}" if status < 0 else f"ended with status {status}"
-        text = f"{self._name()} {how}:\n{self.errors}".rstrip(":\n")
+        text = f"{self._name()} {how_ended(status)}:\n{self.errors}".rstrip(":\n")
         return self._error_of(status, self.errors) or ToolEnded(text)
 
     def write(self, line: str) -> None:
@@ -233,12 +237,23 @@ class JsonProcess:
         except BrokenPipeError:
             raise self._end_error() from None
 
+    def signal(self, number: int) -> None:
+        """Sends a signal to the process, or nothing when it has ended."""
+        self._child.send_signal(number)
+
+    def wait_stopped(self) -> None:
+        """Waits until a signal to stop has stopped all of its threads."""
+        os.waitid(os.P_PID, self.pid, os.WSTOPPED | os.WEXITED | os.WNOWAIT)
+
     def wait(self, within: float = PATIENCE) -> int:
         """Its exit status once it has ended by itself; an AssertionError when it does not."""
         try:
-            return self._child.wait(within)
+            status = self._child.wait(within)
         except subprocess.TimeoutExpired:
             raise AssertionError(f"{self._name()} still runs after {within} s") from None
+        # What it has printed last is there, too.
+        self._reader.join(within)
+        return status
 
     def close(self, within: float = PATIENCE) -> int:
         """Ends the process, by force when it does not end by itself, and answers its status."""
