@@ -39,6 +39,8 @@ def test_introduces_itself_before_it_starts_the_service(emulator, started):
 
 def test_prepares_a_phone_that_is_plugged_in(emulator, started):
     plug_in(emulator)
+    display = next(r for r in emulator.requests if r.operation == "sendDisplayConfiguration")
+    assert list(display.arguments.values()) == [1280, 720, 160, 60, 0]
     assert [request.operation for request in emulator.requests if request.accessory == 7] == [
         "getMirvo",
         "setNotifier",
@@ -66,7 +68,11 @@ def test_shows_what_the_phone_sends(emulator, started):
 def test_goes_on_when_the_service_hangs(emulator, started):
     plug_in(emulator)
     emulator.once.silent("sendKeyEvent", accessory=7)
-    use(emulator)
+    emulator.hid(7, b"\x01\x80")
+    emulator.expect("sendKeyEvent", accessory=7, flag=True)
+    emulator.expect("sendKeyEvent", accessory=7, flag=False)
+    emulator.expect("sendTimeDateInquiry", accessory=7)
+    emulator.detach(7)
     started.expect_line("sendKeyEvent back down = 1")
     started.expect_line("ReleaseMirvoInstance")
 
