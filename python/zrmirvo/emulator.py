@@ -203,7 +203,7 @@ class Emulator(Answers):
             self._clients = value["clients"]
         elif "ok" in value:
             # What a script has come to has the name of its file.
-            place, _, number = value["place"].rpartition(":")
+            place, _, number = value.get("place", "").rpartition(":")
             if place == "<stdin>":
                 self._outcomes[int(number)] = value
 

@@ -1,5 +1,6 @@
 """Every object that the driver reads in these tests has to be as the tool's schema says."""
 
+import collections
 import json
 import os
 import pathlib
@@ -8,15 +9,34 @@ import jsonschema
 import pytest
 import zrmirvo.process
 
-SCHEMAS = pathlib.Path(__file__).resolve().parents[2] / "docs" / "schema"
-VALIDATORS = {
-    tool: jsonschema.Draft202012Validator(json.loads((SCHEMAS / f"{tool}.schema.json").read_text()))
+FOLDER = pathlib.Path(__file__).resolve().parents[2] / "docs" / "schema"
+SCHEMAS = {
+    tool: json.loads((FOLDER / f"{tool}.schema.json").read_text())
     for tool in ("mirvo-emulator", "mirvoctl")
 }
+VALIDATORS = {tool: jsonschema.Draft202012Validator(schema) for tool, schema in SCHEMAS.items()}
+
+
+@pytest.fixture
+def schemas():
+    """The schemas by the name of the tool."""
+    return SCHEMAS
+
+
+@pytest.fixture
+def validators():
+    """What checks an object by the name of the tool."""
+    return VALIDATORS
+
+
+@pytest.fixture
+def lines():
+    """What the tools have printed, by the name of the tool."""
+    return collections.defaultdict(list)
 
 
 @pytest.fixture(autouse=True)
-def schema_errors(monkeypatch):
+def schema_errors(monkeypatch, lines):
     """What does not fit the schemas; a test that wants nonsense clears it."""
     errors = []
     start = zrmirvo.process.JsonProcess.__init__
@@ -26,6 +46,7 @@ def schema_errors(monkeypatch):
 
         def validate(value):
             errors.extend(error.message for error in VALIDATORS[tool].iter_errors(value))
+            lines[tool].append(value)
             receive(value)
 
         start(self, command, environment, validate, *more)
