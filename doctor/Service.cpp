@@ -56,7 +56,7 @@ Verdict library(const Options& /*options*/) {
     if (status != 0) return bad("getIds gives the status " + std::to_string(status));
     return good("the library sees a service " + std::to_string(version.serverMajor) + "." +
                 std::to_string(version.serverMinor) + "." + std::to_string(version.serverPatch) +
-                " with " + std::to_string(count) + " accessories");
+                "; accessories attached: " + std::to_string(count));
 }
 
 Verdict lost(const Options& options) {
