@@ -1,7 +1,5 @@
 #pragma once
 
-#include <utils/Mutex.h>
-
 #include "accessory/Mirvo.h"
 #include "protocol/ServiceFramework.h"
 
@@ -44,9 +42,6 @@ private:
     // The listener's lock guards this.
     sp<MirvoNotifier> mNotifier;
     sp<MVNotifyListener> mListener;
-    // Not used. It keeps the size of this class, which applications that derive from it were built
-    // with.
-    android::Mutex mUnused;
 };
 
 }  // namespace accessory
