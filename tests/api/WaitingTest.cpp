@@ -1,4 +1,5 @@
 #include <atomic>
+#include <memory>
 #include <vector>
 
 #include "tests/api/Facade.h"
@@ -162,6 +163,100 @@ const Row kRows[] = {
     {Event::kError, {Act::kReleaseManager, Act::kReleaseManager}},
 };
 INSTANTIATE_TEST_SUITE_P(Rows, WaitingTest, testing::ValuesIn(kRows));
+
+// Waits that are no row of the table above.
+class WaiterTest : public FacadeTest {
+protected:
+    WaiterTest() { obtain(); }
+
+    Gate mGate;
+};
+
+TEST_F(WaiterTest, onlyTheCallThatRunsIsWaitedFor) {
+    Gate gates[3];
+    std::atomic<size_t> call{0};
+    Callback first([&](const std::string&) { EXPECT_TRUE(gates[call++].pass()); });
+    Callback second([&](const std::string&) { EXPECT_TRUE(gates[2].pass()); });
+    mInstance->RegisterCallback(&first);
+    mInstance->RegisterCallback(&second);
+    Task delivery([&] { deliverTo(kInstanceClient); });
+    ASSERT_TRUE(gates[0].isReached());
+    Task caller([&] { mInstance->UnregisterCallback(&first); });
+    EXPECT_TRUE(caller.waits());
+    // Neither another call of the same callback nor the next callback holds it up.
+    mInstance->RegisterCallback(&first);
+    mInstance->UnregisterCallback(&second);
+    mInstance->RegisterCallback(&second);
+    Task another([&] { deliverTo(kInstanceClient); });
+    ASSERT_TRUE(gates[1].isReached());
+    gates[0].open();
+    EXPECT_TRUE(caller.finishes());
+    gates[1].open();
+    EXPECT_TRUE(gates[2].isReached());
+    gates[2].open();
+}
+
+TEST_F(WaiterTest, aReleaseWaitsForTheErrorOfAnInstanceThatIsBeingMade) {
+    Gate disconnecting;
+    std::unique_ptr<Task> error;
+    std::unique_ptr<Task> releaser;
+    hold("131: 3,", disconnecting);
+    mLog.onLine([&](const std::string& line) {
+        const bool noted = line.find("Mirvo[c]][setNotifier] [--OUT") != std::string::npos;
+        if (!noted || error != nullptr) return;
+        const size_t client = mFramework.allClients() - 1;
+        error = std::make_unique<Task>([this, client] { deliver(client, kTransportFatal); });
+        EXPECT_TRUE(disconnecting.isReached());
+        releaser = std::make_unique<Task>([this] { release(); });
+        EXPECT_TRUE(releaser->waits());
+        disconnecting.open();
+        EXPECT_TRUE(releaser->finishes());
+    });
+    EXPECT_EQ(mManager->GetMirvoInstance(kAccessory), nullptr);
+    EXPECT_NE(releaser, nullptr);
+    mLog.onLine(nullptr);
+}
+
+TEST_F(WaiterTest, aRefusedReleaseWaitsForTheOneBeforeIt) {
+    ZRMirvoManager* const released = mManager;
+    mLog.onLine([&](const std::string& line) {
+        const bool destroyed = line.find("~ZRMirvoManagerImpl] [--IN") != std::string::npos;
+        EXPECT_TRUE(!destroyed || mGate.pass());
+    });
+    Task releaser([&] { release(); });
+    ASSERT_TRUE(mGate.isReached());
+    Task refused([&] { ZRMirvoManager::ReleaseInstance(released); });
+    EXPECT_TRUE(refused.waits());
+    mGate.open();
+    EXPECT_TRUE(releaser.finishes() && refused.finishes());
+    mLog.onLine(nullptr);
+}
+
+// The one that waits came before the second manager was released.
+TEST_F(WaiterTest, aRefusedReleaseDoesNotWaitForLaterReleases) {
+    ZRMirvoManager* const first = mManager;
+    Gate gates[2];
+    std::atomic<size_t> call{0};
+    Callback staying([&](const std::string&) {
+        const size_t number = call++;
+        release();
+        EXPECT_TRUE(gates[number].pass());
+    });
+    mManager->RegisterCallback(&staying);
+    Task delivery([&] { deliverTo(kManagerClient); });
+    ASSERT_TRUE(gates[0].isReached());
+    Task refused([&] { ZRMirvoManager::ReleaseInstance(first); });
+    EXPECT_TRUE(refused.waits());
+
+    const size_t client = mFramework.allClients();
+    mManager = ZRMirvoManager::GetInstance("3.6");
+    mManager->RegisterCallback(&staying);
+    Task another([&] { deliver(client, kAttached); });
+    ASSERT_TRUE(gates[1].isReached());
+    gates[0].open();
+    EXPECT_TRUE(refused.finishes());
+    gates[1].open();
+}
 
 }  // namespace
 }  // namespace zrmirvo

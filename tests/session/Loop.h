@@ -43,6 +43,17 @@ protected:
         static_cast<void>(mEmulator->waitForLine("> state 250 0"));
     }
 
+    // How many lines like this the emulator has printed so far.
+    size_t requests(const std::string& line) {
+        mEmulator->type("state 250 0");
+        EXPECT_TRUE(mEmulator->waitForLine("> state 250 0"));
+        const std::string& output = mEmulator->output();
+        size_t count = 0;
+        for (size_t at = 0; (at = output.find(line, at)) != std::string::npos; ++at)
+            ++count;
+        return count;
+    }
+
     // Has the phone 7, with its callback in place.
     zrmirvo::Phone phone(zrmirvo::Session& session) {
         std::unique_ptr<zrmirvo::Phone> found;

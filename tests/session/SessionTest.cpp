@@ -26,17 +26,6 @@ std::string text(ByteSpan bytes) {
     return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
-// How many lines like this the emulator has printed so far.
-size_t requests(testing_support::Process& emulator, const std::string& line) {
-    emulator.type("state 250 0");
-    EXPECT_TRUE(emulator.waitForLine("> state 250 0"));
-    const std::string& output = emulator.output();
-    size_t count = 0;
-    for (size_t at = 0; (at = output.find(line, at)) != std::string::npos; ++at)
-        ++count;
-    return count;
-}
-
 TEST_F(SessionTest, operationsReachTheServiceInTheirOrder) {
     startEmulator();
     Session session("3.6");
@@ -54,7 +43,7 @@ TEST_F(SessionTest, operationsReachTheServiceInTheirOrder) {
     };
     mEmulator->type("answer cookKeyEvent bytes 6F6B\nanswer cookTouchEvent bytes 6F6B");
     mEmulator->type("answer cookCalibrateEvent bytes 6F6B\ndescriptor-bytes 6F6B");
-    ASSERT_EQ(requests(*mEmulator, "key"), 0u);
+    ASSERT_EQ(requests("key"), 0u);
     const Row rows[] = {
         {[&] { return seven.key(Key::Back, Press::Down).get(); },
          "sendKeyEvent accessory=7 keyCode=4 flag=true -> result=0"},
@@ -96,7 +85,7 @@ TEST_F(SessionTest, operationsReachTheServiceInTheirOrder) {
     for (const Row& row : rows) {
         SCOPED_TRACE(row.line);
         EXPECT_EQ(row.run().text(), "done");
-        EXPECT_GE(requests(*mEmulator, row.line), 1u) << mEmulator->output();
+        EXPECT_GE(requests(row.line), 1u) << mEmulator->output();
     }
     EXPECT_TRUE(seven.appKey(Key::Back, Press::Up).get());
     EXPECT_TRUE(seven.appTouch(TouchAction::Up, points).get());
@@ -136,120 +125,6 @@ TEST_F(SessionTest, handlersAreToldOnTheLoop) {
     EXPECT_EQ(seven.key(Key::Back, Press::Down).get().code(), Code::Gone);
 }
 
-TEST_F(SessionTest, settingsAndPhonesComeBackWithTheService) {
-    startEmulator("attach 7\nattach 8");
-    Session session("3.6");
-    std::multiset<unsigned int> there;
-    std::string service;
-    session.onService([&](bool is) { service += is ? '+' : '-'; });
-    session.onPhone([&](const Phone& phone) {
-        there.insert(phone.id());
-        phone.onGone([&there, phone] { there.erase(there.find(phone.id())); });
-    });
-    session.configFile("/old");
-    const Pending<Status> set = session.configFile("/new");
-    session.bluetoothConfig("car", 1);
-    session.connect("usb");
-    const std::multiset<unsigned int> both{7, 8};
-    for (int life = 1; life <= 2; ++life) {
-        SCOPED_TRACE(life);
-        ASSERT_TRUE(dispatchUntil(session, [&] { return there == both; }));
-        EXPECT_TRUE(set.get());
-        mEmulator->type("attach 9\ndetach 8");
-        const std::multiset<unsigned int> other{7, 9};
-        ASSERT_TRUE(dispatchUntil(session, [&] { return there == other; }));
-        const std::string& output = mEmulator->output();
-        EXPECT_EQ(requests(*mEmulator, "setConfigFile"), 1u);
-        EXPECT_LT(output.find("setConfigFile path=\"/new\""), output.find("startup"));
-        EXPECT_LT(output.find("setBluetoothConfig text=\"car\" value=1"), output.find("startup"));
-        EXPECT_LT(output.find("startup"), output.find("connect arg=\"usb\""));
-        mEmulator->kill();
-        ASSERT_TRUE(dispatchUntil(session, [&] { return there.empty(); }));
-        startEmulator("attach 7\nattach 8");
-    }
-    ASSERT_TRUE(dispatchUntil(session, [&] { return there == both; }));
-    EXPECT_EQ(service, "+-+-+");
-    // What has been disconnected is not connected again, and what was shut down is not started.
-    EXPECT_TRUE(session.disconnect("usb").get());
-    EXPECT_TRUE(session.shutdown().get());
-    startEmulator("attach 7");
-    const std::multiset<unsigned int> one{7};
-    ASSERT_TRUE(dispatchUntil(session, [&] { return there == one; }));
-    EXPECT_TRUE(session.ids().get());
-    EXPECT_EQ(requests(*mEmulator, "startup"), 0u);
-    EXPECT_EQ(session.connect("bt").get().code(), Code::Refused);
-    EXPECT_TRUE(session.startup().get());
-    EXPECT_TRUE(session.ids().get());
-    EXPECT_EQ(requests(*mEmulator, "connect arg=\"usb\""), 0u);
-    EXPECT_EQ(requests(*mEmulator, "connect arg=\"bt\""), 1u);
-}
-
-TEST_F(SessionTest, aRefusedStartupIsRepeated) {
-    startEmulator("once answer startup 5\nonce mistype startup\nattach 7");
-    Session session("3.6");
-    EXPECT_TRUE(phone(session).calibrate().get());
-    // Also one that the application asks for.
-    mEmulator->type("once answer startup 5");
-    EXPECT_EQ(requests(*mEmulator, "startup"), 3u);
-    EXPECT_EQ(session.startup().get().value(), 5);
-    EXPECT_TRUE(testing_support::eventually([&] { return requests(*mEmulator, "startup") == 5; }));
-}
-
-TEST_F(SessionTest, aPhoneThatIsNotToBeHadAtOnceIsTriedAgain) {
-    // The second list is the one after the start.
-    for (const char* fault :
-         {"once answer getMirvo 5", "once normal getIds\nonce mistype getIds"}) {
-        SCOPED_TRACE(fault);
-        startEmulator(std::string(fault) + "\nattach 7");
-        Session session("3.6");
-        EXPECT_EQ(phone(session).id(), 7u);
-        EXPECT_EQ(requests(*mEmulator, "mistype") + requests(*mEmulator, "result=5"), 1u);
-    }
-}
-
-TEST_F(SessionTest, anotherVersionIsFinal) {
-    // A process keeps the version that it has read first.
-    if (!testing_support::inProcessOfItsOwn()) return;
-    startEmulator("version 3.7.1");
-    Session session("3.6");
-    std::vector<ZRMirvoVersion> told;
-    session.onVersionMismatch([&](const ZRMirvoVersion& versions) { told.push_back(versions); });
-    ASSERT_TRUE(dispatchUntil(session, [&] { return !told.empty(); }));
-    EXPECT_EQ(told[0].clientMinor, 6);
-    EXPECT_EQ(told[0].serverMinor, 7);
-    EXPECT_EQ(session.startup().get().code(), Code::VersionMismatch);
-    startEmulator();
-    EXPECT_EQ(session.startup().get().code(), Code::VersionMismatch);
-    session.dispatch();
-    EXPECT_EQ(told.size(), 1u);
-}
-
-TEST_F(SessionTest, aVersionThatCannotBeReadIsAskedForAgain) {
-    if (!testing_support::inProcessOfItsOwn()) return;
-    startEmulator("version x\nattach 7");
-    Session session("3.6");
-    std::vector<bool> told;
-    session.onService([&](bool there) { told.push_back(there); });
-    ASSERT_TRUE(dispatchUntil(session, [&] { return !told.empty(); }));
-    mEmulator->type("version 3.6.9");
-    EXPECT_EQ(phone(session).id(), 7u);
-    EXPECT_EQ(told, (std::vector<bool>{false, true}));
-}
-
-TEST_F(SessionTest, whoBeginsBeforeTheServiceChecksNoVersion) {
-    if (!testing_support::inProcessOfItsOwn()) return;
-    Session session("3.6");
-    std::vector<bool> told;
-    session.onService([&](bool there) { told.push_back(there); });
-    ASSERT_TRUE(dispatchUntil(session, [&] { return !told.empty(); }));
-    EXPECT_EQ(session.startup().get().code(), Code::NoService);
-    startEmulator("version 3.7.0\nattach 7");
-    EXPECT_EQ(session.versions().get().status.code(), Code::NoService);
-    Phone seven = phone(session);
-    EXPECT_EQ(told, (std::vector<bool>{false, true}));
-    EXPECT_EQ(session.versions().get().value.serverPatch, 3);
-}
-
 TEST_F(SessionTest, eachEndOfARequestHasItsStatus) {
     startEmulator("answer sendCalibrateEvent 5\nmistype sendForceLandscape\nattach 7");
     Session::Options options;
@@ -274,7 +149,7 @@ TEST_F(SessionTest, eachEndOfARequestHasItsStatus) {
 
     // One request takes long, two wait too long, and the others find no room.
     mEmulator->type("once delay sendKeyEvent 1000");
-    EXPECT_EQ(requests(*mEmulator, "sendKeyEvent"), 0u);
+    EXPECT_EQ(requests("sendKeyEvent"), 0u);
     std::vector<Code> codes;
     const auto note = [&](Status status) { codes.push_back(status.code()); };
     found->key(Key::Back, Press::Up).then(note);
@@ -321,7 +196,7 @@ TEST_F(SessionTest, movesAreMergedUnlessSomethingLiesBetween) {
         EXPECT_TRUE(session.ids().get());
         std::string sent;
         for (unsigned int x = 1; x <= 8; ++x) {
-            if (requests(*mEmulator, " time=" + std::to_string(x) + " ") == 1) {
+            if (requests(" time=" + std::to_string(x) + " ") == 1) {
                 sent += std::to_string(x);
             }
         }
