@@ -2,6 +2,8 @@
 #
 #   -DZRMIRVO_TOOLS=OFF -DZRMIRVO_STANDIN=OFF    the library alone, which needs neither CLI11 nor JSON
 #   -DZRMIRVO_FRAMEWORK_LIBRARY=PATH             linked against the maker's framework
+#
+# RunPath.cmake has one more, ZRMIRVO_ANDROID_RPATH, which says where installed files look.
 
 include(CMakeDependentOption)
 

@@ -25,9 +25,9 @@ struct ZRMirvoVersion {
 //
 // Threads: thread-safe, and every operation may be called from inside any callback. An operation
 // that asks the service waits for its answer, at most for the request timeout of the service
-// framework, and holds no lock meanwhile; GetMirvoInstance asks twice and also waits for its new
-// binding to be heard. A service that is gone, dead, hung or talking nonsense never does more harm
-// than that: the operation fails, with one line in the log.
+// framework, and holds no lock meanwhile. GetMirvoInstance asks twice, and also waits until the
+// service has agreed to send events over the new binding. A service that is gone, dead, hung or
+// talking nonsense never does more harm than that: the operation fails, with one line in the log.
 //
 // No operation may begin once the release of the manager has begun. One has begun when it has taken
 // references to what it needs, in its first few instructions and before its first line in the log;

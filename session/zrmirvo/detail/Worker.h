@@ -44,8 +44,8 @@ namespace zrmirvo::detail {
 // - Losses come before comings and goings of phones, those before attempts, those before requests.
 // - LOST is entered when the library says that the service is lost, when getIds does not answer 0
 //   any more, and when the queue of events has overflown. After an overflow SEEKING waits until the
-//   loop has dispatched the loss, since the queue would overflow again. Whether a lost service still
-//   answers is not tried: the library has let its binding go, so this manager fails for ever.
+//   loop has dispatched the loss, since the queue would overflow again. Nobody tries whether a lost
+//   service still answers: the library has let its binding go, so this manager fails for ever.
 // - All that it posts to the loop has reserved room. A phone's last event is posted behind its
 //   release, so nothing can follow it, and holds all handlers of the phone.
 // - Closing ends it between two calls; it then releases the manager, and posts nothing.
