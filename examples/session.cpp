@@ -2,6 +2,7 @@
 // the recovery. It prints each status and each event, and ends with 0 when everything went well.
 
 #include <zrmirvo/Session.h>
+#include <zrmirvo/Version.h>
 
 #include <iomanip>
 #include <iostream>
@@ -27,7 +28,7 @@ static void print(const char* event, ByteSpan bytes) {
 
 int main() {
     int lives = 0;
-    Session session("3.6");
+    Session session(ZRMIRVO_VERSION_TEXT);
     session.bluetoothConfig("Head unit", 1).then(report("bluetoothConfig"));
     session.configFile("/etc/head_unit/projection.conf").then(report("configFile"));
     session.connect("usb").then(report("connect"));

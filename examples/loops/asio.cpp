@@ -18,7 +18,7 @@ static void wait(Descriptor& descriptor, zrmirvo::Session& session) {
 
 int main() {
     boost::asio::io_context context;
-    zrmirvo::Session session("3.6");
+    zrmirvo::Session session(ZRMIRVO_VERSION_TEXT);
     headUnit(session, [&] { context.stop(); });
 
     // A duplicate, since the session closes its own.

@@ -12,7 +12,7 @@ static gboolean dispatch(gint, GIOCondition, gpointer session) {
 int main() {
     GMainLoop* loop = g_main_loop_new(nullptr, FALSE);
     {
-        zrmirvo::Session session("3.6");
+        zrmirvo::Session session(ZRMIRVO_VERSION_TEXT);
         headUnit(session, [&] { g_main_loop_quit(loop); });
 
         const guint source = g_unix_fd_add(session.fd(), G_IO_IN, dispatch, &session);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <zrmirvo/Session.h>
+#include <zrmirvo/Version.h>
 
 #include <functional>
 #include <iostream>

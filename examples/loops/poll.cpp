@@ -6,7 +6,7 @@
 
 int main() {
     bool ends = false;
-    zrmirvo::Session session("3.6");
+    zrmirvo::Session session(ZRMIRVO_VERSION_TEXT);
     headUnit(session, [&] { ends = true; });
 
     pollfd entry{session.fd(), POLLIN, 0};

@@ -7,7 +7,7 @@
 
 int main(int argc, char** argv) {
     QCoreApplication application(argc, argv);
-    zrmirvo::Session session("3.6");
+    zrmirvo::Session session(ZRMIRVO_VERSION_TEXT);
     headUnit(session, [] { QCoreApplication::quit(); });
 
     QSocketNotifier notifier(session.fd(), QSocketNotifier::Read);

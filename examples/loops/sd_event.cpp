@@ -14,7 +14,7 @@ int main() {
     sd_event* loop = nullptr;
     if (sd_event_default(&loop) < 0) return 1;
     {
-        zrmirvo::Session session("3.6");
+        zrmirvo::Session session(ZRMIRVO_VERSION_TEXT);
         headUnit(session, [&] { sd_event_exit(loop, 0); });
 
         sd_event_source* source = nullptr;
