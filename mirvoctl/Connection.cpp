@@ -55,8 +55,7 @@ sp<ServiceClient> bindFor(std::chrono::milliseconds wait) {
     if (client != nullptr) return client;
     const sp<ServiceInfo> info = new MirvoServiceInfo;
     throw Failure(kNoService, "there is no service \"" + std::string(info->servicename()) +
-                                  "\" in " +
-                                  tool::servicePlace() +
+                                  "\" in " + tool::servicePlace() +
                                   ": start it, or mirvo-emulator in its place, as the same user and"
                                   " with the same folder");
 }
