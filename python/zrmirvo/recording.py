@@ -3,7 +3,6 @@
 from __future__ import annotations
 
 import json
-import subprocess
 from typing import Iterator, Optional
 
 from .errors import NotJson, Refused
@@ -13,8 +12,8 @@ from .process import Json, Tools
 class Recording:
     """A file of recorded messages; iterates over them as objects.
 
-    for message in Recording("drive.pcapng"):
-        print(message["time"], message.get("request"))
+    for message in Recording("trip.pcapng"):
+        print(message["time"], message.get("request"), message.get("answer"))
     """
 
     def __init__(self, path: str, tools: Optional[Tools] = None) -> None:
@@ -22,13 +21,16 @@ class Recording:
         self._tools = tools or Tools()
 
     def __iter__(self) -> Iterator[Json]:
-        command = self._tools.command("mirvoctl", "recording", "show", self.path, "--json")
-        run = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, check=False)
+        self._tools.fitting("mirvoctl")
+        show = ("--json", "recording", "show", self.path)
+        run = self._tools.run(self._tools.find("mirvoctl"), *show)
         if run.returncode != 0:
-            raise Refused(run.stderr.decode(errors="replace").strip())
+            raise Refused(run.stderr.strip())
         for line in run.stdout.splitlines():
             try:
-                yield json.loads(line)
+                message = json.loads(line)
             except ValueError:
-                text = line.decode(errors="replace")
-                raise NotJson(f"mirvoctl printed what is no JSON: {text}") from None
+                raise NotJson(f"mirvoctl printed what is no JSON: {line}") from None
+            # The last line tells what the command has come to.
+            if "operation" not in message:
+                yield message
