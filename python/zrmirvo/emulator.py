@@ -241,7 +241,12 @@ class Emulator(Answers):
 
     def die(self) -> None:
         """Ends as by a crash."""
-        self._signal(signal.SIGKILL)
+        if self._script is None:
+            # Its own command first prints what there is to print, and is read when it goes on.
+            self.process.write("die")
+            self._signal(signal.SIGCONT)
+        else:
+            self._signal(signal.SIGKILL)
         self.process.wait()
 
     def quit(self) -> None:
