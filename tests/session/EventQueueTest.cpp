@@ -121,6 +121,17 @@ TEST(EventQueueTest, whatFindsNoRoomIsCountedInItsPlace) {
     }
 }
 
+TEST(EventQueueTest, whoIsToldOfAnOverflowKeepsItsState) {
+    EventQueue queue({0, 0});
+    size_t all = 0;
+    queue.onOverflow([&all, sum = size_t{0}](size_t count) mutable { all = sum += count; });
+    for (int i = 0; i < 2; ++i) {
+        queue.post([] {});
+        queue.dispatch();
+    }
+    EXPECT_EQ(all, 2u);
+}
+
 // Writes down what it is told.
 class Recorder final : public ZRMirvoCallback, public ZRMirvoManagerCallback {
 public:

@@ -17,6 +17,8 @@
 #include <type_traits>
 #include <utility>
 
+#include "Handler.h"
+
 namespace zrmirvo::detail {
 
 // Events that were refused one after the other, and the number of the first.
@@ -205,10 +207,8 @@ public:
         }
         if (event != nullptr) {
             event->run();
-        } else if (mOnOverflow) {
-            // A copy, since it may replace itself.
-            const std::function<void(size_t)> tell = mOnOverflow;
-            tell(missing.count);
+        } else {
+            mOnOverflow(missing.count);
         }
         return true;
     }
@@ -233,8 +233,7 @@ public:
 
     // Forgets everything, for good. On the loop's thread.
     void close() {
-        const std::function<void(size_t)> tell = std::move(mOnOverflow);
-        mOnOverflow = nullptr;
+        const Handler<size_t> tell = std::exchange(mOnOverflow, {});
         EventList dropped;
         const std::lock_guard lock(mLock);
         mClosed = true;
@@ -244,7 +243,7 @@ public:
     }
 
     // On the loop's thread.
-    void onOverflow(std::function<void(size_t)> tell) { mOnOverflow = std::move(tell); }
+    void onOverflow(std::function<void(size_t)> tell) { mOnOverflow.set(std::move(tell)); }
 
     // Whether the caller is inside an event that it runs itself.
     bool dispatchedHere() const { return mDispatcher == std::this_thread::get_id(); }
@@ -296,7 +295,7 @@ private:
     const size_t mMaxBytes;
     const int mFd;
     // Belongs to the loop's thread.
-    std::function<void(size_t)> mOnOverflow;
+    Handler<size_t> mOnOverflow;
     std::atomic<std::thread::id> mDispatcher{};
 
     std::mutex mLock;
