@@ -173,6 +173,7 @@ TEST_F(SessionTest, movesAreMergedUnlessSomethingLiesBetween) {
         startEmulator();
         Session::Options options;
         options.mergeMoves = merges;
+        options.longestWait = std::chrono::milliseconds::max();
         Session session("3.6", options);
         Phone seven = phone(session);
         mEmulator->signal(SIGSTOP);

@@ -21,6 +21,14 @@ namespace zrmirvo::detail {
 
 using Clock = std::chrono::steady_clock;
 
+// The time after `pause`, which may be as long as can be said.
+inline Clock::time_point after(std::chrono::milliseconds pause) {
+    using std::chrono::milliseconds;
+    const Clock::time_point now = Clock::now();
+    const auto most = std::chrono::duration_cast<milliseconds>(Clock::time_point::max() - now);
+    return pause < most ? now + pause : Clock::time_point::max();
+}
+
 class Control;
 class Touch;
 
@@ -84,7 +92,7 @@ public:
     // Puts a request at the end of the queue, or merges it into the last one of its phone, or ends
     // it. The request that it has become.
     std::shared_ptr<Request> enqueue(std::shared_ptr<Request> request) {
-        const Clock::time_point latest = Clock::now() + mOptions.longestWait;
+        const Clock::time_point latest = after(mOptions.longestWait);
         std::unique_lock lock(mLock);
         PhoneState* phone = request->phone();
         const std::shared_ptr<Request> last = phone == nullptr ? nullptr : phone->mLast;

@@ -122,8 +122,9 @@ private:
     }
 
     void later() {
-        mAttempt = Clock::now() + mPause;
-        mPause = std::min(2 * mPause, mCore->mOptions.longestPause);
+        const std::chrono::milliseconds longest = mCore->mOptions.longestPause;
+        mAttempt = after(mPause);
+        mPause = mPause < longest / 2 ? 2 * mPause : longest;
     }
 
     // Does what is to be done and has not succeeded so far.
