@@ -168,6 +168,23 @@ TEST_F(SessionTest, eachEndOfARequestHasItsStatus) {
     EXPECT_EQ(second.startup().get().code(), Code::SecondSession);
 }
 
+TEST_F(SessionTest, aPhoneThatIsGoneTakesNoRoom) {
+    startEmulator();
+    Session::Options options;
+    options.requests = 1;
+    Session session("3.6", options);
+    const Phone seven = phone(session);
+    bool gone = false;
+    seven.onGone([&] { gone = true; });
+    mEmulator->type("detach 7");
+    ASSERT_TRUE(dispatchUntil(session, [&] { return gone; }));
+    mEmulator->signal(SIGSTOP);
+    for (int i = 0; i < 3; ++i)
+        session.ids();
+    EXPECT_EQ(seven.calibrate().get().code(), Code::Gone);
+    mEmulator->signal(SIGCONT);
+}
+
 TEST_F(SessionTest, movesAreMergedUnlessSomethingLiesBetween) {
     for (const bool merges : {true, false}) {
         startEmulator();

@@ -82,8 +82,10 @@ public:
     const std::shared_ptr<SessionCore> mSession;
     const unsigned int mId;
 
-    // The request that was queued last, if it still waits. Guarded by the session's lock.
+    // Guarded by the session's lock: the request that was queued last, if it still waits, and
+    // whether no other is taken any more.
     std::shared_ptr<Request> mLast;
+    bool mGone = false;
 
     // Belongs to the session's thread. Null once the phone is gone.
     ZRMirvo* mInstance = nullptr;

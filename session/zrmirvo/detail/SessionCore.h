@@ -100,9 +100,9 @@ public:
             last->mLatest = latest;
             return last;
         }
-        if (mFate != Fate::Open || mRequests.size() >= mOptions.requests) {
-            const Status status =
-                mFate == Fate::Open ? Status(Status::Code::QueueFull) : fateStatus();
+        const bool over = mFate != Fate::Open || (phone != nullptr && phone->mGone);
+        if (over || mRequests.size() >= mOptions.requests) {
+            const Status status = over ? fateStatus() : Status(Status::Code::QueueFull);
             lock.unlock();
             request->refuse(status);
             return request;

@@ -277,6 +277,10 @@ private:
 
     void end(const Line& line) {
         line.phone->mInstance = nullptr;
+        {
+            const std::lock_guard lock(mCore->mLock);
+            line.phone->mGone = true;
+        }
         mCore->mQueue.postEvent(std::make_unique<GoneEvent>(line.phone));
     }
 
