@@ -170,7 +170,7 @@ public:
 
     // Starts the service, with the settings. The session does so by itself, at each recovery again.
     Pending<Status> startup() { return control(Control::What::Startup); }
-    // Stops the service until startup(), across recoveries.
+    // Stops the service until startup(), across recoveries. While it waits, nothing is started.
     Pending<Status> shutdown() { return control(Control::What::Shutdown); }
 
     // Lists the numbers of the phones, at most ten. onPhone tells of all.

@@ -72,6 +72,23 @@ TEST_F(SessionTest, aRefusedStartupIsRepeated) {
     EXPECT_TRUE(testing_support::eventually([&] { return requests("startup") == 5; }));
 }
 
+TEST_F(SessionTest, aShutdownBeforeTheStartPreventsItUnlessItIsTooLate) {
+    for (const bool late : {false, true}) {
+        SCOPED_TRACE(late);
+        startEmulator(late ? "once delay getIds 1000\nattach 7" : "attach 7");
+        Session::Options options;
+        if (late) options.longestWait = std::chrono::milliseconds(500);
+        Session session("3.6", options);
+        session.configFile("/kept");
+        EXPECT_EQ(session.shutdown().get().code(), late ? Code::TooLate : Code::Done);
+        phone(session);
+        const size_t starts = late ? 1 : 0;
+        EXPECT_TRUE(testing_support::eventually([&] { return requests("startup") == starts; }));
+        EXPECT_TRUE(session.startup().get());
+        EXPECT_EQ(requests("startup"), starts + 1);
+    }
+}
+
 TEST_F(SessionTest, aPhoneThatIsNotToBeHadAtOnceIsTriedAgain) {
     // The second list is the one after the start.
     for (const char* fault :

@@ -132,7 +132,7 @@ private:
         mAttempt.reset();
         if (mManager == nullptr) {
             seek();
-        } else if (mWanted && !mStarted) {
+        } else if (mWanted && !mStarted && !shutdownWaits()) {
             absorb();
             start();
         } else {
@@ -167,6 +167,16 @@ private:
         SessionCore* core = mCore.get();
         post([core, version] { core->mHandlers.versionMismatch(version); });
         mCore->end(SessionCore::Fate::VersionMismatch);
+    }
+
+    // Whether the application has asked for a shutdown meanwhile, before which nothing is started.
+    bool shutdownWaits() {
+        const std::lock_guard lock(mCore->mLock);
+        const auto& requests = mCore->mRequests;
+        return std::any_of(requests.begin(), requests.end(), [](const auto& request) {
+            const Control* control = request->control();
+            return control != nullptr && control->what() == Control::What::Shutdown;
+        });
     }
 
     // The settings before, startup, connect after it.
@@ -326,6 +336,8 @@ private:
             request->refuse(Status(Code::Gone));
         } else if (late) {
             request->refuse(Status(Code::TooLate));
+            // The start may have waited for a shutdown that does not come.
+            if (control != nullptr && mManager != nullptr) mAttempt = Clock::now();
         } else if (control != nullptr) {
             control->finish(perform(*control));
         } else if (mManager == nullptr) {
