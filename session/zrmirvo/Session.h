@@ -149,8 +149,8 @@ public:
     // ZRMirvoManager that does the same. One that is not sent within Options::longestWait is not
     // sent any more.
 
-    // The settings are kept, whatever their status, and sent at each start of the service: these
-    // two before `startup`.
+    // The settings are kept and sent at each start of the service, these two before `startup`. They
+    // are kept whatever their status, save for Refused because of the text, and QueueFull.
     Pending<Status> configFile(std::string path) {
         return control(Control::What::ConfigFile, std::move(path));
     }
