@@ -67,6 +67,21 @@ TEST_F(EmulatorScriptTest, expectationsAreMetOrEndTheScript) {
     }
 }
 
+// So that memory does not grow with every accessory that is ever named.
+TEST_F(EmulatorScriptTest, onlyTheLastAccessoriesAreCounted) {
+    const std::string script = mFolder.write(
+        "script", "wait-for shutdown\nwait-for getMirvo@1001\nwait-for getMirvo@1 within 1\n");
+    Process emulator({MIRVO_EMULATOR, "--quiet", "--script", script});
+    emulator.waitForLine(readyLine());
+    std::string requests;
+    for (int id = 1; id <= 1001; ++id)
+        requests += "device " + std::to_string(id) + " calibrate\n";
+    ctl("--quiet shell", requests + "shutdown");
+    EXPECT_EQ(4, emulator.wait());
+    EXPECT_TRUE(contains(emulator.errors(), ":3: waited for getMirvo@1, which came 0 times"))
+        << emulator.errors();
+}
+
 TEST_F(EmulatorScriptTest, theLimitBoundsStandardInput) {
     const std::string script = mFolder.write("script", "ids 7\n");
     Process emulator({MIRVO_EMULATOR, "--limit", "1", "--then-prompt", "--script", script});
