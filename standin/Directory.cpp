@@ -30,9 +30,7 @@ std::string serviceDirectory() {
 bool checkDirectory(const std::string& path) {
     struct stat status;
     if (lstat(withoutSlash(path).c_str(), &status) != 0) {
-        if (errno != ENOENT) {
-            logError("cannot use %s: %s", path.c_str(), errorText(errno).c_str());
-        }
+        logError("cannot use %s: %s", path.c_str(), errorText(errno).c_str());
         return false;
     }
     const char* fault = !S_ISDIR(status.st_mode)          ? "it is no directory"
