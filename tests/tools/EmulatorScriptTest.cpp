@@ -67,19 +67,35 @@ TEST_F(EmulatorScriptTest, expectationsAreMetOrEndTheScript) {
     }
 }
 
-// So that memory does not grow with every accessory that is ever named.
-TEST_F(EmulatorScriptTest, onlyTheLastAccessoriesAreCounted) {
-    const std::string script = mFolder.write(
-        "script", "wait-for shutdown\nwait-for getMirvo@1001\nwait-for getMirvo@1 within 1\n");
-    Process emulator({MIRVO_EMULATOR, "--quiet", "--script", script});
-    emulator.waitForLine(readyLine());
-    std::string requests;
+// So that memory grows neither with every accessory that is ever named nor with long texts.
+TEST_F(EmulatorScriptTest, onlyTheLastRequestsAreKnown) {
+    std::string calibrations;
     for (int id = 1; id <= 1001; ++id)
-        requests += "device " + std::to_string(id) + " calibrate\n";
-    ctl("--quiet shell", requests + "shutdown");
-    EXPECT_EQ(4, emulator.wait());
-    EXPECT_TRUE(contains(emulator.errors(), ":3: waited for getMirvo@1, which came 0 times"))
-        << emulator.errors();
+        calibrations += "device " + std::to_string(id) + " calibrate\n";
+    const std::string longText(1'000'000, 'A');
+    std::string texts = "connect first\n";
+    for (int i = 0; i < 40; ++i)
+        texts += "connect " + longText + "\n";
+    const struct {
+        const char* script;
+        std::string requests;
+        const char* error;
+    } kRows[] = {
+        {"wait-for getMirvo@1001\nwait-for getMirvo@1 within 1\nquit", calibrations,
+         ":3: waited for getMirvo@1, which came 0 times"},
+        {"expect connect arg=A\nquit", "connect A\n", ""},
+        {"expect connect arg=first within 1\nquit", texts, ":2: expected connect arg=\"first\""},
+    };
+    for (const auto& row : kRows) {
+        SCOPED_TRACE(row.script);
+        const std::string script =
+            mFolder.write("script", std::string("wait-for shutdown\n") + row.script);
+        Process emulator({MIRVO_EMULATOR, "--quiet", "--script", script});
+        emulator.waitForLine(readyLine());
+        ctl("--quiet shell", row.requests + "shutdown");
+        EXPECT_EQ(*row.error == '\0' ? 0 : 4, emulator.wait());
+        EXPECT_TRUE(contains(emulator.errors(), row.error)) << emulator.errors();
+    }
 }
 
 TEST_F(EmulatorScriptTest, theLimitBoundsStandardInput) {
