@@ -23,7 +23,7 @@ Action blockAction(const Parsed& opened, std::vector<Step> steps) {
     const bool once = std::string_view(opened.command->name) == "on-next";
     return [program, once, target = opened.arguments.target()](Run& run) {
         const auto reaction = [program, &script = run.script] {
-            Run(script, /*reaction=*/true).all(*program);
+            Run(script, Origin::kReaction).all(*program);
         };
         run.service.changeReactions([&](Service::Reactions& reactions) {
             if (once) return reactions.once(target, reaction);

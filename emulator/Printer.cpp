@@ -37,6 +37,11 @@ void Printer::ready(const std::string& service, const std::string& directory) {
     put({{"ready", service}, {"directory", directory}, {"pid", getpid()}});
 }
 
+void Printer::page(const std::string& address) {
+    if (!mOptions.json) return put("page: " + address);
+    put({{"page", address}});
+}
+
 void Printer::outcome(const Outcome& outcome) {
     const bool good = outcome.error.empty();
     if (mOptions.json) {

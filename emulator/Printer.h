@@ -46,8 +46,9 @@ public:
 
     Printer(tool::StandardOutput& output, const Options& options);
 
-    // Not even --quiet hides these two: others wait for them.
+    // Not even --quiet hides these three: others wait for them.
     void ready(const std::string& service, const std::string& directory);
+    void page(const std::string& address);
     void outcome(const Outcome& outcome);
 
     void request(const Request& request, accessory::ServiceItem& item, const Asker& asker,

@@ -16,7 +16,7 @@ void Script::limit(Milliseconds limit) {
 void Script::run(const Step& step) {
     // A limit that has passed is reported with the command at which it was found.
     mStep = &step;
-    if (!over()) Run(*this, /*reaction=*/false).one(step);
+    if (!over()) Run(*this, Origin::kScript).one(step);
     over();
     mStep = nullptr;
 }
@@ -86,17 +86,21 @@ void Run::all(const std::vector<Step>& steps) {
 
 void Run::one(const Step& step) {
     mStep = &step;
-    if (!mReaction) script.mStep = &step;
+    if (mOrigin == Origin::kScript) script.mStep = &step;
     step.action(*this);
 }
 
 void Run::pause(uint32_t milliseconds) {
-    if (mReaction) return service.delay(milliseconds);
+    if (mOrigin != Origin::kScript) return service.delay(milliseconds);
     script.pause(Script::Milliseconds(milliseconds));
 }
 
 void Run::fail(const std::string& why) {
-    if (!mReaction) return script.fail(why);
+    if (mOrigin == Origin::kScript) return script.fail(why);
+    if (mOrigin == Origin::kPage) {
+        mFailure = why;
+        return;
+    }
     Outcome outcome;
     outcome.command = mStep->command;
     outcome.place = mStep->place;
@@ -106,8 +110,12 @@ void Run::fail(const std::string& why) {
 }
 
 void Run::push(const Event& event, std::optional<pid_t> process) {
-    if (!mReaction) {
-        const auto over = [this] { return script.ended() || script.late(); };
+    // A reaction holds up the client that might have to be waited for.
+    if (mOrigin != Origin::kReaction) {
+        const auto over = [this] {
+            return script.ended() ||
+                   (mOrigin == Origin::kPage ? service.stopping() : script.late());
+        };
         service.waitForRoom(over);
         script.printer.lines().waitForRoom(over);
         if (over()) return;

@@ -86,25 +86,32 @@ private:
     const Step* mStep = nullptr;
 };
 
-// One run of commands: of the script, or of a reaction on the thread that has answered.
+// On whose behalf commands run: of the script on the main thread, of a reaction on the thread that
+// has answered, or of a page on one of its own.
+enum class Origin { kScript, kReaction, kPage };
+
+// One run of commands.
 class Run {
 public:
-    Run(Script& running, bool reaction)
-        : script(running), service(running.service), mReaction(reaction) {}
+    Run(Script& running, Origin origin)
+        : script(running), service(running.service), mOrigin(origin) {}
 
     void all(const std::vector<Step>& steps);
     void one(const Step& step);
-    bool over() { return mReaction ? service.stopping() : script.over(); }
+    bool over() { return mOrigin == Origin::kScript ? script.over() : service.stopping(); }
     void pause(uint32_t milliseconds);
     void push(const Event& event, std::optional<pid_t> process);
-    // A reaction that cannot be run is reported as well, but ends nothing.
+    // A reaction that cannot be run is reported as well, but ends nothing. A page is told.
     void fail(const std::string& why);
+    // Why a command of a page could not be run; empty when all could.
+    const std::string& failure() const { return mFailure; }
 
     Script& script;
     Service& service;
 
 private:
-    const bool mReaction;
+    const Origin mOrigin;
+    std::string mFailure;
     const Step* mStep = nullptr;
 };
 

@@ -46,6 +46,7 @@ void Service::stop() {
 
 size_t Service::push(const Event& event, std::optional<pid_t> process) {
     mPrinter.event(event);
+    if (mAudience != nullptr) mAudience->event(event);
     return process ? mHost.notify(event.notification, *process) : mHost.notify(event.notification);
 }
 
@@ -103,7 +104,12 @@ Reply Service::handle(HostRequest& hostRequest) {
         reply = mWorld.answer(request, item, rule);
         number = mLog.arrived(request, hostRequest.item);
     }
-    mPrinter.request(request, item, {hostRequest.process, hostRequest.connection}, reply, rule);
+    const Asker asker = {hostRequest.process, hostRequest.connection};
+    mPrinter.request(request, item, asker, reply, rule);
+    uint64_t told = 0;
+    if (mAudience != nullptr) {
+        told = mAudience->request(request, hostRequest.item, asker, reply, rule);
+    }
     if (mWatched) mWaker.wake();
     if (rule.delayMs > 0) delay(rule.delayMs);
     // An inquiry that the service has accepted is answered by an event.
@@ -111,11 +117,12 @@ Reply Service::handle(HostRequest& hostRequest) {
         mHost.notify(timeDateNow(*request.accessory));
     }
     hostRequest.noReply = rule.instead == Rule::Instead::kNoReply;
-    hostRequest.settled = [this, number, request] { settle(number, request); };
+    hostRequest.settled = [this, number, told, request] { settle(number, told, request); };
     return reply;
 }
 
-void Service::settle(uint64_t number, const Request& request) {
+void Service::settle(uint64_t number, uint64_t told, const Request& request) {
+    if (mAudience != nullptr) mAudience->settled(told);
     std::optional<Reaction> reaction;
     {
         AutoMutex lock(mLock);

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "emulator/Answers.h"
+#include "emulator/Audience.h"
 #include "emulator/Events.h"
 #include "emulator/Printer.h"
 #include "emulator/RequestLog.h"
@@ -30,6 +31,9 @@ public:
 
     Service(Printer& printer, tool::Waker& waker);
     ~Service() { stop(); }
+
+    // Who else is told of requests and events, as long as the service exists. Before start().
+    void tell(Audience& audience) { mAudience = &audience; }
 
     bool start();
     // Waits for the answers and the reactions that are under way.
@@ -69,10 +73,11 @@ private:
     using HostRequest = accessory::ServiceHost::Request;
 
     Reply handle(HostRequest& hostRequest);
-    void settle(uint64_t number, const Request& request);
+    void settle(uint64_t number, uint64_t told, const Request& request);
 
     Printer& mPrinter;
     tool::Waker& mWaker;
+    Audience* mAudience = nullptr;
 
     mutable android::Mutex mLock;
     android::Condition mStopped;

@@ -64,6 +64,10 @@ public:
         return {};
     }
 
+    // What is set, for those who list it.
+    const std::map<Target, Value>& everyAlways() const { return mAlways; }
+    const std::map<Target, std::deque<Value>>& everyOnce() const { return mOnce; }
+
 private:
     std::map<Target, Value> mAlways;
     std::map<Target, std::deque<Value>> mOnce;

@@ -15,6 +15,7 @@
 #include "emulator/Printer.h"
 #include "emulator/Script.h"
 #include "emulator/Service.h"
+#include "emulator/page/Page.h"
 #include "protocol/MirvoServiceInfo.h"
 #include "standin/ServiceFolder.h"
 #include "tool/EmulatorCommands.h"
@@ -41,6 +42,7 @@ struct Options {
     bool background = false;
     std::vector<std::string> application;
     Printer::Options printer;
+    page::PageOptions page;
     bool thenPrompt = false;
     bool keepGoing = false;
     bool exitWhenIdle = false;
@@ -139,12 +141,18 @@ int run(const Options& options, Printer& printer, tool::StandardOutput& output,
     Script script(service, printer, waker);
     // No client is to find a service that is not yet as the script begins by saying.
     const auto next = runWhile(script, steps->begin(), steps->end(), /*onlyPreparing=*/true);
+    page::Page page(options.page, script);
     if (!service.start()) {
         return refuse(printer, kNotServing, "the service cannot be started: the log says why");
+    }
+    if (const std::string error = page.start(); !error.empty()) {
+        service.stop();
+        return refuse(printer, kNotServing, error);
     }
     background.ready(!options.output.empty());
     const accessory::sp<accessory::ServiceInfo> info = new accessory::MirvoServiceInfo;
     printer.ready(info->servicename(), accessory::standin::serviceFolder().path);
+    if (!page.address().empty()) printer.page(page.address());
     if (!options.limit.empty()) {
         script.limit(std::chrono::milliseconds(*tool::toNumber<uint32_t>(options.limit)));
     }
@@ -197,6 +205,7 @@ int main(int argc, char** argv) {
                  "Begin each line with the milliseconds since the start");
     app.add_flag("--clients", options.printer.clients,
                  "Show the process and the connection of each request");
+    page::addOptions(app, options.page);
     app.add_option("COMMAND", options.application,
                    "A program to run, behind \"--\", and to end with");
     app.footer("\n" + tool::emulatorHelp());

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+#include <vector>
+
+namespace emulator::page {
+
+// A file of web/, which Embed.cmake compiles in.
+struct Asset {
+    std::string_view name;
+    std::string_view content;
+};
+
+const std::vector<Asset>& assets();
+
+}  // namespace emulator::page

@@ -1,0 +1,96 @@
+#pragma once
+
+#include <utils/Condition.h>
+#include <utils/Mutex.h>
+
+#include <chrono>
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <memory>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "emulator/Audience.h"
+
+namespace emulator::page {
+
+struct RequestCame {
+    Request request;
+    accessory::sp<accessory::ServiceItem> item;
+    Asker asker;
+    Reply reply;
+    Rule rule;
+};
+
+// The answer of the request of this number has left.
+struct AnswerLeft {
+    uint64_t about;
+    std::chrono::microseconds took;
+};
+
+struct EventSent {
+    Event event;
+};
+
+// One thing that has happened.
+struct Happening {
+    uint64_t number;                 // counted from 1
+    std::chrono::microseconds time;  // since 1970
+    std::variant<RequestCame, AnswerLeft, EventSent> what;
+};
+
+// What has happened lately, for streams that read it at their own speed. Whoever reports waits for
+// nobody: when the feed is full, the oldest is forgotten, and a stream that had not read it is told
+// how much it missed. The last news of each kind from each accessory is kept apart, so that who
+// missed much, or comes late, still learns how things are.
+//
+// Threads: thread-safe.
+class Feed : public Audience {
+public:
+    static constexpr size_t kMaxKept = 50'000;
+    static constexpr size_t kMaxBytes = 32u << 20;  // of the texts and blocks of requests
+    static constexpr size_t kMaxLatest = 4'000;
+    static constexpr size_t kMaxLatestBytes = 4'096;  // of one request
+    static constexpr size_t kBatch = 256;
+
+    using Entry = std::shared_ptr<const Happening>;
+
+    struct Batch {
+        std::vector<Entry> entries;
+        // How many happenings have been forgotten that were not read.
+        uint64_t missed = 0;
+        // Of the last one read.
+        uint64_t number = 0;
+    };
+
+    uint64_t request(const Request& request, const accessory::sp<accessory::ServiceItem>& item,
+                     const Asker& asker, const Reply& reply, const Rule& rule) override;
+    void settled(uint64_t number) override;
+    void event(const Event& event) override;
+
+    // What has happened behind this number, as far as one batch goes.
+    Batch after(uint64_t number);
+    // Sleeps for so long. False, perhaps at once, when the feed is closed.
+    bool sleep(std::chrono::milliseconds time);
+    void close();
+
+private:
+    // About whom, of what kind, and which of that kind.
+    using Topic = std::tuple<uint32_t, const void*, int32_t>;
+
+    uint64_t put(decltype(Happening::what) what);
+    uint64_t oldest() const REQUIRES(mLock) { return mNumber - mKept.size() + 1; }
+    void remember(const Entry& entry) REQUIRES(mLock);
+
+    android::Mutex mLock;
+    android::Condition mClosing;
+    bool mClosed GUARDED_BY(mLock) = false;
+    uint64_t mNumber GUARDED_BY(mLock) = 0;
+    std::deque<Entry> mKept GUARDED_BY(mLock);
+    size_t mBytes GUARDED_BY(mLock) = 0;
+    std::map<Topic, Entry> mLatest GUARDED_BY(mLock);
+};
+
+}  // namespace emulator::page

@@ -1,0 +1,22 @@
+// An emulator that was built without a page.
+
+#include "emulator/page/Page.h"
+
+namespace emulator::page {
+
+class Page::Served {};
+
+void addOptions(CLI::App& /*app*/, PageOptions& /*options*/) {}
+
+Page::Page(const PageOptions& /*options*/, Script& /*script*/) {}
+Page::~Page() = default;
+
+std::string Page::start() {
+    return "";
+}
+
+std::string Page::address() const {
+    return "";
+}
+
+}  // namespace emulator::page

@@ -1,0 +1,107 @@
+// How the service answers: switches for each operation, and what departs from normal.
+
+import { make } from "./dom.js";
+import { run } from "./service.js";
+
+// The commands that a switch sends, behind which some need a value.
+const kSwitches = [
+  { name: "silent", label: "silent", value: false },
+  { name: "no-reply", label: "no reply", value: false },
+  { name: "mistype", label: "wrong class", value: false },
+  { name: "answer", label: "result", value: "1", sort: (rest) => !rest.startsWith("bytes") },
+  { name: "answer", label: "bytes", value: "00", before: "bytes ", sort: (rest) => rest.startsWith("bytes") },
+  { name: "delay", label: "delay in ms", value: "500" },
+];
+// Of these only the last one counts.
+const kInstead = ["silent", "no-reply", "mistype"];
+
+export class Answers {
+  constructor(box, list, vocabulary, say) {
+    this.list = list;
+    this.say = say;
+    this.departures = [];
+    this.operation = make("select", { id: "answer-operation" }, ...vocabulary.operations.map(
+      ({ name }) => make("option", { value: name }, name)));
+    this.operation.value = "sendKeyEvent";
+    this.only = make("input", { id: "answer-phone", inputmode: "numeric", size: "6",
+      placeholder: "all", autocomplete: "off" });
+    this.byName = new Map(vocabulary.operations.map((operation) => [operation.name, operation]));
+    this.switches = kSwitches.map((each) => this.makeSwitch(each));
+    const update = () => this.update();
+    this.operation.addEventListener("change", update);
+    this.only.addEventListener("input", update);
+    box.append(make("label", {}, "Operation ", this.operation),
+      make("label", { class: "together" }, "of phone", this.only),
+      ...this.switches.map((each) => each.row));
+    this.update();
+  }
+
+  makeSwitch(kind) {
+    const button = make("button", { type: "button", role: "switch", "aria-checked": "false",
+      class: "switch", "data-switch": kind.label });
+    const field = kind.value === false ? null : make("input",
+      { value: kind.value, "aria-label": `${kind.label} of the operation`, autocomplete: "off", size: "8" });
+    const label = make("span", { id: `switch-${kind.label.replaceAll(" ", "-")}` }, kind.label);
+    button.setAttribute("aria-labelledby", label.id);
+    const one = { kind, button, field,
+      row: make("div", { class: "switch-row" }, button, label, ...(field === null ? [] : [field])) };
+    button.addEventListener("click", () => this.toggle(one));
+    return one;
+  }
+
+  target() {
+    const concerns = this.byName.get(this.operation.value).accessory;
+    this.only.disabled = !concerns;
+    const only = concerns ? this.only.value.trim() : "";
+    return this.operation.value + (only === "" ? "" : `@${only}`);
+  }
+
+  // The commands that are in force for the target.
+  commands() {
+    const target = this.target();
+    return this.departures.find((each) => each.target === target && !each.once)?.commands ?? [];
+  }
+
+  // What stands behind the target in the command that a switch stands for. Undefined when it is off.
+  inForce({ kind }) {
+    const begin = `${kind.name} ${this.target()}`;
+    const found = this.commands().find((command) => (command === begin || command.startsWith(`${begin} `)) &&
+      (kind.sort?.(command.slice(begin.length + 1)) ?? true));
+    return found?.slice(begin.length + 1);
+  }
+
+  async toggle(one) {
+    const target = this.target();
+    const { kind } = one;
+    let lines = [];
+    if (this.inForce(one) === undefined) {
+      lines = [`${kind.name} ${target} ${kind.before ?? ""}${one.field?.value ?? ""}`.trim()];
+    } else {
+      const others = this.switches.filter((other) => other !== one && this.inForce(other) !== undefined);
+      lines = [`normal ${target}`, ...others.map((other) =>
+        `${other.kind.name} ${target} ${this.inForce(other)}`.trim())];
+      lines.sort((a, b) => kInstead.includes(a.split(" ")[0]) - kInstead.includes(b.split(" ")[0]));
+    }
+    this.say(await run(lines.join("\n")) || `Done: ${lines.join("; ")}`);
+  }
+
+  show(departures) {
+    this.departures = departures;
+    const end = (target) => make("button", { type: "button", "aria-label": `End what departs for ${target}`,
+      onclick: async () => this.say(await run(`normal ${target}`) || `Done: normal ${target}`) }, "End");
+    const rows = departures.map((each) => make("li", {},
+      make("code", {}, each.commands.map((command) => (each.once ? "once " : "") + command).join("; ")),
+      end(each.target)));
+    this.list.replaceChildren(...(rows.length > 0 ? rows
+      : [make("li", { class: "quiet" }, "Everything is answered as by a healthy service.")]));
+    this.update();
+  }
+
+  update() {
+    for (const one of this.switches) {
+      const value = this.inForce(one);
+      one.button.setAttribute("aria-checked", value !== undefined);
+      if (one.field !== null && value) one.field.value = value.replace(/^bytes /, "");
+    }
+  }
+}

@@ -1,0 +1,71 @@
+// The connection to the service: what it tells, and what it is told.
+
+const kBeatsMissing = 3000;
+const kRetry = 1000;
+
+export async function post(what, body) {
+  const response = await fetch(what, { method: "POST", body });
+  if (!response.ok) throw new Error(`the service answered ${response.status}`);
+  return response.json();
+}
+
+// Runs command lines. Answers the emulator's own sentence about them, or "".
+export async function run(lines) {
+  try {
+    return (await post("command", lines)).error;
+  } catch (error) {
+    return String(error.message);
+  }
+}
+
+// Calls `on.hello`, `on.situation`, `on.news`, `on.full`, and `on.lives` with whether the service can
+// be heard. The next service at the same place is found by itself.
+export function listen(on) {
+  let source = null;
+  let heard = 0;
+  let lives = null;
+  let position = { run: "", n: 0 };
+
+  function tellWhetherItLives(does) {
+    if (lives === does) return;
+    lives = does;
+    on.lives(does);
+  }
+
+  function open() {
+    const query = new URLSearchParams({ run: position.run, after: position.n });
+    source = new EventSource(`stream?${query}`);
+    const when = (name, handle) => source.addEventListener(name, (event) => {
+      heard = Date.now();
+      handle(JSON.parse(event.data));
+    });
+    when("hello", (hello) => {
+      const first = hello.run !== position.run;
+      if (first) position = { run: hello.run, n: 0 };
+      on.hello(hello, first);
+      tellWhetherItLives(true);
+    });
+    when("situation", on.situation);
+    when("heartbeat", () => tellWhetherItLives(true));
+    when("news", (batch) => {
+      on.news(batch, position.n === 0);
+      position.n = batch.n;
+    });
+    when("full", (most) => {
+      source.close();
+      source = null;
+      on.full(most, open);
+    });
+    source.onerror = () => {
+      source.close();
+      source = null;
+      setTimeout(open, kRetry);
+    };
+  }
+
+  open();
+  heard = Date.now();
+  setInterval(() => {
+    if (lives !== false && Date.now() - heard > kBeatsMissing) tellWhetherItLives(false);
+  }, 250);
+}
