@@ -30,7 +30,9 @@ std::string serviceDirectory() {
 bool checkDirectory(const std::string& path) {
     struct stat status;
     if (lstat(withoutSlash(path).c_str(), &status) != 0) {
-        logError("cannot use %s: %s", path.c_str(), errorText(errno).c_str());
+        if (errno != ENOENT) {
+            logError("cannot use %s: %s", path.c_str(), errorText(errno).c_str());
+        }
         return false;
     }
     const char* fault = !S_ISDIR(status.st_mode)          ? "it is no directory"

@@ -11,7 +11,7 @@ namespace accessory::standin {
 std::string serviceDirectory();
 
 // Whether `path` is a directory that belongs to this user and that nobody else can enter. One line
-// in the log when it is not.
+// in the log when it is something else, but none when it is missing.
 bool checkDirectory(const std::string& path);
 
 // As checkDirectory(), but makes a missing directory.

@@ -60,8 +60,7 @@ class ZRMirvoManagerCallback {
 public:
     // The service is lost: its process has ended, or the connection to it. That is the only reason
     // for this event. Every operation of the manager fails from then on, and nothing connects it
-    // again: release the manager and obtain it anew. Over the stand-in it comes once; another
-    // framework may report the same loss twice.
+    // again: release the manager and obtain it anew.
     virtual void onError() = 0;
 
     // The accessory `accessoryId` has been attached. GetMirvoInstance makes an instance for it.

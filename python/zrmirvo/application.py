@@ -2,7 +2,6 @@
 
 from __future__ import annotations
 
-import contextlib
 import os
 import signal
 import subprocess
@@ -12,7 +11,7 @@ from types import TracebackType
 from typing import List, Mapping, Optional, Sequence, Type
 
 from .errors import ToolEnded
-from .process import PATIENCE, Tools, how_ended
+from .process import PATIENCE, Tools
 from .supervisor import Supervisor
 
 # What the sanitizers print before they describe a finding.
@@ -105,15 +104,6 @@ class Application:
         """What it has printed so far, standard error included."""
         with self._changed:
             return "\n".join(self._lines)
-
-    def state(self) -> str:
-        """How it has ended, or that it still runs, in words."""
-        if self._ended:
-            # What has closed its output is most often about to end.
-            with contextlib.suppress(subprocess.TimeoutExpired):
-                self.child.wait(1.0)
-        status = self.child.poll()
-        return "still runs" if status is None else how_ended(status)
 
     def expect_line(self, part: str, within: float = PATIENCE) -> str:
         """The first line with this part behind the last one that was expected."""

@@ -12,7 +12,7 @@ import pytest
 from .application import Application
 from .ctl import Ctl, Monitor
 from .emulator import Emulator
-from .process import Tools
+from .process import Tools, how_ended
 
 
 def pytest_addoption(parser: pytest.Parser) -> None:
@@ -59,7 +59,9 @@ def pytest_runtest_makereport(
     record = item.config.getoption("--zrmirvo-record")
     for number, application in enumerate(_started(item)):
         if report.failed:
-            title = f"Log of {application.command[0]}, which {application.state()}"
+            status = application.child.poll()
+            how = "still runs" if status is None else how_ended(status)
+            title = f"Log of {application.command[0]}, which {how}"
             report.sections.append((title, application.log))
         elif record is not None:
             application.stop()
