@@ -7,6 +7,10 @@
 
 #if __has_include(<sys/sdt.h>)
 #include <sys/sdt.h>
+#ifdef __clang__
+// The header's macros are used without their last argument.
+#pragma clang diagnostic ignored "-Wgnu-zero-variadic-macro-arguments"
+#endif
 #define ZRMIRVO_PROBE2(name, a, b) STAP_PROBE2(zrmirvo, name, a, b)
 #define ZRMIRVO_PROBE3(name, a, b, c) STAP_PROBE3(zrmirvo, name, a, b, c)
 #define ZRMIRVO_PROBE4(name, a, b, c, d) STAP_PROBE4(zrmirvo, name, a, b, c, d)
