@@ -17,6 +17,7 @@ constexpr size_t kLeast = 256;
 
 // Not a vector, which would take more than half of the time of a message.
 int32_t Content::append(const void* data, size_t size) {
+    if (size == 0) return 0;
     if (size > mCapacity - mSize && !grow(size)) return EMSGSIZE;
     std::memcpy(mBytes.get() + mSize, data, size);
     mSize += size;
