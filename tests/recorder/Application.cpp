@@ -1,3 +1,4 @@
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <zrmirvo/ZRMirvoManager.h>
@@ -94,6 +95,13 @@ int keys(ZRMirvoManager* instance, unsigned int count) {
     return failures;
 }
 
+// No file may become longer than 100 KiB, which a signal tells whoever does not block it.
+int fullDisk(ZRMirvoManager* instance) {
+    const rlimit full = {100 << 10, 100 << 10};
+    setrlimit(RLIMIT_FSIZE, &full);
+    return keys(instance, 5000);
+}
+
 // So many accessories, each with a thread of its own.
 int threads(ZRMirvoManager* instance, unsigned int count) {
     std::atomic<int> failures{0};
@@ -158,6 +166,7 @@ int main(int argc, char** argv) {
     if (role == "tour") status = tour(instance);
     if (role == "await-loss") status = awaitLoss(instance);
     if (role == "keys") status = keys(instance, number);
+    if (role == "full-disk") status = fullDisk(instance);
     if (role == "threads") status = threads(instance, number);
     if (role == "feature") status = feature(instance, number);
     if (role == "fork") status = forked(instance);

@@ -225,9 +225,12 @@ TEST_F(RecorderTest, anApplicationMayEndAndMultiplyAsItLikes) {
     expectGood(app("leave"), session);
     EXPECT_EQ(count(lines(mFile), "reply"), 7u);
 
-    // Each of the two programs begins a recording, the second one in the place of the first.
-    expectGood(app("exec"), session + session);
-    EXPECT_EQ(count(lines(mFile), "reply"), 7u);
+    // Each of the two programs begins a recording, the second one in the place of the first. A
+    // program of another processor cannot start a second one.
+    if (getenv("ZRMIRVO_RUNNER") == nullptr) {
+        expectGood(app("exec"), session + session);
+        EXPECT_EQ(count(lines(mFile), "reply"), 7u);
+    }
 
     const Result forked = app("fork");
     unsetenv("LD_PRELOAD");
@@ -346,7 +349,10 @@ TEST_F(RecorderTest, atHalfTheLimitAnotherFileBegins) {
 }
 
 TEST_F(RecorderTest, whatDoesNotFitIsCounted) {
-    Emulator emulator;
+    // It prints none of the bytes, which takes long under a sanitizer.
+    const std::string script = mFolder.write("script", "ids 7");
+    Process emulator(tools_test::commandLine(MIRVO_EMULATOR, "--quiet --script " + script));
+    emulator.waitForLine(tools_test::readyLine());
     const Environment environment(mFile);
     expectGood(app("feature 4100000"), "setFeature 0\n");
     const Lines small = lines(mFile);
@@ -362,12 +368,9 @@ TEST_F(RecorderTest, whatDoesNotFitIsCounted) {
 TEST_F(RecorderTest, aFullDiskEndsTheRecordingOnly) {
     Emulator emulator;
     const Environment environment(mFile);
-    // No file may be longer than 100 KiB, which a signal would tell whoever does not block it.
-    const std::string command = "ulimit -f 100; exec " APPLICATION " keys 5000";
-    Process process({"bash", "-c", command});
-    EXPECT_EQ(process.wait(), 0) << process.errors();
-    EXPECT_EQ(process.output(), "failures 0\n");
-    EXPECT_TRUE(contains(process.errors(), "ends here: File too large")) << process.errors();
+    const Result result = app("full-disk");
+    expectGood(result, "failures 0\n");
+    EXPECT_TRUE(contains(result.errors, "ends here: File too large")) << result.errors;
     const Lines seen = lines(mFile);
     EXPECT_EQ(seen.back(), "torn");
     EXPECT_GE(count(seen, "reply Common"), 400u);
