@@ -73,12 +73,15 @@ int run(Options& options) {
     std::string recorder = findRecorder();
     if (recorder.empty()) return fail(kNoRecorder, std::string(kRecorder) + " is not installed");
 
+    // This program has one thread.
+    // NOLINTBEGIN(concurrency-mt-unsafe)
     const char* before = getenv("LD_PRELOAD");
     if (before != nullptr && *before != '\0') recorder += std::string(":") + before;
     setenv("LD_PRELOAD", recorder.c_str(), 1);
     setenv("ZRMIRVO_RECORDING", std::filesystem::absolute(options.output).c_str(), 1);
     if (!options.limit.empty()) setenv("ZRMIRVO_RECORDING_LIMIT", options.limit.c_str(), 1);
     if (!options.without.empty()) setenv("ZRMIRVO_RECORDING_WITHOUT", options.without.c_str(), 1);
+    // NOLINTEND(concurrency-mt-unsafe)
 
     std::vector<char*> words;
     for (std::string& word : options.command)

@@ -230,7 +230,11 @@ TEST_F(HostTest, tellsALostServiceFromOneThatCannotBeReachedNow) {
     const auto connects = [&] {
         bool lost = false;
         const bool connected = static_cast<bool>(address.connect(Deadline(60'000), lost));
-        EXPECT_EQ(mLog.take("ServiceFramework").size(), connected ? 0u : 1u);
+        // The host, which is of this process, may have complained that it cannot accept.
+        size_t lines = 0;
+        for (const std::string& line : mLog.take("ServiceFramework"))
+            if (line.find(path) != std::string::npos) ++lines;
+        EXPECT_EQ(lines, connected ? 0u : 1u);
         EXPECT_FALSE(connected && lost);
         return connected ? "connected" : lost ? "lost" : "not now";
     };
