@@ -248,7 +248,9 @@ TEST_F(MirvoctlTest, theTraceIsShownOnRequest) {
 
 // What completion offers for the last of these words; an empty one stands behind a blank.
 std::string offered(const std::string& words) {
-    Process bash({"bash", "-c", R"(source "$0"; COMP_WORDS=("$1" $2)
+    Process bash({"bash", "-c", R"(source "$0"; program=$1
+        ctl() { $ZRMIRVO_RUNNER "$program" "$@"; }
+        COMP_WORDS=(ctl $2)
         [[ $2 == *[!\ ] ]] || COMP_WORDS+=('')
         COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _mirvoctl; printf '%s ' "${COMPREPLY[@]}")",
                   COMPLETION, MIRVOCTL, words});
