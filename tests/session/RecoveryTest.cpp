@@ -137,8 +137,8 @@ TEST_F(SessionTest, whoBeginsBeforeTheServiceChecksNoVersion) {
     session.onService([&](bool there) { told.push_back(there); });
     ASSERT_TRUE(dispatchUntil(session, [&] { return !told.empty(); }));
     EXPECT_EQ(session.startup().get().code(), Code::NoService);
-    startEmulator("version 3.7.0\nattach 7");
     EXPECT_EQ(session.versions().get().status.code(), Code::NoService);
+    startEmulator("version 3.7.0\nattach 7");
     Phone seven = phone(session);
     EXPECT_EQ(told, (std::vector<bool>{false, true}));
     EXPECT_EQ(session.versions().get().value.serverPatch, 3);
