@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "mirvoctl/RecordingOptions.h"
 #include "tool/Text.h"
 
 // The arguments of commands. What cannot be understood is a CLI::ValidationError.
@@ -59,6 +60,7 @@ struct Arguments {
     std::vector<uint8_t> data;
     std::vector<int> values;
     MonitorOptions monitor;
+    RecordingOptions recording;
 
     bool on() const { return state == "on"; }
 };

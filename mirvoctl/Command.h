@@ -37,6 +37,9 @@ struct Command {
 const std::vector<Command>& managerCommands();
 // Those to one accessory, which stand behind "device ID".
 const std::vector<Command>& deviceCommands();
+// Those about recordings, which stand behind "recording", on the command line only.
+const std::vector<Command>& recordingCommands();
+const Command& replayCommand();
 // Those that concern the tool itself: on the command line, and in the shell.
 const std::vector<Command>& toolCommands();
 const std::vector<Command>& shellCommands();
@@ -44,6 +47,10 @@ const std::vector<Command>& shellCommands();
 // What stands before a command to one accessory.
 constexpr tool::CommandInfo kDevice = {"device", "ID COMMAND...",
                                        "Perform a command on one accessory, see below"};
+
+// What stands before a command about recordings.
+constexpr tool::CommandInfo kRecording = {"recording", "COMMAND...",
+                                          "Look at a recording, see below"};
 
 // What help shows of them.
 std::vector<tool::CommandInfo> infosOf(const std::vector<Command>& commands);

@@ -87,11 +87,11 @@ Strings valuesOf(const std::string& argument, const Ids& ids) {
             if (tool::isCallback(event)) values.emplace_back(event.name);
         }
     } else if (argument == "COMMAND") {
-        for (const auto* commands : {&managerCommands(), &deviceCommands()}) {
+        for (const auto* commands : {&managerCommands(), &deviceCommands(), &recordingCommands()}) {
             for (const Command& command : *commands)
                 values.emplace_back(command.info.name);
         }
-    } else if (argument == "PATH" || argument == "DIR") {
+    } else if (argument == "PATH" || argument == "DIR" || argument == "FILE") {
         values.emplace_back(kAnyFile);
     }
     return values;
@@ -122,7 +122,8 @@ Strings candidates(const Grammar& grammar, const Strings& words, const Ids& ids)
     if (words.back().compare(0, 1, "-") == 0) return optionsOf(place.parser);
     const bool isDevice = place.parser->get_name() == kDevice.name;
     if (isDevice && place.arguments == 0) return valuesOf("ID", ids);
-    if (isDevice || place.parser == &root) return commandsOf(place.parser);
+    const bool isGroup = isDevice || place.parser->get_name() == kRecording.name;
+    if (isGroup || place.parser == &root) return commandsOf(place.parser);
     const Command* command = grammar.commandOf(place.parser);
     return command == nullptr ? Strings()
                               : valuesOf(argumentAt(command->info.arguments, place.arguments), ids);

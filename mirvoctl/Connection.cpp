@@ -2,6 +2,7 @@
 
 #include <zrmirvo/Version.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <memory>
 #include <thread>
@@ -179,6 +180,10 @@ ZRMirvo& Connection::device(uint32_t accessoryId) {
                                     ": \"mirvoctl ids\" lists those that it has, if it answers");
     }
     return *found;
+}
+
+sp<ServiceClient> Connection::bind(std::chrono::milliseconds patience) const {
+    return bindFor(std::max(patience, mWait));
 }
 
 std::string Connection::serviceVersion() {

@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "protocol/ServiceFramework.h"
+
 namespace mirvoctl {
 
 // Whether the wait for a service is to be given up.
@@ -40,6 +42,9 @@ public:
     // As manager(), but waits for the service until `giveUp`; null then. Looks for it anew if it
     // was lost.
     zrmirvo::ZRMirvoManager* managerWhenThere(const GiveUp& giveUp);
+
+    // A binding of the caller's own, for which the service is waited for at least so long.
+    accessory::sp<accessory::ServiceClient> bind(std::chrono::milliseconds patience) const;
 
     // What the service itself says, asked past the library, which would make an answer up.
     std::string serviceVersion();

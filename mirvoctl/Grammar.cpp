@@ -19,13 +19,18 @@ public:
     std::string make_subcommands(const CLI::App* app, CLI::AppFormatMode /*mode*/) const override {
         const std::string device = tool::commandHelp(infosOf(deviceCommands()));
         if (app->get_name() == kDevice.name) return "\nCommands:\n" + device;
+        const std::string recording = tool::commandHelp(infosOf(recordingCommands()));
+        if (app->get_name() == kRecording.name) return "\nCommands:\n" + recording;
         if (app->get_parent() != nullptr) return "";
         std::vector<tool::CommandInfo> infos = infosOf(managerCommands());
         infos.push_back(kDevice);
         for (const tool::CommandInfo& info : infosOf(ownCommands(mPlace)))
             infos.push_back(info);
-        return "\nCommands:\n" + tool::commandHelp(infos) +
-               "\nCommands to one accessory, behind \"device ID\":\n" + device;
+        if (mPlace == Grammar::Place::kCommandLine) infos.push_back(kRecording);
+        const std::string text = "\nCommands:\n" + tool::commandHelp(infos) +
+                                 "\nCommands to one accessory, behind \"device ID\":\n" + device;
+        if (mPlace == Grammar::Place::kShell) return text;
+        return text + "\nCommands about recordings, behind \"recording\":\n" + recording;
     }
 
 private:
@@ -53,6 +58,10 @@ Grammar::Grammar(Place place)
     declareNumber(*device, "ID", mArguments.accessory, "Of the accessory")->required();
     add(*device, deviceCommands());
     add(mParser, ownCommands(place));
+    if (place == Place::kShell) return;
+    CLI::App* recording = mParser.add_subcommand(kRecording.name, "Looks at a recording.");
+    recording->require_subcommand(0, 1);
+    add(*recording, recordingCommands());
 }
 
 void Grammar::add(CLI::App& parser, const std::vector<Command>& commands) {

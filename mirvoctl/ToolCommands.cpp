@@ -57,8 +57,9 @@ Outcome showHelp(Context& context, Arguments& arguments) {
     const CLI::App* found = &context.parser;
     if (!arguments.text.empty()) {
         found = partNamed(context.parser, arguments.text);
-        if (found == nullptr) {
-            found = partNamed(*partNamed(context.parser, kDevice.name), arguments.text);
+        for (const char* group : {kDevice.name, kRecording.name}) {
+            const CLI::App* part = partNamed(context.parser, group);
+            if (found == nullptr && part != nullptr) found = partNamed(*part, arguments.text);
         }
     }
     if (found == nullptr) {
@@ -92,6 +93,7 @@ const std::vector<Command>& toolCommands() {
          "shell",
          nullptr,
          runShellCommand},
+        replayCommand(),
         kHelp,
     };
     return kCommands;

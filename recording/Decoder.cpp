@@ -12,7 +12,7 @@ namespace {
 using namespace accessory;
 
 std::string toHex(const uint8_t* data, size_t size) {
-    constexpr char kDigits[] = "0123456789abcdef";
+    constexpr char kDigits[] = "0123456789ABCDEF";
     std::string text;
     text.reserve(2 * size);
     for (size_t i = 0; i < size; ++i) {

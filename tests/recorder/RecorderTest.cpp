@@ -87,7 +87,7 @@ TEST_F(RecorderTest, aSessionIsRecordedFromBindingToRelease) {
         "3 reply Common result=0",
         "3 request sendKeyEvent@7 keyCode=4 flag=true",
         "3 reply Common result=0",
-        R"(3 request setFeature@7 feature=9 data="0a0b")",
+        R"(3 request setFeature@7 feature=9 data="0A0B")",
         R"(3 reply RawData result=0 bytes="")",
         "1 request getMirvo@8",
         "1 reply Common result=2",
@@ -268,7 +268,7 @@ sendKeyEvent@7 keyCode=2 flag=true
 sendTouchEvent@7 time=T count=1 array1=[300] array2=[120] array3=[7] action=1 extra=0
 cookKeyEvent@7 keyCode=2 flag=true
 RawData result=0 bytes="4b0405"
-setFeature@7 feature=9 data="aabb"
+setFeature@7 feature=9 data="AABB"
 RawData result=0 bytes=""
 )");
     EXPECT_EQ(recorded("input,bytes"), R"(setConfigFile path="/secret"

@@ -91,7 +91,7 @@ TEST(DecoderTest, messagesAreNamedWithWhatTheySay) {
          "07000000 08000000 09000000",
          "time-date@7 date1=1 date2=2 date3=3 hour=4 minute=5 second=6 fraction=7 week=8 "
          "dayOfWeek=9"},
-        {kItem, 1, "0a", R"(unknown type=1 data="0a" ...)"},
+        {kItem, 1, "0a", R"(unknown type=1 data="0A" ...)"},
         {FrameKind::kEnded, 130, "", R"(unknown type=130 data="" ...)"},
     };
     for (const Row& row : kRows) {

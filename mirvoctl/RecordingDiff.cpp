@@ -1,0 +1,169 @@
+#include <algorithm>
+#include <map>
+#include <tuple>
+
+#include "mirvoctl/Recordings.h"
+#include "mirvoctl/Sequences.h"
+#include "recording/Comparison.h"
+
+namespace mirvoctl {
+namespace {
+
+using accessory::FrameKind;
+using recording::Comparison;
+using recording::Decoded;
+using recording::Timeline;
+
+// Something that was asked, with the answer, or an event.
+struct Happening {
+    std::string said;    // what is compared first
+    std::string answer;  // of what was asked
+    uint64_t time;
+    std::string line() const {
+        return "[" + milliseconds(time) + "] " + said + (answer.empty() ? "" : " ->" + answer);
+    }
+};
+
+// What happened one after the other: the requests of a thread to one accessory, or the events of
+// one accessory for one listener. Threads and listeners have other numbers in each run, so they are
+// counted in the order of their first requests and of their making.
+struct Key {
+    bool events;
+    std::optional<uint32_t> accessory;
+    size_t number;
+    bool operator<(const Key& other) const {
+        return std::tie(accessory, events, number) <
+               std::tie(other.accessory, other.events, other.number);
+    }
+    std::string title() const {
+        const std::string whom =
+            accessory ? "accessory " + std::to_string(*accessory) : "the service";
+        return whom + (events ? ", listener " : ", thread ") + std::to_string(number);
+    }
+};
+using Streams = std::map<Key, std::vector<Happening>>;
+
+Happening happeningOf(const Timeline& timeline, const Timeline::Entry& entry,
+                      const Comparison& comparison) {
+    if (entry.kind() == FrameKind::kStatus) return {"lost", "", timeline.since(entry)};
+    const Decoded decoded = comparison(timeline.decode(entry));
+    Happening happening{"> " + commandOf(decoded), "", timeline.since(entry)};
+    if (entry.kind() != FrameKind::kRequest) return happening;
+    happening.said = shown(decoded);
+    const auto answer = timeline.answerTo(entry);
+    happening.answer = !answer                       ? " ?"
+                       : answer->contains("noReply") ? " no-reply"
+                                                     : tool::pairs(comparison(*answer));
+    return happening;
+}
+
+Streams streamsOf(const Timeline& timeline, const Comparison& comparison) {
+    using Accessory = std::optional<uint32_t>;
+    std::map<std::pair<Accessory, uint32_t>, size_t> threads;
+    std::map<Accessory, size_t> threadCounts;
+    std::map<Accessory, std::map<std::pair<uint32_t, uint32_t>, std::vector<Happening>>> events;
+    Streams streams;
+    for (const Timeline::Entry& entry : timeline.entries()) {
+        const bool asked = entry.kind() == FrameKind::kRequest;
+        const bool lost = isLoss(timeline.record(entry));
+        if (!asked && !lost && entry.kind() != FrameKind::kNotify) continue;
+        const Accessory accessory = lost ? std::nullopt : timeline.decode(entry).accessory;
+        Happening happening = happeningOf(timeline, entry, comparison);
+        if (!asked) {
+            events[accessory][{entry.header.binding, entry.header.listener}].push_back(
+                std::move(happening));
+            continue;
+        }
+        size_t& number = threads[{accessory, entry.header.thread}];
+        if (number == 0) number = ++threadCounts[accessory];
+        streams[{false, accessory, number}].push_back(std::move(happening));
+    }
+    for (auto& [accessory, listeners] : events) {
+        size_t number = 0;
+        for (auto& [listener, happenings] : listeners)
+            streams[{true, accessory, ++number}] = std::move(happenings);
+    }
+    return streams;
+}
+
+struct Difference {
+    std::string kind;  // "missing", "added" or "answer"
+    const Happening* first;
+    const Happening* second;
+};
+
+std::vector<Difference> differencesOf(const std::vector<Happening>& first,
+                                      const std::vector<Happening>& second) {
+    std::vector<Difference> all;
+    auto pairs = aligned(first.size(), second.size(),
+                         [&](size_t i, size_t j) { return first[i].said == second[j].said; });
+    pairs.emplace_back(first.size(), second.size());
+    size_t i = 0;
+    size_t j = 0;
+    for (const auto& [nextI, nextJ] : pairs) {
+        while (i < nextI)
+            all.push_back({"missing", &first[i++], nullptr});
+        while (j < nextJ)
+            all.push_back({"added", nullptr, &second[j++]});
+        if (i < first.size() && j < second.size()) {
+            if (first[i].answer != second[j].answer) {
+                all.push_back({"answer", &first[i], &second[j]});
+            }
+            ++i;
+            ++j;
+        }
+    }
+    return all;
+}
+
+void print(const Output& output, const Key& key, const Difference& difference, bool isFirst) {
+    tool::StandardOutput& standard = output.standard();
+    if (!output.json) {
+        if (isFirst) standard.writeLine(key.title() + ":");
+        if (difference.first != nullptr) standard.writeLine("- " + difference.first->line());
+        if (difference.second != nullptr) standard.writeLine("+ " + difference.second->line());
+        return;
+    }
+    const auto orNull = [](const Happening* happening) {
+        if (happening == nullptr) return Json();
+        Json fields = {{"time", happening->time / 1'000'000}, {"what", happening->said}};
+        if (!happening->answer.empty()) fields["answer"] = happening->answer.substr(1);
+        return fields;
+    };
+    Json fields = {{"difference", difference.kind},
+                   {key.events ? "listener" : "thread", key.number}};
+    if (key.accessory) fields["accessory"] = *key.accessory;
+    fields["first"] = orNull(difference.first);
+    fields["second"] = orNull(difference.second);
+    standard.writeLine(tool::dump(fields));
+}
+
+}  // namespace
+
+Outcome compareRecordings(Context& context, Arguments& arguments) {
+    const RecordingOptions& options = arguments.recording;
+    const Comparison comparison(options.ignored);
+    Streams first = streamsOf(load(options.file), comparison);
+    Streams second = streamsOf(load(options.second), comparison);
+    for (const auto& [key, happenings] : first)
+        second[key];
+    size_t count = 0;
+    for (const auto& [key, happenings] : second) {
+        bool isFirst = true;
+        for (const Difference& difference : differencesOf(first[key], happenings)) {
+            print(context.output, key, difference, isFirst);
+            isFirst = false;
+            ++count;
+        }
+    }
+    Outcome outcome;
+    outcome.data = {{"differences", count}};
+    if (count > 0) {
+        outcome.exit = kRefused;
+        outcome.error = "the recordings differ in " + std::to_string(count) +
+                        (count == 1 ? " place" : " places");
+    }
+    return outcome;
+}
+
+}  // namespace mirvoctl

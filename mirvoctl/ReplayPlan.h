@@ -1,0 +1,84 @@
+#pragma once
+
+#include <utils/Condition.h>
+#include <utils/Mutex.h>
+
+#include <chrono>
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "mirvoctl/RecordingOptions.h"
+#include "recording/Comparison.h"
+#include "recording/Timeline.h"
+
+namespace mirvoctl {
+
+// Says when each step of an application that is played again may be taken: when everything has
+// happened that had happened before it in the recording, answers and events, and when as much time
+// has passed as had then. An event that does not come is waited for as long as the options say.
+// Thread-safe.
+class ReplayPlan {
+public:
+    ReplayPlan(const recording::Timeline& timeline, const RecordingOptions& options);
+
+    // The steps of each thread, as places in the timeline.
+    const std::map<uint32_t, std::vector<size_t>>& threads() const { return mThreads; }
+
+    // Waits until a step may be taken. False when the replay has been given up.
+    bool await(size_t step);
+    // A step has been taken; a request is then answered.
+    void taken(size_t step);
+    // A listener, by its number in the recording, has got a notification.
+    void received(uint32_t listener, const std::string& what);
+    void giveUp();
+
+    // What a notification is compared by.
+    std::string nameOf(const recording::Decoded& notification) const {
+        return commandOf(mComparison(notification));
+    }
+    const recording::Comparison& comparison() const { return mComparison; }
+
+    struct Events {
+        size_t came = 0;
+        std::vector<std::string> missed;
+        size_t others = 0;
+    };
+    // Waits for the events that are left, and answers what came of all.
+    Events finish();
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    size_t endOf(size_t step) const;
+    // Waits until nothing is left that happened before `place`.
+    bool awaitBefore(size_t place) REQUIRES(mLock);
+    void happened(size_t place) REQUIRES(mLock);
+    void waitUntil(Clock::time_point time) REQUIRES(mLock);
+
+    const recording::Timeline& mTimeline;
+    const std::vector<recording::Timeline::Entry>& mEntries;
+    const RecordingOptions& mOptions;
+    const recording::Comparison mComparison;
+    std::map<uint32_t, std::vector<size_t>> mThreads;
+
+    android::Mutex mLock;
+    android::Condition mChanged;
+    bool mGivenUp GUARDED_BY(mLock) = false;
+    // What has not happened yet: ends of steps, and events.
+    std::set<size_t> mLeft GUARDED_BY(mLock);
+    // The events among them, by listener and by what they say.
+    std::map<size_t, std::string> mEvents GUARDED_BY(mLock);
+    std::map<std::pair<uint32_t, std::string>, std::set<size_t>> mAwaited GUARDED_BY(mLock);
+    // The last that has happened, and when.
+    size_t mLast GUARDED_BY(mLock) = 0;
+    Clock::time_point mLastTime GUARDED_BY(mLock) = Clock::now();
+    // Whether the event that was waited for last has not come. Then the next one need not, either.
+    bool mImpatient GUARDED_BY(mLock) = false;
+    Events mResult GUARDED_BY(mLock);
+};
+
+}  // namespace mirvoctl

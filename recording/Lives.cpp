@@ -1,0 +1,76 @@
+#include "recording/Lives.h"
+
+#include <algorithm>
+#include <map>
+#include <string>
+#include <utility>
+
+namespace recording {
+namespace {
+
+// Tells the events of one life apart. The service sends an event once to all, so the first equal
+// notification of each listener is the same event, and so is the second. A listener that was set
+// later begins to count where the others were.
+class Events {
+public:
+    void listenerSet(uint32_t listener) { mBegun[listener] = mCount; }
+
+    // Whether no other listener has had this notification.
+    bool isNew(uint32_t listener, const Record& record) {
+        std::string content(reinterpret_cast<const char*>(record.content), record.size);
+        Equal& equal = mEqual[{record.frame.type, std::move(content)}];
+        const auto [seen, first] = equal.seen.try_emplace(listener, 0);
+        if (first) {
+            seen->second = static_cast<size_t>(
+                std::lower_bound(equal.events.begin(), equal.events.end(), mBegun[listener]) -
+                equal.events.begin());
+        }
+        if (++seen->second <= equal.events.size()) return false;
+        equal.events.push_back(mCount++);
+        return true;
+    }
+
+private:
+    struct Equal {
+        std::vector<size_t> events;  // their numbers
+        std::map<uint32_t, size_t> seen;
+    };
+    std::map<std::pair<int32_t, std::string>, Equal> mEqual;
+    std::map<uint32_t, size_t> mBegun;
+    size_t mCount = 0;
+};
+
+}  // namespace
+
+std::vector<Life> livesOf(const Timeline& timeline) {
+    std::vector<Life> lives;
+    Events events;
+    const auto& entries = timeline.entries();
+    for (size_t i = 0; i < entries.size(); ++i) {
+        const Timeline::Entry& entry = entries[i];
+        const bool running = !lives.empty() && !lives.back().lost;
+        if (!running) {
+            if (entry.kind() != FrameKind::kBound) continue;
+            lives.emplace_back();
+            lives.back().begin = i;
+            events = Events();
+        }
+        Life& life = lives.back();
+        life.end = i + 1;
+        const Record record = timeline.record(entry);
+        if (isLoss(record)) {
+            life.end = i;
+            life.lost = true;
+        } else if (entry.kind() == FrameKind::kListenerSet) {
+            events.listenerSet(entry.header.listener);
+        } else if (entry.kind() == FrameKind::kRequest) {
+            life.requests.push_back(i);
+        } else if (entry.kind() == FrameKind::kNotify &&
+                   events.isNew(entry.header.listener, record)) {
+            life.events.push_back(i);
+        }
+    }
+    return lives;
+}
+
+}  // namespace recording
