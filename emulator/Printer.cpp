@@ -116,6 +116,11 @@ void Printer::help(const std::string& text) {
     mLines.put(text.substr(0, text.rfind('\n')));
 }
 
+void Printer::replay(const Json& summary) {
+    if (mOptions.json) return put({{"replay", summary}});
+    put("replay:" + tool::pairs(summary));
+}
+
 void Printer::end(int exit, size_t notTaken) {
     if (notTaken > 0) {
         fprintf(stderr, "mirvo-emulator: %zu notifications were not taken by their clients\n",

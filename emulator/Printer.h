@@ -56,6 +56,8 @@ public:
     void event(const Event& event);
     void clients(const std::vector<accessory::ServiceHost::Connection>& connections);
     void help(const std::string& text);
+    // What has come of a replay.
+    void replay(const Json& summary);
     // The last line: with which status the emulator ends, and what it could not do before.
     void end(int exit, size_t notTaken);
 

@@ -98,10 +98,20 @@ Reply Service::handle(HostRequest& hostRequest) {
     Rule rule;
     Reply reply;
     uint64_t number = 0;
+    std::optional<Replay::Answer> recorded;
+    if (mReplay != nullptr) recorded = mReplay->take(request, item);
     {
         AutoMutex lock(mLock);
-        rule = mAnswers.take(request).value_or(Rule());
-        reply = mWorld.answer(request, item, rule);
+        if (recorded) {
+            reply = recorded->reply;
+            rule.delayMs = recorded->delayMs;
+            if (reply == nullptr) {
+                rule.instead = recorded->silent ? Rule::Instead::kSilence : Rule::Instead::kNoReply;
+            }
+        } else {
+            rule = mAnswers.take(request).value_or(Rule());
+            reply = mWorld.answer(request, item, rule);
+        }
         number = mLog.arrived(request, hostRequest.item);
     }
     const Asker asker = {hostRequest.process, hostRequest.connection};
@@ -112,12 +122,16 @@ Reply Service::handle(HostRequest& hostRequest) {
     }
     if (mWatched) mWaker.wake();
     if (rule.delayMs > 0) delay(rule.delayMs);
-    // An inquiry that the service has accepted is answered by an event.
-    if (std::string_view(request.name()) == "sendTimeDateInquiry" && resultOf(reply) == 0) {
+    // An inquiry that the service has accepted is answered by an event. A recording has its own.
+    if (!recorded && std::string_view(request.name()) == "sendTimeDateInquiry" &&
+        resultOf(reply) == 0) {
         mHost.notify(timeDateNow(*request.accessory));
     }
     hostRequest.noReply = rule.instead == Rule::Instead::kNoReply;
-    hostRequest.settled = [this, number, told, request] { settle(number, told, request); };
+    hostRequest.settled = [this, number, told, request, recorded] {
+        if (recorded) mReplay->settled(*recorded);
+        settle(number, told, request);
+    };
     return reply;
 }
 

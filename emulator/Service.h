@@ -14,6 +14,7 @@
 #include "emulator/Audience.h"
 #include "emulator/Events.h"
 #include "emulator/Printer.h"
+#include "emulator/Replay.h"
 #include "emulator/RequestLog.h"
 #include "emulator/World.h"
 #include "standin/ServiceHost.h"
@@ -34,6 +35,9 @@ public:
 
     // Who else is told of requests and events, as long as the service exists. Before start().
     void tell(Audience& audience) { mAudience = &audience; }
+
+    // Has a recording answer first. Before start(); the replay outlives this.
+    void answerBy(Replay* replay) { mReplay = replay; }
 
     bool start();
     // Waits for the answers and the reactions that are under way.
@@ -78,6 +82,7 @@ private:
     Printer& mPrinter;
     tool::Waker& mWaker;
     Audience* mAudience = nullptr;
+    Replay* mReplay = nullptr;
 
     mutable android::Mutex mLock;
     android::Condition mStopped;

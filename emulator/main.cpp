@@ -2,6 +2,8 @@
 #include <zrmirvo/Version.h>
 
 #include <CLI/CLI.hpp>
+#include <memory>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -13,10 +15,12 @@
 #include "emulator/Input.h"
 #include "emulator/Parser.h"
 #include "emulator/Printer.h"
+#include "emulator/Replay.h"
 #include "emulator/Script.h"
 #include "emulator/Service.h"
 #include "emulator/page/Page.h"
 #include "protocol/MirvoServiceInfo.h"
+#include "recording/Reader.h"
 #include "standin/ServiceFolder.h"
 #include "tool/EmulatorCommands.h"
 #include "tool/ServicePlace.h"
@@ -46,6 +50,7 @@ struct Options {
     bool thenPrompt = false;
     bool keepGoing = false;
     bool exitWhenIdle = false;
+    Replay::Options replay;
 };
 
 // Says why the emulator ends before its time.
@@ -81,16 +86,42 @@ StepIterator runWhile(Script& script, StepIterator step, StepIterator end, bool 
     return step;
 }
 
+// The recording. Nothing when there is to be none, or when it cannot be replayed, which it then
+// says.
+std::unique_ptr<Replay> readRecording(const Replay::Options& options, Printer& printer) {
+    if (options.file.empty()) return nullptr;
+    try {
+        return std::make_unique<Replay>(options);
+    } catch (const recording::Malformed& error) {
+        refuse(printer, kBadInput, options.file + " cannot be replayed: " + error.what());
+        return nullptr;
+    }
+}
+
+// Tells what has come of the replay.
+int endReplay(Replay& replay, int status, Script& script) {
+    const std::string fault = replay.fault(!script.ended());
+    script.printer.replay(replay.summary());
+    return fault.empty() || status == kNotMet ? status : refuse(script.printer, kNotMet, fault);
+}
+
 // Runs the rest of the script, then standard input, then serves until something ends it.
-int serve(const Options& options, StepIterator step, StepIterator end, Script& script) {
+int serve(const Options& options, StepIterator step, StepIterator end, Replay* replay,
+          Script& script) {
     Application application;
     if (!options.application.empty()) {
         const std::string error = application.start(options.application);
         if (!error.empty()) return refuse(script.printer, kBadInput, error);
     }
     runWhile(script, step, end, /*onlyPreparing=*/false);
+    if (replay != nullptr) {
+        Run run(script, /*reaction=*/false);
+        replay->play(run);
+    }
     if (script.failed()) return kNotMet;
     int status = kDone;
+    const auto failed = [&] { return replay != nullptr && !replay->fault(false).empty(); };
+    if (failed()) return status;
     const bool reads =
         (options.script.empty() && options.application.empty()) || options.thenPrompt;
     if (reads && !script.ended() && standardInputHasCommands()) {
@@ -104,11 +135,11 @@ int serve(const Options& options, StepIterator step, StepIterator end, Script& s
         return std::max(status, ended.value_or(kDone));
     }
     if (options.exitWhenIdle) {
-        script.waitUntil([&] { return script.service.idle(); });
+        script.waitUntil([&] { return script.service.idle() || failed(); });
         return script.failed() ? static_cast<int>(kNotMet) : status;
     }
     script.unlimit();
-    script.waitUntil([] { return false; });
+    script.waitUntil(failed);
     return status;
 }
 
@@ -131,12 +162,18 @@ int run(const Options& options, Printer& printer, tool::StandardOutput& output,
     Parser parser;
     const auto steps = readScript(parser, options.script, printer);
     if (!steps) return kBadInput;
+    const auto replay = readRecording(options.replay, printer);
+    if (replay == nullptr && !options.replay.file.empty()) return kBadInput;
 
     tool::Waker waker(output);
     Service service(printer, waker);
     service.change([&](World& world) { world.version = options.version; });
     if (parser.expects() || options.script.empty() || options.thenPrompt) {
         service.look([](RequestLog& log) { log.keep(); });
+    }
+    if (replay != nullptr) {
+        service.answerBy(replay.get());
+        service.change([&](World& world) { replay->prepare(world); });
     }
     Script script(service, printer, waker);
     // No client is to find a service that is not yet as the script begins by saying.
@@ -156,14 +193,47 @@ int run(const Options& options, Printer& printer, tool::StandardOutput& output,
     if (!options.limit.empty()) {
         script.limit(std::chrono::milliseconds(*tool::toNumber<uint32_t>(options.limit)));
     }
-    const int status = serve(options, next, steps->end(), script);
+    int status = serve(options, next, steps->end(), replay.get(), script);
     notTaken = sayFarewell(service, script);
     service.stop();
+    if (replay != nullptr) status = endReplay(*replay, status, script);
     return status;
 }
 
 std::string checkNumber(const std::string& given) {
     return tool::toNumber<uint32_t>(given) ? "" : "not a number of milliseconds: " + given;
+}
+
+// The options of a replay; none of them means anything without it.
+void addReplayOptions(CLI::App& app, Replay::Options& options) {
+    auto* file = app.add_option("--replay", options.file, "Be the service of this recording")
+                     ->type_name("FILE")
+                     ->excludes(app.get_option("--script"));
+    const auto speed = [&options](const std::string& given) {
+        const auto parsed = recording::Speed::parse(given);
+        if (!parsed) throw CLI::ValidationError("--speed", "neither a number nor max: " + given);
+        options.speed = *parsed;
+    };
+    app.add_option_function<std::string>(
+           "--speed", speed, "So many times faster than it was recorded, or as fast as possible")
+        ->type_name("N|max")
+        ->needs(file);
+    app.add_option("--ignore", options.ignored, "Do not compare arguments of this name")
+        ->type_name("NAME")
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+        ->needs(file);
+    const auto patience = [&options](const std::string& given) {
+        options.patience = std::chrono::milliseconds(*tool::toNumber<uint32_t>(given));
+    };
+    app.add_option_function<std::string>(
+           "--patience", patience, "Send an event when its requests are so late; 5000 without it")
+        ->type_name("MS")
+        ->check(checkNumber)
+        ->needs(file);
+    app.add_flag("--strict", options.strict,
+                 "Fail when the application asks otherwise, or too late, or less")
+        ->needs(file);
 }
 
 }  // namespace
@@ -180,6 +250,7 @@ int main(int argc, char** argv) {
     app.set_version_flag("--version", "mirvo-emulator " ZRMIRVO_VERSION_TEXT,
                          "Print the version of mirvo-emulator");
     app.add_option("--script", options.script, "Run the commands of this file")->type_name("FILE");
+    addReplayOptions(app, options.replay);
     app.add_flag("--then-prompt", options.thenPrompt,
                  "Read commands from standard input after the script");
     app.add_option("--limit", options.limit, "Fail if the script is not over after this time")

@@ -5,6 +5,7 @@
 #include "mirvoctl/Recordings.h"
 #include "mirvoctl/Sequences.h"
 #include "recording/Comparison.h"
+#include "recording/Lives.h"
 
 namespace mirvoctl {
 namespace {
@@ -25,63 +26,56 @@ struct Happening {
 };
 
 // What happened one after the other: the requests of a thread to one accessory, or the events of
-// one accessory for one listener. Threads and listeners have other numbers in each run, so they are
-// counted in the order of their first requests and of their making.
+// one accessory. Threads have other numbers in each run, so they are counted in the order of their
+// first requests. Events have no thread, since the framework chooses one.
 struct Key {
-    bool events;
     std::optional<uint32_t> accessory;
-    size_t number;
+    size_t thread;  // 0: events
     bool operator<(const Key& other) const {
-        return std::tie(accessory, events, number) <
-               std::tie(other.accessory, other.events, other.number);
+        return std::tie(accessory, thread) < std::tie(other.accessory, other.thread);
     }
     std::string title() const {
         const std::string whom =
             accessory ? "accessory " + std::to_string(*accessory) : "the service";
-        return whom + (events ? ", listener " : ", thread ") + std::to_string(number);
+        return whom + (thread == 0 ? ", events" : ", thread " + std::to_string(thread));
     }
 };
 using Streams = std::map<Key, std::vector<Happening>>;
 
-Happening happeningOf(const Timeline& timeline, const Timeline::Entry& entry,
-                      const Comparison& comparison) {
-    if (entry.kind() == FrameKind::kStatus) return {"lost", "", timeline.since(entry)};
-    const Decoded decoded = comparison(timeline.decode(entry));
-    Happening happening{"> " + commandOf(decoded), "", timeline.since(entry)};
-    if (entry.kind() != FrameKind::kRequest) return happening;
-    happening.said = shown(decoded);
+Happening requestOf(const Timeline& timeline, const Timeline::Entry& entry,
+                    const Comparison& comparison) {
     const auto answer = timeline.answerTo(entry);
-    happening.answer = !answer                       ? " ?"
-                       : answer->contains("noReply") ? " no-reply"
-                                                     : tool::pairs(comparison(*answer));
-    return happening;
+    return {shown(comparison(timeline.decode(entry))),
+            !answer                       ? " ?"
+            : answer->contains("noReply") ? " no-reply"
+                                          : tool::pairs(comparison(*answer)),
+            timeline.since(entry)};
 }
 
 Streams streamsOf(const Timeline& timeline, const Comparison& comparison) {
     using Accessory = std::optional<uint32_t>;
     std::map<std::pair<Accessory, uint32_t>, size_t> threads;
     std::map<Accessory, size_t> threadCounts;
-    std::map<Accessory, std::map<std::pair<uint32_t, uint32_t>, std::vector<Happening>>> events;
     Streams streams;
     for (const Timeline::Entry& entry : timeline.entries()) {
-        const bool asked = entry.kind() == FrameKind::kRequest;
-        const bool lost = isLoss(timeline.record(entry));
-        if (!asked && !lost && entry.kind() != FrameKind::kNotify) continue;
-        const Accessory accessory = lost ? std::nullopt : timeline.decode(entry).accessory;
-        Happening happening = happeningOf(timeline, entry, comparison);
-        if (!asked) {
-            events[accessory][{entry.header.binding, entry.header.listener}].push_back(
-                std::move(happening));
-            continue;
-        }
+        if (entry.kind() != FrameKind::kRequest) continue;
+        const Accessory accessory = timeline.decode(entry).accessory;
         size_t& number = threads[{accessory, entry.header.thread}];
         if (number == 0) number = ++threadCounts[accessory];
-        streams[{false, accessory, number}].push_back(std::move(happening));
+        streams[{accessory, number}].push_back(requestOf(timeline, entry, comparison));
     }
-    for (auto& [accessory, listeners] : events) {
-        size_t number = 0;
-        for (auto& [listener, happenings] : listeners)
-            streams[{true, accessory, ++number}] = std::move(happenings);
+    // Which of its listeners an application removes before an event reaches it is chance. So it
+    // counts whether any had it.
+    for (const recording::Life& life : recording::livesOf(timeline)) {
+        for (const size_t place : life.events) {
+            const Timeline::Entry& entry = timeline.entries()[place];
+            const Decoded decoded = comparison(timeline.decode(entry));
+            streams[{decoded.accessory, 0}].push_back(
+                {"> " + commandOf(decoded), "", timeline.since(entry)});
+        }
+        if (!life.lost) continue;
+        streams[{std::nullopt, 0}].push_back(
+            {"lost", "", timeline.since(timeline.entries()[life.end])});
     }
     return streams;
 }
@@ -130,8 +124,8 @@ void print(const Output& output, const Key& key, const Difference& difference, b
         if (!happening->answer.empty()) fields["answer"] = happening->answer.substr(1);
         return fields;
     };
-    Json fields = {{"difference", difference.kind},
-                   {key.events ? "listener" : "thread", key.number}};
+    Json fields = {{"difference", difference.kind}};
+    if (key.thread != 0) fields["thread"] = key.thread;
     if (key.accessory) fields["accessory"] = *key.accessory;
     fields["first"] = orNull(difference.first);
     fields["second"] = orNull(difference.second);

@@ -56,7 +56,7 @@ private:
     void findWorld();
     std::string rules() const;
     std::string flowOf();
-    void addRequest(size_t place, size_t answer);
+    void addRequest(size_t place);
     void addEvent(size_t place);
     void pause(uint64_t time);
     // The command for the answer to a request, and whether it is what the emulator does by itself.
@@ -160,27 +160,26 @@ std::string Scripter::rules() const {
 }
 
 std::string Scripter::flowOf() {
-    // A request stands where its answer came, since events that follow are caused by that.
-    std::map<size_t, size_t> requests;
+    // An event that came while a request was under way stands behind that: it may be its effect.
+    std::vector<size_t> requests;
     for (const size_t place : mLife.requests) {
         const auto other = mEntries[place].other;
-        if (other && *other < mLife.end) requests[*other] = place;
+        if (other && *other < mLife.end) requests.push_back(place);
     }
     mTime = mTimeline.since(mEntries[mLife.begin]);
-    size_t next = 0;
-    for (size_t i = mLife.begin; i < mLife.end; ++i) {
-        if (const auto request = requests.find(i); request != requests.end()) {
-            addRequest(request->second, i);
-        } else if (next < mLife.events.size() && mLife.events[next] == i) {
-            addEvent(i);
-            ++next;
-        }
+    auto request = requests.begin();
+    for (const size_t event : mLife.events) {
+        for (; request != requests.end() && *request < event; ++request)
+            addRequest(*request);
+        addEvent(event);
     }
+    for (; request != requests.end(); ++request)
+        addRequest(*request);
     if (mLife.lost) mFlow.emplace_back("die");
     return folded(mFlow);
 }
 
-void Scripter::addRequest(size_t place, size_t answer) {
+void Scripter::addRequest(size_t place) {
     const Decoded request = mTimeline.decode(mEntries[place]);
     const auto [command, normal] = answerTo(request, place);
     Answers& answers = mAnswers[targetOf(request)];
@@ -202,7 +201,7 @@ void Scripter::addRequest(size_t place, size_t answer) {
         const std::string shown = tool::dump(value);
         if (shown.find_first_of("\\#") == std::string::npos) line += " " + name + "=" + shown;
     }
-    const uint64_t time = mTimeline.since(mEntries[answer]);
+    const uint64_t time = mTimeline.since(mEntries[*mEntries[place].other]);
     const uint64_t passed = (time - std::min(time, mTime)) / kMillisecond;
     if (passed > kPatience / 2) line += " within " + std::to_string(passed + kPatience);
     mFlow.push_back(line);
@@ -258,7 +257,7 @@ Outcome makeScript(Context&, Arguments& arguments) {
     }
     outcome.text += ".\n";
     outcome.text += Scripter(timeline, lives[options.life - 1]).text();
-    outcome.data = {{"text", outcome.text}, {"lives", lives.size()}};
+    outcome.data = {{"text", outcome.text}};
     return outcome;
 }
 

@@ -1,0 +1,224 @@
+#include "emulator/Replay.h"
+
+#include <algorithm>
+
+#include "emulator/EventCommands.h"
+#include "emulator/RequestLog.h"
+#include "emulator/Script.h"
+#include "recording/Messages.h"
+#include "recording/Reader.h"
+#include "tool/EventTable.h"
+
+namespace emulator {
+
+using accessory::FrameKind;
+using android::AutoMutex;
+using recording::Decoded;
+using recording::Life;
+
+namespace {
+
+// A delay that is shorter is the client's and the framework's own.
+constexpr std::chrono::milliseconds kLeastDelay(2);
+
+}  // namespace
+
+Replay::Replay(const Options& options)
+    : mOptions(options),
+      mTimeline(options.file),
+      mComparison(options.ignored),
+      mLives(recording::livesOf(mTimeline)) {
+    const std::string why = mTimeline.whyNotReplayable();
+    if (!why.empty()) throw recording::Malformed(why);
+    const AutoMutex lock(mLock);
+    for (const Life& life : mLives) {
+        for (const size_t place : life.requests) {
+            const auto& entry = mTimeline.entries()[place];
+            const auto item = recording::itemOf(mTimeline.record(entry));
+            if (item == nullptr) continue;
+            const Request request = identify(*item);
+            mRequests[keyOf(request, *item)].places.push_back(place);
+            mUnused[place] = RequestLog::describe({request, item, true});
+            mPending.insert(place);
+            if (entry.other) mPending.insert(*entry.other);
+        }
+    }
+}
+
+std::string Replay::keyOf(const Request& request, accessory::ServiceItem& item) const {
+    return shown(request, mComparison(argumentsOf(request, item)));
+}
+
+std::optional<Replay::Answer> Replay::take(const Request& request, accessory::ServiceItem& item) {
+    const std::string key = keyOf(request, item);
+    const AutoMutex lock(mLock);
+    if (!mLastTime) mLastTime = Clock::now();
+    const auto found = mRequests.find(key);
+    if (found == mRequests.end()) {
+        ++mOtherwise;
+        if (mOptions.strict && mFault.empty()) {
+            mFault = "the application asked " + key + ", but " + missing();
+        }
+        return std::nullopt;
+    }
+    Equal& equal = found->second;
+    Answer answer;
+    answer.again = equal.used == equal.places.size();
+    answer.place = answer.again ? equal.places.back() : equal.places[equal.used++];
+    ++(answer.again ? mAgain : mAsked);
+    mUnused.erase(answer.place);
+    mPending.erase(answer.place);
+
+    const auto& entry = mTimeline.entries()[answer.place];
+    const auto* end = entry.other ? &mTimeline.entries()[*entry.other] : nullptr;
+    if (end != nullptr && end->kind() == FrameKind::kReply) {
+        answer.reply = recording::replyOf(mTimeline.record(*end));
+    }
+    if (answer.reply == nullptr) {
+        const auto life = std::find_if(mLives.begin(), mLives.end(),
+                                       [&](const Life& each) { return answer.place < each.end; });
+        answer.silent = life->lost && (end == nullptr || *entry.other >= life->end);
+    }
+    if (end != nullptr && !answer.silent) {
+        const auto delay = std::chrono::duration_cast<std::chrono::milliseconds>(
+            mOptions.speed.scaled(end->header.duration));
+        if (delay >= kLeastDelay) answer.delayMs = static_cast<uint32_t>(delay.count());
+    }
+    return answer;
+}
+
+void Replay::settled(const Answer& answer) {
+    const auto& entry = mTimeline.entries()[answer.place];
+    if (answer.again || !entry.other) return;
+    const AutoMutex lock(mLock);
+    mPending.erase(*entry.other);
+    mLast = std::max(mLast, *entry.other);
+    mLastTime = Clock::now();
+}
+
+// The earliest request that has not come, as a clause.
+std::string Replay::missing() {
+    if (mUnused.empty()) return "the recording has no further request";
+    return "the recording has " + mUnused.begin()->second;
+}
+
+std::string Replay::fault(bool over) {
+    const AutoMutex lock(mLock);
+    if (over && mOptions.strict && mFault.empty() && !mUnused.empty()) {
+        mFault = std::to_string(mUnused.size()) +
+                 " recorded requests have not come, the first of them " + mUnused.begin()->second;
+    }
+    return mFault;
+}
+
+void Replay::prepare(World& world) const {
+    for (const Life& life : mLives) {
+        for (const size_t place : life.requests) {
+            const auto& entry = mTimeline.entries()[place];
+            const Decoded decoded = mTimeline.decode(entry);
+            const auto answer = mTimeline.answerTo(entry);
+            if (decoded.accessory && answer && answer->value("result", 1) == 0) {
+                world.attach(*decoded.accessory);
+            }
+        }
+    }
+}
+
+bool Replay::allBefore(size_t place) {
+    const AutoMutex lock(mLock);
+    return !mFault.empty() || mPending.empty() || *mPending.begin() > place;
+}
+
+// Waits until all that was asked and answered before `place` has been, and as long after it as it
+// took when it was recorded. False when the replay is over.
+bool Replay::awaitPlace(Run& run, size_t place) {
+    tool::Waker& waker = run.script.waker();
+    const auto over = [&] { return run.over() || !fault(false).empty(); };
+    const auto& entries = mTimeline.entries();
+    const auto due = [&]() -> std::optional<Clock::time_point> {
+        const AutoMutex lock(mLock);
+        if (!mLastTime) return std::nullopt;
+        const uint64_t before = mTimeline.since(entries[std::min(mLast, place)]);
+        const uint64_t then = mTimeline.since(entries[place]);
+        return *mLastTime + mOptions.speed.scaled(then - std::min(then, before));
+    };
+    // The application is not late before it has begun.
+    for (;;) {
+        const auto time = due();
+        const auto until = time ? std::optional(*time + mOptions.patience) : std::nullopt;
+        const bool waits = !allBefore(place) || !time;
+        if (!waits || over()) break;
+        waker.waitUntil([&] { return over() || due() != time || allBefore(place); }, until);
+        if (over() || allBefore(place) || due() != time) continue;
+        const AutoMutex lock(mLock);
+        ++mEarly;
+        mPending.erase(mPending.begin(), mPending.upper_bound(place));
+        if (mOptions.strict) {
+            mFault = "what was answered before the next event has not been asked within " +
+                     std::to_string(mOptions.patience.count()) + " ms: " + missing();
+        }
+    }
+    while (!over() && due() && Clock::now() < *due())
+        waker.waitUntil(over, due());
+    const AutoMutex lock(mLock);
+    mLast = std::max(mLast, place);
+    mLastTime = Clock::now();
+    return mFault.empty() && !run.over();
+}
+
+void Replay::play(Run& run) {
+    run.service.watch(true);
+    for (const Life& life : mLives) {
+        sendEvents(run, life);
+        if (life.lost && awaitPlace(run, life.end)) loseClients(run, life.end);
+    }
+    run.service.watch(false);
+}
+
+void Replay::sendEvents(Run& run, const Life& life) {
+    for (const size_t place : life.events) {
+        if (!awaitPlace(run, place)) return;
+        const recording::Record record = mTimeline.record(mTimeline.entries()[place]);
+        const Decoded decoded = recording::decode(record);
+        const tool::EventInfo* info = tool::findEvent(decoded.name);
+        Event event{recording::notifyOf(record), {}, commandOf(decoded)};
+        if (event.notification == nullptr) continue;
+        event.shown = {{"event", info == nullptr ? decoded.name : info->name}};
+        if (decoded.accessory) event.shown["accessory"] = *decoded.accessory;
+        event.shown.update(decoded.arguments);
+        run.service.change([&](World& world) {
+            if (decoded.name == "attach") world.attach(*decoded.accessory);
+            if (decoded.name == "detach") world.detach(*decoded.accessory);
+        });
+        run.push(event, std::nullopt);
+        const AutoMutex lock(mLock);
+        ++mEvents;
+    }
+}
+
+// To the clients it is the same whether the service has died or has closed their connections.
+void Replay::loseClients(Run& run, size_t place) {
+    std::set<pid_t> processes;
+    for (const auto& connection : run.service.connections())
+        processes.insert(connection.process);
+    for (const pid_t process : processes)
+        run.service.drop(process);
+    // No request of this life can come any more.
+    const AutoMutex lock(mLock);
+    for (const auto& life : mLives) {
+        if (life.end != place) continue;
+        for (const size_t request : life.requests) {
+            const auto& other = mTimeline.entries()[request].other;
+            mPending.erase(request);
+            if (other) mPending.erase(*other);
+        }
+    }
+}
+
+Json Replay::summary() {
+    const AutoMutex lock(mLock);
+    return {{"asked", mAsked},           {"again", mAgain},   {"otherwise", mOtherwise},
+            {"missing", mUnused.size()}, {"events", mEvents}, {"early", mEarly}};
+}
+
+}  // namespace emulator

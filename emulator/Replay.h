@@ -1,0 +1,104 @@
+#pragma once
+
+#include <utils/Mutex.h>
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "emulator/Operations.h"
+#include "emulator/World.h"
+#include "recording/Comparison.h"
+#include "recording/Lives.h"
+#include "recording/Speed.h"
+#include "recording/Timeline.h"
+
+namespace emulator {
+
+class Run;
+class Service;
+
+// Plays the service of a recording. Requests are answered on the service's threads; the events are
+// sent by play(), on the thread of the commands.
+class Replay {
+public:
+    struct Options {
+        std::string file;
+        recording::Speed speed;
+        // What is not compared besides the time of a touch.
+        std::vector<std::string> ignored;
+        std::chrono::milliseconds patience{5000};
+        bool strict = false;
+    };
+
+    // Throws recording::Malformed, also for a recording that cannot be replayed.
+    explicit Replay(const Options& options);
+
+    // The answer to a request.
+    struct Answer {
+        Reply reply;          // null: there is none
+        bool silent = false;  // and the client is not told so, since the service was lost then
+        uint32_t delayMs = 0;
+        size_t place = 0;    // of the recorded request
+        bool again = false;  // it had been used before
+    };
+    // Takes the recorded answer to an equal request: the earliest that has not been used, or else
+    // the last. Nothing when none is equal, for which --strict ends the replay. Thread-safe.
+    std::optional<Answer> take(const Request& request, accessory::ServiceItem& item);
+    // The answer has left. Thread-safe.
+    void settled(const Answer& answer);
+
+    // Has the world know whatever answered in the recording.
+    void prepare(World& world) const;
+    // Sends the events, each when what had been answered before it has been and what had been asked
+    // before it has come, and ends the connections where the service was lost.
+    void play(Run& run);
+    // Why --strict ends the emulator with a failure; empty when it does not. `over` says that no
+    // further request can come. Thread-safe.
+    std::string fault(bool over);
+
+    // What has come of it, by name.
+    Json summary();
+
+private:
+    using Clock = std::chrono::steady_clock;
+    struct Equal {
+        std::vector<size_t> places;
+        size_t used = 0;
+    };
+
+    std::string keyOf(const Request& request, accessory::ServiceItem& item) const;
+    void sendEvents(Run& run, const recording::Life& life);
+    void loseClients(Run& run, size_t place);
+    bool awaitPlace(Run& run, size_t place);
+    bool allBefore(size_t place);
+    std::string missing() REQUIRES(mLock);
+
+    const Options mOptions;
+    const recording::Timeline mTimeline;
+    const recording::Comparison mComparison;
+    const std::vector<recording::Life> mLives;
+
+    android::Mutex mLock;
+    // The recorded requests by what they ask, in the order of the file.
+    std::map<std::string, Equal> mRequests GUARDED_BY(mLock);
+    std::map<size_t, std::string> mUnused GUARDED_BY(mLock);
+    // Where the requests stand that have not come, and the answers that have not left.
+    std::set<size_t> mPending GUARDED_BY(mLock);
+    // The last thing in the file that has happened, and when. Nothing before the first.
+    size_t mLast GUARDED_BY(mLock) = 0;
+    std::optional<Clock::time_point> mLastTime GUARDED_BY(mLock);
+    std::string mFault GUARDED_BY(mLock);
+    size_t mAsked GUARDED_BY(mLock) = 0;
+    size_t mAgain GUARDED_BY(mLock) = 0;
+    size_t mOtherwise GUARDED_BY(mLock) = 0;
+    size_t mEvents GUARDED_BY(mLock) = 0;
+    size_t mEarly GUARDED_BY(mLock) = 0;
+};
+
+}  // namespace emulator
