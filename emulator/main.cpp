@@ -102,6 +102,8 @@ std::unique_ptr<Replay> readRecording(const Replay::Options& options, Printer& p
 int endReplay(Replay& replay, int status, Script& script) {
     const std::string fault = replay.fault(!script.ended());
     script.printer.replay(replay.summary());
+    // Before what standard error gets.
+    script.printer.lines().flush();
     return fault.empty() || status == kNotMet ? status : refuse(script.printer, kNotMet, fault);
 }
 

@@ -20,32 +20,49 @@ void declareOptional(CLI::App& parser, const std::string& name, const char* type
     })->type_name(type);
 }
 
-void declareIgnore(CLI::App& parser, Arguments& arguments) {
-    parser
-        .add_option("--ignore", arguments.recording.ignored,
-                    "Do not compare arguments of this name; the time of a touch never is")
-        ->type_name("NAME")
+// An option that may be given several times.
+template <typename Use>
+void declareRepeated(CLI::App& parser, const char* name, const char* type, const char* help,
+                     const Use& use) {
+    const auto each = [use](const std::vector<std::string>& words) {
+        for (const std::string& word : words)
+            use(word);
+    };
+    parser.add_option_function<std::vector<std::string>>(name, each, help)
+        ->type_name(type)
         ->expected(1)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+}
+
+void declareIgnore(CLI::App& parser, Arguments& arguments) {
+    declareRepeated(parser, "--ignore", "NAME",
+                    "Do not compare arguments of this name; the time of a touch never is",
+                    [&](const std::string& name) { arguments.recording.ignored.push_back(name); });
 }
 
 void declareShow(CLI::App& parser, Arguments& arguments) {
     RecordingOptions& options = arguments.recording;
     declareFile(parser, arguments);
-    declareNumber<uint32_t>(parser, "--accessory", "Only what concerns this accessory",
-                            [&](uint32_t id) { options.accessories.push_back(id); })
-        ->type_name("ID");
-    const auto only = [&](const std::string& name) {
-        const tool::EventInfo* event = tool::findEvent(name);
-        if (event == nullptr && recording::findOperation(name) == nullptr) {
-            throw CLI::ValidationError("--only", "no such operation or event: " + name);
-        }
-        // An event has two names.
-        options.names.emplace_back(event == nullptr || event->command == nullptr ? name
-                                                                                 : event->command);
-    };
-    parser.add_option_function<std::string>("--only", only, "Only this operation or event")
-        ->type_name("NAME");
+    declareRepeated(
+        parser, "--accessory", "ID", "Only what concerns this accessory, or one of several",
+        [&](const std::string& word) {
+            const auto id = tool::toNumber<uint32_t>(word);
+            if (!id) {
+                throw CLI::ValidationError("--accessory", "not a number in range: " + word);
+            }
+            options.accessories.push_back(*id);
+        });
+    declareRepeated(parser, "--only", "NAME", "Only this operation or event, or one of several",
+                    [&](const std::string& name) {
+                        const tool::EventInfo* event = tool::findEvent(name);
+                        if (event == nullptr && recording::findOperation(name) == nullptr) {
+                            throw CLI::ValidationError("--only",
+                                                       "no such operation or event: " + name);
+                        }
+                        // An event has two names.
+                        const bool two = event != nullptr && event->command != nullptr;
+                        options.names.push_back(two ? event->command : name);
+                    });
     declareOptional(parser, "--thread", "N", "Only what happened on this thread", options.thread);
     parser.add_flag("--failed", options.failed, "Only requests that failed");
     declareOptional(parser, "--slower", "MS",

@@ -61,7 +61,8 @@ def test_has_a_method_for_every_command(zrmirvo_tools):
     commands |= set(re.findall(r"^  ([a-z-]+)", text.partition("\nCommands:")[2], re.M))
     methods = {name.replace("_", "-") for name in (*dir(zrmirvo.Ctl), *dir(zrmirvo.Device))}
     assert len(commands) > 20
-    assert commands - methods == {"help", "monitor", "shell", "version"}
+    recordings = {"recording", "replay", "show", "stats", "diff", "script"}
+    assert commands - methods == {"help", "monitor", "shell", "version", *recordings}
 
 
 def test_says_what_went_wrong(mirvoctl):

@@ -267,7 +267,7 @@ TEST_F(RecorderTest, whatIsToBeLeftOutLeavesItsSize) {
 sendKeyEvent@7 keyCode=2 flag=true
 sendTouchEvent@7 time=T count=1 array1=[300] array2=[120] array3=[7] action=1 extra=0
 cookKeyEvent@7 keyCode=2 flag=true
-RawData result=0 bytes="4b0405"
+RawData result=0 bytes="4B0405"
 setFeature@7 feature=9 data="AABB"
 RawData result=0 bytes=""
 )");

@@ -64,7 +64,7 @@ TEST(DecoderTest, messagesAreNamedWithWhatTheySay) {
          "sendTouchEvent@7 time=5 count=2 array1=[1,4] array2=[2,5] array3=[3,4294967295] action=3 "
          "extra=0"},
         {kItem, 136, "07000000 01000000 09000000 02000000 aabb",
-         R"(setFeature@7 feature=9 data="aabb")"},
+         R"(setFeature@7 feature=9 data="AABB")"},
         {kItem, 137, "07000000 00000000 01000000 02000000 03000000 04000000 feffffff",
          "sendDisplayConfiguration@7 value1=1 value2=2 value3=3 value4=4 value5=-2"},
         {kReply, 129, "02000000" + common, "Common result=2"},
