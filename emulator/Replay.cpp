@@ -167,12 +167,10 @@ bool Replay::awaitPlace(Run& run, size_t place) {
 }
 
 void Replay::play(Run& run) {
-    run.service.watch(true);
     for (const Life& life : mLives) {
         sendEvents(run, life);
         if (life.lost && awaitPlace(run, life.end)) loseClients(run, life.end);
     }
-    run.service.watch(false);
 }
 
 void Replay::sendEvents(Run& run, const Life& life) {

@@ -120,7 +120,7 @@ Reply Service::handle(HostRequest& hostRequest) {
     if (mAudience != nullptr) {
         told = mAudience->request(request, hostRequest.item, asker, reply, rule);
     }
-    if (mWatched) mWaker.wake();
+    if (mWatched || mReplay != nullptr) mWaker.wake();
     if (rule.delayMs > 0) delay(rule.delayMs);
     // An inquiry that the service has accepted is answered by an event. A recording has its own.
     if (!recorded && std::string_view(request.name()) == "sendTimeDateInquiry" &&
@@ -143,7 +143,7 @@ void Service::settle(uint64_t number, uint64_t told, const Request& request) {
         mLog.settled(number, request);
         reaction = mReactions.take(request);
     }
-    if (mWatched) mWaker.wake();
+    if (mWatched || mReplay != nullptr) mWaker.wake();
     if (reaction) (*reaction)();
 }
 

@@ -117,7 +117,7 @@ int serve(const Options& options, StepIterator step, StepIterator end, Replay* r
     }
     runWhile(script, step, end, /*onlyPreparing=*/false);
     if (replay != nullptr) {
-        Run run(script, /*reaction=*/false);
+        Run run(script, Origin::kScript);
         replay->play(run);
     }
     if (script.failed()) return kNotMet;
