@@ -265,7 +265,7 @@ TEST_F(MirvoctlTest, completionOffersWhatFits) {
     } kRows[] = {
         {"",
          "version startup shutdown connect disconnect config-file bluetooth ids hid-descriptor"
-         " device monitor shell help "},
+         " device monitor shell replay help recording "},
         {"--json device 7 ",
          "key touch calibrate cook-key cook-touch cook-calibrate landscape"
          " focus pairing time-date display feature "},
@@ -277,6 +277,8 @@ TEST_F(MirvoctlTest, completionOffersWhatFits) {
         {"monitor 7 ", "7 8 "},
         {"monitor --until onA", "onAttach "},
         {"monitor --t", "--timestamps --timeout "},
+        {"recording ", "show stats diff script "},
+        {"recording show --f", "--failed --from "},
         {"startup ", " "},
     };
     Emulator emulator;
