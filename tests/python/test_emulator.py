@@ -2,6 +2,7 @@
 
 import os
 import re
+import select
 
 import pytest
 import zrmirvo
@@ -149,12 +150,20 @@ def test_hangs_dies_and_comes_back(emulator, zrmirvo_tools):
 
 
 def test_leaves_no_folder_and_no_process(zrmirvo_tools):
-    with zrmirvo.Emulator(zrmirvo_tools) as emulator:
-        emulator.hang()
-        folder, process = emulator.folder, emulator.process
-        assert os.path.isdir(folder)
-    assert process.returncode == 0
-    assert not os.path.exists(folder)
+    for end, status in ((lambda e: e.hang(), 0), (lambda e: e.die(), -9), (lambda e: None, 0)):
+        with zrmirvo.Emulator(zrmirvo_tools) as emulator:
+            application = zrmirvo.Application(["sh", "-c", "sleep 60 & echo $!; wait"]).start()
+            child = os.pidfd_open(int(application.expect_line("")))
+            end(emulator)
+            application.child.kill()
+            application.stop()
+            folder, process = emulator.folder, emulator.process
+            assert os.path.isdir(folder)
+        assert process.returncode == status
+        assert not os.path.exists(folder)
+        # A process that has ended can be read from.
+        assert select.select([child], [], [], 20)[0]
+        os.close(child)
 
 
 def test_refuses_what_it_does_not_understand(emulator):

@@ -201,7 +201,7 @@ TEST_F(SessionTest, movesAreMergedUnlessSomethingLiesBetween) {
         };
         touch(TouchAction::Down, 1);
         std::vector<Pending<Status>> moves;
-        for (const unsigned int x : {2, 3, 4})
+        for (const unsigned int x : {2u, 3u, 4u})
             moves.push_back(touch(TouchAction::Move, x));
         touch(TouchAction::Move, 5, /*id=*/1);
         seven.key(Key::Back, Press::Down);
