@@ -107,6 +107,24 @@ int endReplay(Replay& replay, int status, Script& script) {
     return fault.empty() || status == kNotMet ? status : refuse(script.printer, kNotMet, fault);
 }
 
+// Serves until the program, the last client or something else ends it.
+int serveOn(const Options& options, Application& application, Replay* replay, Script& script,
+            int status) {
+    if (!options.application.empty()) {
+        const auto ended = application.wait(script.waker(), script.deadline());
+        if (script.over()) return script.failed() ? static_cast<int>(kNotMet) : status;
+        return std::max(status, ended.value_or(kDone));
+    }
+    const auto failed = [&] { return replay != nullptr && !replay->fault(false).empty(); };
+    if (options.exitWhenIdle) {
+        script.waitUntil([&] { return script.service.idle() || failed(); });
+        return script.failed() ? static_cast<int>(kNotMet) : status;
+    }
+    script.unlimit();
+    script.waitUntil(failed);
+    return status;
+}
+
 // Runs the rest of the script, then standard input, then serves until something ends it.
 int serve(const Options& options, StepIterator step, StepIterator end, Replay* replay,
           Script& script) {
@@ -122,8 +140,7 @@ int serve(const Options& options, StepIterator step, StepIterator end, Replay* r
     }
     if (script.failed()) return kNotMet;
     int status = kDone;
-    const auto failed = [&] { return replay != nullptr && !replay->fault(false).empty(); };
-    if (failed()) return status;
+    if (replay != nullptr && !replay->fault(false).empty()) return status;
     const bool reads =
         (options.script.empty() && options.application.empty()) || options.thenPrompt;
     if (reads && !script.ended() && standardInputHasCommands()) {
@@ -131,18 +148,7 @@ int serve(const Options& options, StepIterator step, StepIterator end, Replay* r
         if (script.failed()) return kNotMet;
         if (status != kDone && !options.keepGoing) return status;
     }
-    if (!options.application.empty()) {
-        const auto ended = application.wait(script.waker(), script.deadline());
-        if (script.over()) return script.failed() ? static_cast<int>(kNotMet) : status;
-        return std::max(status, ended.value_or(kDone));
-    }
-    if (options.exitWhenIdle) {
-        script.waitUntil([&] { return script.service.idle() || failed(); });
-        return script.failed() ? static_cast<int>(kNotMet) : status;
-    }
-    script.unlimit();
-    script.waitUntil(failed);
-    return status;
+    return serveOn(options, application, replay, script, status);
 }
 
 // Lets clients take what they were sent. Answers how much they did not.

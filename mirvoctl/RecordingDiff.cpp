@@ -89,8 +89,9 @@ struct Difference {
 std::vector<Difference> differencesOf(const std::vector<Happening>& first,
                                       const std::vector<Happening>& second) {
     std::vector<Difference> all;
-    auto pairs = aligned(first.size(), second.size(),
-                         [&](size_t i, size_t j) { return first[i].said == second[j].said; });
+    auto pairs = Alignment(first.size(), second.size(), [&](size_t i, size_t j) {
+                     return first[i].said == second[j].said;
+                 }).pairs();
     pairs.emplace_back(first.size(), second.size());
     size_t i = 0;
     size_t j = 0;

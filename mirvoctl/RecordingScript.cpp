@@ -152,6 +152,7 @@ std::string Scripter::rules() const {
         const bool always = std::count(commands.begin(), commands.end(), commands.front()) ==
                             static_cast<ptrdiff_t>(commands.size());
         std::vector<std::string> lines;
+        lines.reserve(commands.size());
         for (const std::string& command : commands)
             lines.push_back("once " + command);
         text += always ? commands.front() + "\n" : folded(lines);
@@ -199,7 +200,8 @@ void Scripter::addRequest(size_t place) {
     for (const auto& [name, value] : compared.arguments.items()) {
         // These have no form in a script.
         const std::string shown = tool::dump(value);
-        if (shown.find_first_of("\\#") == std::string::npos) line += " " + name + "=" + shown;
+        if (shown.find_first_of("\\#") == std::string::npos)
+            line.append(" ").append(name).append("=").append(shown);
     }
     const uint64_t time = mTimeline.since(mEntries[*mEntries[place].other]);
     const uint64_t passed = (time - std::min(time, mTime)) / kMillisecond;

@@ -93,7 +93,11 @@ std::string asText(const Statistics& all) {
         for (const std::string& cell : cells) {
             // The first column is flush left, the others are flush right.
             const std::string blanks(width - std::min(width, cell.size()), ' ');
-            text += width == 26 ? cell + blanks : " " + blanks + cell;
+            if (width == 26) {
+                text.append(cell).append(blanks);
+            } else {
+                text.append(" ").append(blanks).append(cell);
+            }
             width = 10;
         }
         text += "\n";

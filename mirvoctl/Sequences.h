@@ -6,66 +6,87 @@
 
 namespace mirvoctl {
 
-// Which elements of two sequences belong together, so that few are left over: pairs of places, both
-// ascending. `same(i, j)` compares an element of the first with one of the second.
+// Finds which elements of two sequences belong together, so that few are left over: the shortest
+// edit script by Myers. `Same` is called with a place in the first sequence and one in the second.
 template <typename Same>
-std::vector<std::pair<size_t, size_t>> aligned(size_t first, size_t second, Same same) {
-    // The shortest edit script by Myers. What would take more steps than this is not looked for,
-    // since it would be no use to a reader.
-    constexpr ptrdiff_t kMaxSteps = 2000;
-    const auto n = static_cast<ptrdiff_t>(first);
-    const auto m = static_cast<ptrdiff_t>(second);
-    // How far each diagonal has been followed, for each number of steps.
-    std::vector<std::vector<ptrdiff_t>> history;
-    const auto at = [](const std::vector<ptrdiff_t>& reached, ptrdiff_t diagonal) {
+class Alignment {
+public:
+    Alignment(size_t first, size_t second, Same same)
+        : mFirst(static_cast<ptrdiff_t>(first)),
+          mSecond(static_cast<ptrdiff_t>(second)),
+          mSame(std::move(same)) {}
+
+    // Pairs of places, both ascending.
+    std::vector<std::pair<size_t, size_t>> pairs() {
+        for (ptrdiff_t steps = 0; steps <= kMaxSteps; ++steps) {
+            if (follow(steps)) return goBack(steps);
+        }
+        // They are too different for an alignment to help a reader: only their common beginning.
+        std::vector<std::pair<size_t, size_t>> common;
+        for (ptrdiff_t i = 0; same(i, i); ++i)
+            common.emplace_back(i, i);
+        return common;
+    }
+
+private:
+    static constexpr ptrdiff_t kMaxSteps = 2000;
+    // How far into the first sequence each diagonal has been followed. A diagonal is the difference
+    // between the places in both.
+    using Reached = std::vector<ptrdiff_t>;
+
+    static ptrdiff_t& at(Reached& reached, ptrdiff_t diagonal) {
         return reached[static_cast<size_t>(diagonal + static_cast<ptrdiff_t>(reached.size() / 2))];
-    };
-    const auto comesDown = [&](const std::vector<ptrdiff_t>& before, ptrdiff_t d, ptrdiff_t k) {
-        return k == -d || (k != d && at(before, k - 1) < at(before, k + 1));
-    };
-    ptrdiff_t steps = -1;
-    for (ptrdiff_t d = 0; d <= kMaxSteps && steps < 0; ++d) {
-        std::vector<ptrdiff_t> reached(static_cast<size_t>(2 * d + 3), 0);
-        for (ptrdiff_t k = -d; k <= d; k += 2) {
-            ptrdiff_t x = 0;
-            if (d > 0) {
-                const auto& before = history.back();
-                x = comesDown(before, d, k) ? at(before, k + 1) : at(before, k - 1) + 1;
-            }
-            while (x < n && x - k < m && x >= k &&
-                   same(static_cast<size_t>(x), static_cast<size_t>(x - k))) {
-                ++x;
-            }
-            reached[static_cast<size_t>(k + d + 1)] = x;
-            if (k == n - m && x >= n) steps = d;
-        }
-        history.push_back(std::move(reached));
     }
-    std::vector<std::pair<size_t, size_t>> pairs;
-    if (steps < 0) {
-        // Too different: only their common beginning.
-        for (size_t i = 0; i < first && i < second && same(i, i); ++i)
-            pairs.emplace_back(i, i);
-        return pairs;
+
+    bool same(ptrdiff_t i, ptrdiff_t j) {
+        return i < mFirst && j >= 0 && j < mSecond &&
+               mSame(static_cast<size_t>(i), static_cast<size_t>(j));
     }
-    ptrdiff_t x = n;
-    ptrdiff_t k = n - m;
-    for (ptrdiff_t d = steps; d >= 0; --d) {
-        ptrdiff_t from = 0;
-        bool down = false;
-        if (d > 0) {
-            const auto& before = history[static_cast<size_t>(d - 1)];
-            down = comesDown(before, d, k);
-            from = down ? at(before, k + 1) : at(before, k - 1) + 1;
-        }
-        for (; x > from; --x)
-            pairs.emplace_back(static_cast<size_t>(x - 1), static_cast<size_t>(x - 1 - k));
-        if (d > 0) {
-            x = down ? from : from - 1;
-            k += down ? 1 : -1;
-        }
+
+    // Whether the best way to a diagonal leaves an element of the second sequence over, otherwise
+    // one of the first; and where it then begins to follow the diagonal.
+    std::pair<bool, ptrdiff_t> wayTo(ptrdiff_t diagonal, ptrdiff_t steps) {
+        if (steps == 0) return {false, 0};
+        Reached& before = mHistory[static_cast<size_t>(steps - 1)];
+        const bool second =
+            diagonal == -steps ||
+            (diagonal != steps && at(before, diagonal - 1) < at(before, diagonal + 1));
+        return {second, second ? at(before, diagonal + 1) : at(before, diagonal - 1) + 1};
     }
-    return {pairs.rbegin(), pairs.rend()};
-}
+
+    // Whether both sequences end after so many elements that are left over.
+    bool follow(ptrdiff_t steps) {
+        Reached reached(static_cast<size_t>(2 * steps + 3), 0);
+        bool ends = false;
+        for (ptrdiff_t diagonal = -steps; diagonal <= steps; diagonal += 2) {
+            ptrdiff_t i = wayTo(diagonal, steps).second;
+            while (same(i, i - diagonal))
+                ++i;
+            at(reached, diagonal) = i;
+            ends = ends || (diagonal == mFirst - mSecond && i >= mFirst);
+        }
+        mHistory.push_back(std::move(reached));
+        return ends;
+    }
+
+    std::vector<std::pair<size_t, size_t>> goBack(ptrdiff_t steps) {
+        std::vector<std::pair<size_t, size_t>> pairs;
+        ptrdiff_t i = mFirst;
+        ptrdiff_t diagonal = mFirst - mSecond;
+        for (; steps >= 0; --steps) {
+            const auto [second, from] = wayTo(diagonal, steps);
+            for (; i > from; --i)
+                pairs.emplace_back(i - 1, i - 1 - diagonal);
+            i = second ? from : from - 1;
+            diagonal += second ? 1 : -1;
+        }
+        return {pairs.rbegin(), pairs.rend()};
+    }
+
+    const ptrdiff_t mFirst;
+    const ptrdiff_t mSecond;
+    Same mSame;
+    std::vector<Reached> mHistory;
+};
 
 }  // namespace mirvoctl

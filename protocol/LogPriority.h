@@ -4,7 +4,6 @@
 #include <strings.h>
 
 #include <cstdlib>
-#include <cstring>
 
 namespace accessory {
 
@@ -26,10 +25,10 @@ inline bool setLogPriorityFromEnvironment() {
     // NOLINTNEXTLINE(concurrency-mt-unsafe)
     const char* wanted = std::getenv("ZRMIRVO_LOG");
     if (wanted == nullptr || *wanted == '\0') return false;
-    const size_t length = std::strlen(wanted);
+    const bool isLetter = wanted[1] == '\0';
     for (const auto& [name, priority] : kPriorities) {
-        const bool whole = length == 1 || name[length] == '\0';
-        if (strncasecmp(name, wanted, length) != 0 || !whole) continue;
+        if (strcasecmp(name, wanted) != 0 && !(isLetter && strncasecmp(name, wanted, 1) == 0))
+            continue;
         __android_log_set_minimum_priority(priority);
         return true;
     }
