@@ -249,6 +249,7 @@ void addReplayOptions(CLI::App& app, Replay::Options& options) {
 int main(int argc, char** argv) {
     tool::StandardOutput output;
     // Blocks of megabytes, as features may have, are given back to the system at once.
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): there is one thread yet.
     mallopt(M_MMAP_THRESHOLD, 1 << 20);
     Options options;
     CLI::App app(

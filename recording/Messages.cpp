@@ -73,8 +73,11 @@ private:
     const uint8_t* const mEnd;
 };
 
-template <typename Message>
-sp<Message> filled(const sp<Message>& message, const Record& record) {
+template <typename Message, typename Factory>
+sp<Message> made(const Record& record) {
+    // What counts references must not be a variable.
+    const sp<Factory> factory = new Factory;
+    const sp<Message> message = factory->create(record.frame.type);
     if (message == nullptr) return nullptr;
     sp<DeserializationContent> content = new ByteReader(record);
     message->deserialization(content);
@@ -92,15 +95,15 @@ Decoded decodeMessage(FrameKind kind, Message& message) {
 }  // namespace
 
 sp<ServiceItem> itemOf(const Record& record) {
-    return filled(MirvoServiceItemFactory().create(record.frame.type), record);
+    return made<ServiceItem, MirvoServiceItemFactory>(record);
 }
 
 sp<ServiceReply> replyOf(const Record& record) {
-    return filled(MirvoServiceReplyFactory().create(record.frame.type), record);
+    return made<ServiceReply, MirvoServiceReplyFactory>(record);
 }
 
 sp<ServiceNotify> notifyOf(const Record& record) {
-    return filled(MirvoServiceNotifyFactory().create(record.frame.type), record);
+    return made<ServiceNotify, MirvoServiceNotifyFactory>(record);
 }
 
 Decoded decode(ServiceReply& reply) {
