@@ -165,7 +165,7 @@ std::string Scripter::flowOf() {
     std::vector<size_t> requests;
     for (const size_t place : mLife.requests) {
         const auto other = mEntries[place].other;
-        if (other && *other < mLife.end) requests.push_back(place);
+        if (other && *other <= mLife.end) requests.push_back(place);
     }
     mTime = mTimeline.since(mEntries[mLife.begin]);
     auto request = requests.begin();

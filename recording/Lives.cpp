@@ -40,6 +40,20 @@ private:
     size_t mCount = 0;
 };
 
+// What was answered before the loss may have been recorded after it, by another thread.
+void endBehindReplies(const Timeline& timeline, std::vector<Life>& lives) {
+    const auto& entries = timeline.entries();
+    for (size_t i = 0; i < lives.size(); ++i) {
+        Life& life = lives[i];
+        const size_t limit = i + 1 < lives.size() ? lives[i + 1].begin : entries.size();
+        for (const size_t request : life.requests) {
+            const auto& other = entries[request].other;
+            if (life.lost && other && *other < limit && entries[*other].kind() == FrameKind::kReply)
+                life.end = std::max(life.end, *other);
+        }
+    }
+}
+
 }  // namespace
 
 std::vector<Life> livesOf(const Timeline& timeline) {
@@ -70,6 +84,7 @@ std::vector<Life> livesOf(const Timeline& timeline) {
             life.events.push_back(i);
         }
     }
+    endBehindReplies(timeline, lives);
     return lives;
 }
 

@@ -11,7 +11,8 @@ namespace recording {
 // entries of a timeline.
 struct Life {
     size_t begin = 0;
-    // Behind its last entry, or the loss.
+    // Behind its last entry. Where it was lost, the last entry itself: the loss, or the last reply
+    // that was on its way then.
     size_t end = 0;
     bool lost = false;
     std::vector<size_t> requests;
