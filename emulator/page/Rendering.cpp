@@ -13,7 +13,7 @@ constexpr size_t kMaxText = 4096;
 constexpr size_t kMaxElements = 64;
 
 Json cut(Json values) {
-    for (auto& [name, value] : values.items()) {
+    for (const auto& [name, value] : values.items()) {
         if (value.is_string() && value.get_ref<const std::string&>().size() > kMaxText) {
             value = value.get_ref<const std::string&>().substr(0, kMaxText) + "…";
         } else if (value.is_array() && value.size() > kMaxElements) {

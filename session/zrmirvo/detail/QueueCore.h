@@ -59,8 +59,7 @@ private:
 template <typename Task>
 class TaskEvent final : public Event {
 public:
-    template <typename From>
-    explicit TaskEvent(From&& task) : mTask(std::forward<From>(task)) {}
+    explicit TaskEvent(Task task) : mTask(std::move(task)) {}
     void run() override { mTask(); }
 
 private:

@@ -95,7 +95,7 @@ public:
         const Clock::time_point latest = after(mOptions.longestWait);
         std::unique_lock lock(mLock);
         PhoneState* phone = request->phone();
-        const std::shared_ptr<Request> last = phone == nullptr ? nullptr : phone->mLast;
+        std::shared_ptr<Request> last = phone == nullptr ? nullptr : phone->mLast;
         if (mOptions.mergeMoves && last != nullptr && last->takeOver(*request)) {
             last->mLatest = latest;
             return last;
