@@ -21,6 +21,7 @@ constexpr int kPatienceMs = 5000;
 
 std::string Application::start(const std::vector<std::string>& command) {
     std::vector<char*> arguments;
+    arguments.reserve(command.size() + 1);
     for (const std::string& word : command)
         arguments.push_back(const_cast<char*>(word.c_str()));
     arguments.push_back(nullptr);

@@ -47,7 +47,8 @@ std::string join(const std::vector<std::string>& words, bool quoted) {
     std::string line;
     for (const std::string& word : words) {
         if (!line.empty()) line += ' ';
-        const bool needed = quoted && (word.empty() || word.find_first_of(" \t#") != word.npos);
+        const bool needed =
+            quoted && (word.empty() || word.find_first_of(" \t#") != std::string::npos);
         line += needed ? '"' + word + '"' : word;
     }
     return line;
@@ -111,7 +112,6 @@ Arguments::Value read(const Argument& argument, Words& words, const Parsed& pars
     const std::string shown = argument.shown;
     switch (argument.kind) {
         case Kind::kInteger:
-            return words.number<int32_t>(shown);
         case Kind::kProcess:
             return words.number<int32_t>(shown);
         case Kind::kId:

@@ -73,7 +73,7 @@ void Background::ready(bool outputHasFile) {
     dup2(STDOUT_FILENO, STDERR_FILENO);
     const int starter = std::exchange(mStarter, -1);
     // Nobody has to wait for it.
-    static_cast<void>(!write(starter, "", 1));
+    static_cast<void>(write(starter, "", 1) == 1);
     close(starter);
 }
 

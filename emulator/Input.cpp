@@ -29,6 +29,7 @@ bool standardInputHasCommands() {
     return isatty(STDIN_FILENO) == 1 || !S_ISCHR(status.st_mode);
 }
 
+// NOLINTNEXTLINE(readability-function-cognitive-complexity): the lambdas count, too.
 int runStandardInput(Script& script, bool keepGoing) {
     Parser parser;
     const auto complete = [&](const std::vector<std::string>& words) {

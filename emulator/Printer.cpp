@@ -15,7 +15,7 @@ Printer::Printer(tool::StandardOutput& output, const Options& options)
     : mOptions(options), mLines(output, [this](size_t count) { return dropped(count); }) {}
 
 void Printer::put(const std::string& line) {
-    mLines.put(mOptions.timestamps ? mClock.prefix(mClock.milliseconds()) + line : line);
+    mLines.put(mOptions.timestamps ? tool::Clock::prefix(mClock.milliseconds()) + line : line);
 }
 
 void Printer::put(const Json& fields) {
@@ -28,7 +28,7 @@ std::string Printer::dropped(size_t count) const {
     if (mOptions.json) {
         return tool::dump({{"time", mClock.milliseconds()}, {"dropped", count}});
     }
-    const std::string time = mOptions.timestamps ? mClock.prefix(mClock.milliseconds()) : "";
+    const std::string time = mOptions.timestamps ? tool::Clock::prefix(mClock.milliseconds()) : "";
     return time + "dropped " + std::to_string(count) + " lines that nobody read in time";
 }
 

@@ -27,8 +27,8 @@ public:
         for (const tool::CommandInfo& info : infosOf(ownCommands(mPlace)))
             infos.push_back(info);
         if (mPlace == Grammar::Place::kCommandLine) infos.push_back(kRecording);
-        const std::string text = "\nCommands:\n" + tool::commandHelp(infos) +
-                                 "\nCommands to one accessory, behind \"device ID\":\n" + device;
+        std::string text = "\nCommands:\n" + tool::commandHelp(infos) +
+                           "\nCommands to one accessory, behind \"device ID\":\n" + device;
         if (mPlace == Grammar::Place::kShell) return text;
         return text + "\nCommands about recordings, behind \"recording\":\n" + recording;
     }
@@ -41,6 +41,7 @@ private:
 
 std::vector<tool::CommandInfo> infosOf(const std::vector<Command>& commands) {
     std::vector<tool::CommandInfo> infos;
+    infos.reserve(commands.size());
     for (const Command& command : commands)
         infos.push_back(command.info);
     return infos;

@@ -69,7 +69,8 @@ void Output::outcomeAsText(const std::string& operation, const Outcome& outcome)
         const std::string shown = !step.status        ? "sent"
                                   : *step.status == 0 ? "ok"
                                                       : "status " + std::to_string(*step.status);
-        mStandard.writeLine(operation + ": " + shown + tool::pairs(step.data));
+        mStandard.writeLine(
+            std::string(operation).append(": ").append(shown).append(tool::pairs(step.data)));
     }
     mStandard.write(outcome.text);
 }

@@ -109,7 +109,7 @@ std::vector<EmulatorCommand> makeCommands() {
          {kOperation},
          "run the lines up to \"end\" after the next such request",
          true},
-        {"end", S::kFlow, {}, "end \"repeat\", \"on\" or \"on-next\""},
+        {"end", S::kFlow, {}, R"(end "repeat", "on" or "on-next")"},
         {"include", S::kFlow, {{"file", Kind::kFile, "FILE"}}, "run the commands of another file"},
 
         {"ids",

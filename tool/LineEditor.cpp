@@ -58,7 +58,7 @@ LineEditor::LineEditor(Prompt prompt)
     : mPrompt(std::move(prompt)),
       mHistoryFile(historyFile(mPrompt.tool)),
       mHistory(history_init()) {
-    setlocale(LC_CTYPE, "");
+    setlocale(LC_CTYPE, "");  // NOLINT(concurrency-mt-unsafe): no other thread runs yet.
     HistEvent event;
     history(mHistory, &event, H_SETSIZE, kHistorySize);
     history(mHistory, &event, H_SETUNIQUE, 1);
@@ -137,6 +137,7 @@ int LineEditor::readCharacter(EditLine* editor, wchar_t* character) {
     mbstate_t state = {};
     char byte = 0;
     while (read(STDIN_FILENO, &byte, 1) == 1) {
+        // NOLINTNEXTLINE(concurrency-mt-unsafe): the state is this function's own.
         const size_t used = mbrtowc(character, &byte, 1, &state);
         if (used == static_cast<size_t>(-2)) continue;
         // A byte that is no text in this locale is kept as it is.

@@ -32,7 +32,8 @@ bool lasts(const Operation* operation) {
         findOperation("sendDisplayConfiguration"), findOperation("sendForceLandscape"),
         findOperation("sendVideoFocus"), findOperation("sendOnReadyForPairing"),
         findOperation("setFeature")};
-    return operation != nullptr && std::count(std::begin(kLasting), std::end(kLasting), operation);
+    return operation != nullptr &&
+           std::count(std::begin(kLasting), std::end(kLasting), operation) != 0;
 }
 
 // The focus or the feature that a request is about.

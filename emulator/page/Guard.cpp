@@ -39,7 +39,7 @@ std::optional<Place> Place::read(const std::string& file) {
     // "PORT SECRET\n"
     const std::string_view line(text.data(), static_cast<size_t>(size));
     const size_t blank = line.find(' ');
-    if (blank == line.npos || line.back() != '\n') return {};
+    if (blank == std::string_view::npos || line.back() != '\n') return {};
     const auto port = tool::toNumber<uint16_t>(line.substr(0, blank));
     const std::string secret(line.substr(blank + 1, line.size() - blank - 2));
     if (!port || secret.size() != kSecretLength || !tool::fromHex(secret)) return {};
@@ -72,7 +72,8 @@ bool writePrivately(const std::string& file, const std::string& content) {
 bool admits(const Place& place, const Visit& visit) {
     const std::string_view path = visit.path;
     const size_t end = path.find('/', 1);
-    if (end == path.npos || !sameSecret(path.substr(1, end - 1), place.secret)) return false;
+    if (end == std::string_view::npos || !sameSecret(path.substr(1, end - 1), place.secret))
+        return false;
     if (visit.host != place.host()) return false;
     if (!visit.hasOrigin) return !visit.changes;
     return visit.origin == place.origin();

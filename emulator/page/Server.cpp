@@ -47,7 +47,7 @@ std::string ownCommand() {
     for (std::string word; std::getline(file, word, '\0');) {
         const bool plain = word.find_first_not_of(
                                "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUV"
-                               "WXYZ0123456789_-./=:,@+") == word.npos;
+                               "WXYZ0123456789_-./=:,@+") == std::string::npos;
         std::string quoted;
         for (const char c : word)
             quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
