@@ -37,7 +37,7 @@ def test_has_every_method():
     described = rows("Methods of `Emulator`") | rows("What the application does")
     assert described == public(zrmirvo.Emulator) | {"once"}
     assert rows("Methods of `Application`") == public(zrmirvo.Application)
-    table = re.search(r"^\| Methods \|.*\n(?:\|.*\n)+", TEXT, re.M)[0]
+    table = re.search(r"^\| Class \|.*\n(?:\|.*\n)+", TEXT, re.M)[0]
     methods = set(re.findall(r"`(\w+)`", table)) - {"Ctl", "Monitor"}
     assert methods == public(zrmirvo.Ctl, zrmirvo.Device, zrmirvo.Monitor)
 
