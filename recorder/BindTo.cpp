@@ -5,13 +5,14 @@
 #include "recorder/Client.h"
 #include "recorder/Log.h"
 
-// The one symbol that this library puts before the framework's. Everything else is reached through
-// the client that it answers.
+// This library replaces one symbol of the framework. The client that bindTo returns leads to
+// everything else that is recorded.
 
 namespace recorder {
 namespace {
 
-// A member without a virtual call is a function whose first argument is the object.
+// A member function that is not virtual is called like a function whose first argument is the
+// object.
 using BindTo = sp<ServiceClient> (*)(accessory::ServiceDiscoverer*, sp<accessory::ServiceInfo>&);
 
 constexpr const char* kService = "mirvo.accessory.manager";
@@ -22,7 +23,7 @@ constexpr const char* kSymbol =
 BindTo findReal() {
     void* symbol = dlsym(RTLD_NEXT, kSymbol);
     if (symbol == nullptr) {
-        // The framework was loaded for one library alone, as by dlopen without RTLD_GLOBAL.
+        // RTLD_NEXT does not find a framework that dlopen loaded without RTLD_GLOBAL.
         void* framework = dlopen(kFramework, RTLD_LAZY | RTLD_NOLOAD);
         if (framework != nullptr) symbol = dlsym(framework, kSymbol);
     }
@@ -39,7 +40,7 @@ __attribute__((visibility("default"))) sp<ServiceClient> ServiceDiscoverer::bind
     sp<ServiceInfo>& info) {
     static const recorder::BindTo kReal = recorder::findReal();
     if (kReal == nullptr) return nullptr;
-    // Other client libraries use the same framework, and messages that are none of ours.
+    // Other client libraries may use the same framework. Their messages are not recorded.
     const bool ours = info != nullptr && std::strcmp(info->servicename(), recorder::kService) == 0;
     recorder::Recorder* recorder = ours ? recorder::Recorder::instance() : nullptr;
     sp<ServiceClient> client = kReal(this, info);

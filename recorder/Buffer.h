@@ -11,7 +11,8 @@ namespace recorder {
 
 // Takes records from any thread until the writer's thread collects them. Adding one is a copy: it
 // takes no lock and makes no system call, so that no thread of the application ever waits for
-// another or for the disk. There are two halves; the writer empties one while the other fills up.
+// another or for the disk. The buffer has two halves: the writer's thread empties one of them while
+// the other is being filled.
 class Buffer {
 public:
     static constexpr size_t kHalf = size_t{4} << 20;
@@ -21,10 +22,10 @@ public:
     Buffer(const Buffer&) = delete;
     Buffer& operator=(const Buffer&) = delete;
 
-    // False when there is no memory for it.
+    // False when there is no memory for the buffer.
     bool usable() const { return mHalves[0] != nullptr; }
 
-    // Thread-safe. What does not fit is counted.
+    // Thread-safe. A record that does not fit is dropped and counted.
     void add(const recording::RecordHeader& header, const recording::FrameHeader& frame,
              const uint8_t* content) {
         const size_t size = sizeof(Entry) + padded(frame.length);
@@ -46,8 +47,8 @@ public:
     // Counts a record that could not be made. Thread-safe.
     void miss() { mMissing.fetch_add(1, std::memory_order_relaxed); }
 
-    // Calls `take(header, frame, content)` for each record that was added before this call, and
-    // answers how many did not fit. The writer's thread only.
+    // Calls `take(header, frame, content)` for each record that was added before this call.
+    // Returns how many did not fit. The writer's thread only.
     template <typename Take>
     uint64_t collect(Take take) {
         const uint64_t missing = mMissing.exchange(0, std::memory_order_relaxed);
@@ -71,7 +72,8 @@ private:
         recording::FrameHeader frame;
         uint32_t padding;
     };
-    // The state is which half is being filled, and how much of it is taken.
+    // The top bit of the state says which half is being filled. The other bits are the number of
+    // bytes in this half that threads have reserved.
     static constexpr int kHalfBit = 63;
     static constexpr uint64_t kUsed = (uint64_t{1} << kHalfBit) - 1;
 
@@ -80,7 +82,7 @@ private:
 
     uint8_t* mHalves[2] = {nullptr, nullptr};
     alignas(64) std::atomic<uint64_t> mState{0};
-    // How much of what was taken has been copied.
+    // How many of the reserved bytes of each half have been copied.
     std::atomic<uint64_t> mFilled[2] = {{0}, {0}};
     std::atomic<uint64_t> mMissing{0};
 };

@@ -7,8 +7,8 @@ namespace recorder {
 using android::AutoMutex;
 
 void Listener::onNotify(sp<ServiceNotify>& notify) {
-    // The framework may let go of this listener as soon as it has been entered. It keeps the real
-    // one.
+    // The framework may release this listener during the call. The reference keeps it alive, and
+    // with it the real listener.
     const sp<Listener> self(this);
     if (notify == nullptr || !mRecorder->recording()) return mReal->onNotify(notify);
 
@@ -17,7 +17,8 @@ void Listener::onNotify(sp<ServiceNotify>& notify) {
     const int32_t type = notify->type();
     uint64_t begin = 0;
     if (type == accessory::ServiceStatusNotify::kType) {
-        // Its class is the framework's own, and only the place of its first field is known.
+        // The class of this notification is the framework's own. Only the place of its first field
+        // is known, so it is read by place.
         const auto* status = static_cast<accessory::ServiceStatusNotify*>(notify.get());
         begin = mRecorder->addStatus(place, status->status);
     } else {
@@ -56,7 +57,7 @@ int32_t Client::setNotifyListener(sp<ServiceNotifyListener>& listener) {
     if (listener == nullptr) return mReal->setNotifyListener(listener);
     sp<Listener> mine;
     {
-        // A framework may compare listeners: the same one is wrapped once.
+        // A framework may compare listeners, so the same listener always gets the same wrapper.
         AutoMutex lock(mMutex);
         for (const sp<Listener>& known : mListeners) {
             if (known->real() == listener) mine = known;

@@ -17,8 +17,8 @@ using accessory::ServiceNotifyListener;
 using accessory::ServiceReply;
 using accessory::sp;
 
-// Stands between the library and a listener of its. Called on whatever thread the framework
-// delivers, also inside a request.
+// Stands between the framework and one listener of the library. The framework calls it on whatever
+// thread delivers, which may also be inside a request.
 class Listener final : public ServiceNotifyListener {
 public:
     Listener(Recorder* recorder, uint32_t binding, const sp<ServiceNotifyListener>& real)
@@ -35,7 +35,7 @@ private:
     const sp<ServiceNotifyListener> mReal;
 };
 
-// Stands between the library and one binding of the framework's. Thread-safe. No lock is held while
+// Stands between the library and one binding of the framework. Thread-safe. No lock is held while
 // the framework or the library is called.
 class Client final : public ServiceClient {
 public:

@@ -9,13 +9,13 @@
 namespace recorder {
 namespace {
 
-// What a content keeps for the next message.
+// A content that has grown beyond this size gives its memory back after the message.
 constexpr size_t kKept = size_t{64} << 10;
 constexpr size_t kLeast = 256;
 
 }  // namespace
 
-// Not a vector, which would take more than half of the time of a message.
+// With a std::vector, appending takes more than half of the time of a message.
 int32_t Content::append(const void* data, size_t size) {
     if (size == 0) return 0;
     if (size > mCapacity - mSize && !grow(size)) return EMSGSIZE;

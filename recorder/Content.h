@@ -11,7 +11,7 @@
 
 namespace recorder {
 
-// A message's content as docs/wire.md has it. Used for one message after another.
+// The content of a message, laid out as in docs/wire.md. It is used for one message after another.
 class Content final : public accessory::SerializationContent {
 public:
     int32_t writeBuffer(const void* data, int64_t length) override;
@@ -23,7 +23,7 @@ public:
 
     const uint8_t* data() const { return mBytes.get(); }
     size_t size() const { return mSize; }
-    // Whether there was no room for a part of it.
+    // Whether a part of the message had no room.
     bool failed() const { return mFailed; }
     void clear();
 
@@ -37,8 +37,8 @@ private:
     bool mFailed = false;
 };
 
-// A content for the time that a message takes. The last few are kept, so that recording a message
-// allocates nothing.
+// Lends a content for the time that a message takes. The last few contents are kept, so that
+// recording a message allocates nothing.
 class Borrowed {
 public:
     Borrowed();
@@ -46,7 +46,7 @@ public:
     Borrowed(const Borrowed&) = delete;
     Borrowed& operator=(const Borrowed&) = delete;
 
-    // The bytes of `message`. Null, when they cannot be had.
+    // The bytes of `message`. Null when the message cannot be written or is too long.
     const Content* of(accessory::SerializationBase& message);
 
 private:

@@ -31,7 +31,8 @@ bool File::open(const std::string& path) {
     return openNew(0);
 }
 
-// Opens without emptying: the file may be another process's, which is known when it is locked.
+// Opens the file without emptying it. Another process may be recording into it, which only the lock
+// tells.
 bool File::openNew(int flags) {
     const int file = openat(mFolder, mName.c_str(),
                             O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | flags, 0600);
@@ -66,7 +67,8 @@ bool File::write(const std::vector<uint8_t>& bytes) {
         if (count < 0 && errno == EINTR) continue;
         if (count <= 0) {
             logError("the recording %s ends here: %s", mPath.c_str(), errorText(errno).c_str());
-            // What has been written of the last block stays, since readers accept a torn end.
+            // A part of the last block may have been written. It stays, since readers accept a file
+            // that ends inside a block.
             return false;
         }
         done += static_cast<size_t>(count);

@@ -7,8 +7,9 @@
 
 namespace recorder {
 
-// The file that is being written. It belongs to this process alone: it is locked, new or empty,
-// readable by its owner only, and never reached through a link. One thread at a time.
+// The file that is being written. It belongs to this process alone: it is locked, was emptied when
+// it was opened, can be read by its owner only, and is never opened through a link. One thread at a
+// time.
 class File {
 public:
     File() = default;
@@ -16,20 +17,19 @@ public:
     File(const File&) = delete;
     File& operator=(const File&) = delete;
 
-    // False, with one line in the log, when there can be no such file.
+    // False, with one line in the log, when the file cannot be made or may not be used.
     bool open(const std::string& path);
 
-    // Appends all of `bytes`. False, with one line in the log, when there is room for a part of
-    // them only.
+    // Appends all of `bytes`. False, with one line in the log, when not all could be written.
     bool write(const std::vector<uint8_t>& bytes);
 
-    // Gives the file its second name, ".old" behind the first, and begins another. False, with one
-    // line in the log, when it cannot.
+    // Renames the file to its name with ".old" behind it, and begins a new one. False, with one
+    // line in the log, when this fails.
     bool startAgain();
 
     uint64_t size() const { return mSize; }
 
-    // In a forked child, to which neither file nor lock belongs.
+    // For a forked child, to which neither the file nor its lock belongs: closes the descriptor.
     void forget();
 
 private:

@@ -7,7 +7,7 @@ namespace recorder {
 // One line in the log, at error priority and with the recorder's tag.
 void logError(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
-// What an errno value means, for such a line.
+// The text of an errno value, for such a line.
 std::string errorText(int error);
 
 }  // namespace recorder

@@ -23,11 +23,11 @@ using recording::RecordHeader;
 
 namespace {
 
-// How long a record waits until it is written, and what a crash may lose.
+// How long a record waits until it is written. A crash loses the records of this time.
 constexpr nsecs_t kInterval = 100'000'000;
-// The process does not wait longer than this for the disk when it ends.
+// How long the process waits for the disk when it ends.
 constexpr nsecs_t kPatience = 2'000'000'000;
-// What is written at once.
+// How many bytes are written with one system call.
 constexpr size_t kPiece = size_t{1} << 20;
 
 Recorder* theRecorder = nullptr;
@@ -42,7 +42,7 @@ uint64_t now() {
     return nanoseconds(CLOCK_MONOTONIC);
 }
 
-// The system is asked once in each thread.
+// Each thread asks the system for its number once.
 uint32_t threadNumber() {
     static thread_local uint32_t number = 0;
     if (number == 0) number = static_cast<uint32_t>(gettid());
@@ -73,8 +73,8 @@ bool Recorder::start() {
     if (!mFile.open(mSettings.path)) return false;
     begin();
     if (!flush()) return false;
-    // The thread takes none of the process's signals, so that none of their handlers runs on it,
-    // and that a file that reaches its limit is an error and not a signal.
+    // All signals are blocked in this thread. The application's handlers then never run on it, and
+    // a file that reaches the limit of its size gives an error instead of SIGXFSZ.
     sigset_t all;
     sigset_t before;
     sigfillset(&all);
@@ -203,7 +203,7 @@ bool Recorder::writeGap(uint64_t missing) {
 }
 
 bool Recorder::writeOne(Record& record) {
-    // What a packet takes beside its content is less than this.
+    // Everything in a packet beside its content takes less than this.
     constexpr uint64_t kAround = 256;
     const uint64_t size = mFile.size() + mWriter.bytes().size() + record.size + kAround;
     if (size > mSettings.limit / 2 && mHasRecords && !startAgain()) return false;

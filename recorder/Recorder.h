@@ -18,16 +18,16 @@ namespace recorder {
 
 using recording::FrameKind;
 
-// The recording of this process. There is one, which is never destroyed once it has begun, since
-// threads of the application may use it until the process has ended. Thread-safe.
+// The recording of this process. There is at most one, and it is never destroyed, since threads of
+// the application may use it until the process has ended. Thread-safe.
 class Recorder {
 public:
-    // Begins the recording with the first call. Null without one.
+    // The first call begins the recording. Null when there is none.
     static Recorder* instance();
 
     bool recording() { return mRecording.load(std::memory_order_relaxed) || recordingElsewhere(); }
 
-    // What identifies a record beside its kind.
+    // What a record belongs to.
     struct Place {
         uint32_t binding = 0;
         uint32_t listener = 0;
@@ -37,15 +37,16 @@ public:
     uint32_t newListener() { return ++mListeners; }
     uint32_t newSequence() { return ++mSequences; }
 
-    // Records what has no content. `since` is when that began whose end this is, and 0 otherwise.
-    // All of these answer the time, in nanoseconds by the monotonic clock.
+    // Records something that has no content. When it is the end of a request or of a callback,
+    // `since` is the time of the beginning, otherwise 0.
+    // All of these operations return the present time, in nanoseconds of the monotonic clock.
     uint64_t add(FrameKind kind, const Place& place, uint64_t since = 0);
     // Records a message.
     uint64_t add(FrameKind kind, const Place& place, accessory::SerializationBase& message,
                  int32_t type, uint64_t since = 0);
     uint64_t addStatus(const Place& place, int32_t status);
 
-    // Writes what there is and ends the recording: when the process ends in the ordinary way.
+    // Writes what the buffer holds and ends the recording. Called when the process ends by exit().
     void finish();
 
 private:
@@ -62,7 +63,7 @@ private:
     void keep(const recording::Record& record);
     uint64_t put(FrameKind kind, const Place& place, int32_t type, const uint8_t* content,
                  size_t size, uint64_t since);
-    // Always false; says so once in a forked child.
+    // Always false. The first call in a forked child logs that it does not record.
     bool recordingElsewhere();
 
     const Settings mSettings;
@@ -83,9 +84,10 @@ private:
     File mFile;
     recording::Writer mWriter;
     uint32_t mFileNumber = 0;
-    uint64_t mWallOffset = 0;  // what makes wall time of monotonic time
-    bool mHasRecords = false;  // besides those that begin a file
-    // What a new file has to repeat, by binding and listener; 0 is the binding itself.
+    uint64_t mWallOffset = 0;  // wall time minus monotonic time
+    bool mHasRecords = false;  // whether there are others than those that begin a file
+    // The records that a new file has to repeat, by binding and listener. Listener 0 stands for the
+    // binding itself.
     std::map<uint32_t, std::map<uint32_t, recording::Record>> mLive;
 };
 

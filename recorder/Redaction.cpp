@@ -11,13 +11,13 @@ namespace {
 using namespace accessory;
 using namespace recording;
 
-// The bytes of a message, one field after the other.
+// Goes through the bytes of a message, one field after the other.
 class Fields {
 public:
     Fields(std::vector<uint8_t>& bytes, uint16_t leftOut, bool input)
         : mNext(bytes.data()), mEnd(mNext + bytes.size()), mLeftOut(leftOut), mInput(input) {}
 
-    // What of it was replaced, by LeftOut.
+    // What has been replaced, as a sum of LeftOut.
     uint16_t replaced() const { return mReplaced; }
 
     void take(const Field& field) {
@@ -62,7 +62,7 @@ private:
         mNext += size;
     }
 
-    // Key and flag are what such a request is about; the others tell who is asked for what.
+    // In such a request, key and flag are the input. The other numbers are accessory and command.
     void takeNumber(const Field& field, size_t size) {
         const bool isKey =
             std::strcmp(field.name, "intValue") == 0 || std::strcmp(field.name, "boolValue") == 0;
@@ -74,7 +74,7 @@ private:
         const size_t size = zero == nullptr
                                 ? left()
                                 : static_cast<size_t>(static_cast<const uint8_t*>(zero) - mNext);
-        // A single point is what stands for no text.
+        // A single point means that there is no text.
         const bool isNone = size == 1 && *mNext == '.';
         replace(size, '*', kLeftOutText, (mLeftOut & kLeftOutText) != 0 && !isNone);
         replace(1, 0, 0, false);
@@ -104,7 +104,7 @@ Number at(const Record& record, size_t place) {
 
 }  // namespace
 
-// Keys, touches, and what the service has cooked of them.
+// True for keys, for touches, and for the replies in which the service returns them as bytes.
 bool Redaction::isInput(const Record& record) {
     if (record.frame.kind != FrameKind::kRequest) return mCooking.erase(record.frame.sequence) > 0;
     const int32_t type = record.frame.type;

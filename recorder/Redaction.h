@@ -8,14 +8,15 @@
 
 namespace recorder {
 
-// Replaces in messages what a recording is to be without: numbers and bytes by 0, characters by
-// '*'. Sizes stay. One thread at a time.
+// Replaces in messages the values that must not be recorded: numbers and bytes become 0, characters
+// become '*'. Sizes stay. One thread at a time.
 class Redaction {
 public:
     // `leftOut` by recording::LeftOut.
     explicit Redaction(uint16_t leftOut) : mLeftOut(leftOut) {}
 
-    // Afterwards the content may be a copy, which stays until the next call.
+    // Never changes the bytes of the content: the record then refers to a copy of them, which stays
+    // until the next call.
     void apply(recording::Record& record);
 
 private:
@@ -23,7 +24,7 @@ private:
 
     const uint16_t mLeftOut;
     std::vector<uint8_t> mCopy;
-    // The requests under way whose replies hold cooked input.
+    // The sequences of requests under way whose replies will hold cooked input.
     std::set<uint32_t> mCooking;
 };
 

@@ -13,7 +13,8 @@ namespace {
 
 constexpr uint64_t kSmallest = uint64_t{64} << 10;
 
-// A program that runs with other rights than its user's lets nobody tell it where to write.
+// secure_getenv gives nothing in a program that runs with other rights than its user's. Such a
+// program must not write where its user tells it to.
 const char* variable(const char* name) {
     const char* value = secure_getenv(name);
     return value == nullptr || *value == '\0' ? nullptr : value;
@@ -41,7 +42,8 @@ std::optional<uint64_t> parseLimit(const std::string& text) {
     } else if (!unit.empty()) {
         return std::nullopt;
     }
-    // Larger numbers than these are no size of a file.
+    // A number with more digits could not be a size of a file, and could overflow when it is
+    // shifted.
     if (digits == 0 || text.size() - unit.size() > 10) return std::nullopt;
     const uint64_t limit = strtoull(text.c_str(), nullptr, 10) << shift;
     if (limit < kSmallest) return std::nullopt;

@@ -38,7 +38,8 @@ int fail(int status, const std::string& what) {
     return status;
 }
 
-// Beside this program, as it was built or installed; empty when it is not there.
+// The recorder's path, beside this program, where both the build and the installation put it. Empty
+// when it is not there.
 std::string findRecorder() {
     std::error_code error;
     const auto self = std::filesystem::read_symlink("/proc/self/exe", error);
@@ -47,7 +48,8 @@ std::string findRecorder() {
     return access(path.c_str(), R_OK) == 0 ? path.string() : std::string();
 }
 
-// What the recorder would only be able to log once the program has begun. Empty when all is well.
+// Why the file cannot be written. The recorder itself could only log this after the program has
+// begun. Empty when nothing is wrong.
 std::string faultOf(const std::string& output) {
     struct stat status = {};
     if (lstat(output.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
@@ -73,7 +75,7 @@ int run(Options& options) {
     std::string recorder = findRecorder();
     if (recorder.empty()) return fail(kNoRecorder, std::string(kRecorder) + " is not installed");
 
-    // This program has one thread.
+    // getenv and setenv are safe here, since this program has one thread.
     // NOLINTBEGIN(concurrency-mt-unsafe)
     const char* before = getenv("LD_PRELOAD");
     if (before != nullptr && *before != '\0') recorder += std::string(":") + before;

@@ -8,15 +8,15 @@
 
 namespace recording {
 
-// What of a message is compared when two runs of an application are: everything but the time of a
-// touch and what the user names.
+// Decides which arguments count when two runs of an application are compared: all but the time of a
+// touch and those that the user names.
 class Comparison {
 public:
     explicit Comparison(std::vector<std::string> ignored) : mIgnored(std::move(ignored)) {
         mIgnored.emplace_back("time");
     }
 
-    // The message without what is not compared.
+    // The message without the arguments that do not count.
     Decoded operator()(Decoded decoded) const {
         for (const std::string& name : mIgnored)
             decoded.arguments.erase(name);

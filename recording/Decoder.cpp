@@ -22,7 +22,7 @@ std::string toHex(const uint8_t* data, size_t size) {
     return text;
 }
 
-// Takes one value after the other. Past the end everything is 0 or empty.
+// Reads one value after the other. Past the end each value is 0 or empty.
 class Values {
 public:
     Values(const uint8_t* data, size_t size) : mNext(data), mEnd(data + size) {}
@@ -47,7 +47,7 @@ public:
         return value;
     }
 
-    // Null, and the end, when there are not as many.
+    // Null when fewer bytes are left; nothing is left then.
     const uint8_t* take(size_t size) {
         const uint8_t* bytes = mNext;
         mGood = mGood && size <= left();
@@ -164,8 +164,8 @@ void decodeRequest(Decoded& decoded, int32_t type) {
     if (decoded.usage == nullptr) decoded.arguments = {{"item", type}, {"command", command}};
 }
 
-// Bytes that are the image of a record say more as its fields. What is no such record, which the
-// library drops, remains "raw".
+// Shows bytes that hold a record as the fields of this record. Bytes that hold none are shown as
+// "raw"; the library drops such a notification.
 void decodeRecord(Decoded& decoded, const uint8_t* bytes, size_t size) {
     MVDeviceRequest request = {};
     MVDeviceResponse response = {};
@@ -245,7 +245,7 @@ Decoded decode(FrameKind kind, int32_t type, const uint8_t* content, size_t size
     decoded.arguments = argumentsOf(*decoded.usage, decoded.message);
     if (decoded.name == "request" || decoded.name == "response") {
         const size_t length = decoded.message["data"].get_ref<std::string&>().size() / 2;
-        // Behind accessory, type and size.
+        // The bytes begin behind accessory, type and size.
         decodeRecord(decoded, length == 0 ? content : content + 12, length);
     }
     return decoded;

@@ -9,25 +9,25 @@
 #include "protocol/MessageTable.h"
 #include "recording/Record.h"
 
-// Names what the bytes of a message mean. Thread-safe.
+// The content of a message, with its fields by name. Thread-safe.
 
 namespace recording {
 
 using Json = nlohmann::ordered_json;
 
 struct Decoded {
-    // Of the operation or event, as protocol/MessageTable.h names it; of a reply, its class without
-    // "MVSReply"; "unknown" where the table has none.
+    // The name of the operation or event in protocol/MessageTable.h; for a reply, its class without
+    // "MVSReply"; "unknown" when the table has no such message.
     std::string name = "unknown";
-    // Null where the table has none, and for a reply.
+    // Null for a reply, and when the table has no such message.
     const accessory::Usage* usage = nullptr;
     std::optional<uint32_t> accessory;
-    // What the operation or event says, by name: numbers, texts, flags, arrays; bytes as
-    // hexadecimal digits. Of a reply the fields that the library reads.
+    // The arguments of the operation or event by name, for a reply the fields that the library
+    // reads. The values are numbers, texts, flags and arrays; bytes are hexadecimal digits.
     Json arguments = Json::object();
     // Every field of the message, named as in docs/wire.md.
     Json message = Json::object();
-    // Whether the content is exactly as long as such a message.
+    // Whether the content has exactly the length of such a message.
     bool whole = false;
 };
 

@@ -8,9 +8,10 @@
 namespace recording {
 namespace {
 
-// Tells the events of one life apart. The service sends an event once to all, so the first equal
-// notification of each listener is the same event, and so is the second. A listener that was set
-// later begins to count where the others were.
+// Tells which notifications of one life are the same event. The service sends an event once to all
+// listeners. So the first of several equal notifications is the same event for each listener, and
+// so is the second. A listener that was set later begins to count where the others are at that
+// moment.
 class Events {
 public:
     void listenerSet(uint32_t listener) { mBegun[listener] = mCount; }
@@ -40,7 +41,8 @@ private:
     size_t mCount = 0;
 };
 
-// What was answered before the loss may have been recorded after it, by another thread.
+// A thread may record an answer that came before the loss after another thread has recorded the
+// loss.
 void endBehindReplies(const Timeline& timeline, std::vector<Life>& lives) {
     const auto& entries = timeline.entries();
     for (size_t i = 0; i < lives.size(); ++i) {

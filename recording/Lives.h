@@ -7,20 +7,20 @@
 
 namespace recording {
 
-// What a service did and was asked between its being bound to and its loss, as places in the
-// entries of a timeline.
+// The requests and events of one service, from the first binding to its loss. They are given as
+// places in the entries of a timeline.
 struct Life {
     size_t begin = 0;
-    // Behind its last entry. Where it was lost, the last entry itself: the loss, or the last reply
-    // that was on its way then.
+    // The place behind the last entry. When the service was lost, the place of the last entry
+    // itself, which is the loss or the last reply that was under way at that moment.
     size_t end = 0;
     bool lost = false;
     std::vector<size_t> requests;
-    // Each event once, though every listener has a record of it: the first of those.
+    // Every listener has a record of each event. This has the first of these records only.
     std::vector<size_t> events;
 };
 
-// What an application asked of a service that was lost already is in none of them.
+// A request to a service that was lost already belongs to no life.
 std::vector<Life> livesOf(const Timeline& timeline);
 
 }  // namespace recording

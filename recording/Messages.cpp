@@ -31,7 +31,7 @@ public:
     std::vector<uint8_t> bytes;
 };
 
-// Past the end everything is 0, as from a framework.
+// Past the end every value is 0, as in a content of the framework.
 class ByteReader final : public DeserializationContent {
 public:
     explicit ByteReader(const Record& record)
@@ -75,7 +75,7 @@ private:
 
 template <typename Message, typename Factory>
 sp<Message> made(const Record& record) {
-    // What counts references must not be a variable.
+    // An object that counts its references must not be a local variable.
     const sp<Factory> factory = new Factory;
     const sp<Message> message = factory->create(record.frame.type);
     if (message == nullptr) return nullptr;

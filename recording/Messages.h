@@ -4,11 +4,11 @@
 #include "recording/Decoder.h"
 #include "recording/Record.h"
 
-// Makes messages of records, and what a record would say of messages. Thread-safe.
+// Turns records into messages, and messages into what their record would show. Thread-safe.
 
 namespace recording {
 
-// A new message as it was recorded. Null when no class has its code.
+// A new message with the recorded content. Null when no class has its code.
 accessory::sp<accessory::ServiceItem> itemOf(const Record& record);
 accessory::sp<accessory::ServiceReply> replyOf(const Record& record);
 accessory::sp<accessory::ServiceNotify> notifyOf(const Record& record);

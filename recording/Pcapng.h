@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
-// What of the file format pcapng is used here.
+// The parts of the file format pcapng that are used here.
 
 namespace recording::pcapng {
 
@@ -28,9 +28,9 @@ constexpr uint8_t kMicroseconds = 6;
 constexpr uint32_t kInbound = 1;
 constexpr uint32_t kOutbound = 2;
 
-// Type and length before a block, the length again behind it.
+// What surrounds each block: type and length before it, and the length again behind it.
 constexpr size_t kBlockFrame = 12;
-// An enhanced packet before its bytes: interface, time, captured and original length.
+// What an enhanced packet has before its bytes: interface, time, captured and original length.
 constexpr size_t kPacketHead = 20;
 
 }  // namespace recording::pcapng

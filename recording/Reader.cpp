@@ -45,7 +45,7 @@ void Reader::malformed(const char* what) const {
     throw Malformed("byte " + std::to_string(mPlace) + ": " + what);
 }
 
-// Takes the next block that is used here into mBlock.
+// Reads the next block of a kind that is used here into mBlock.
 bool Reader::nextBlock(uint32_t& type) {
     for (;;) {
         mPlace = mNext;
@@ -156,7 +156,7 @@ bool Reader::next(Record& record) {
     return true;
 }
 
-// A long content is in several packets behind one another.
+// A long content is split over several packets, one behind the other.
 void Reader::assemble(Record& record) {
     mContent.assign(record.content, record.content + record.size);
     Record part;

@@ -10,25 +10,25 @@
 
 namespace recording {
 
-// A file that is no recording; what() says why, and where.
+// Thrown for a file that is no recording. what() says why, and where.
 class Malformed : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-// Reads a recording from its beginning to its end, also one that other tools for pcapng have cut,
-// merged or added to. Whatever the file says, it takes no more memory than the file is long. One
-// thread at a time.
+// Reads a recording from its beginning to its end. Other tools for pcapng may have cut or merged
+// the file, or added to it. Reading never takes more memory than the file is long, whatever the
+// file says. One thread at a time.
 class Reader {
 public:
-    // `file` can be moved about in, and stays as long as the reader does.
+    // `file` must allow seeking, and must stay as long as the reader does.
     explicit Reader(std::istream& file);
 
-    // The next record, whose content stays until the next call. False at the end. Throws Malformed.
+    // Reads the next record. Its content stays until the next call. False at the end. Throws
+    // Malformed.
     bool next(Record& record);
 
-    // Whether the end lacks something of a block, as after a crash. Asked for when next() has
-    // answered false.
+    // Whether the file ends inside a block, as after a crash. Known when next() has returned false.
     bool torn() const { return mTorn; }
 
 private:
@@ -46,11 +46,11 @@ private:
     uint64_t mNext = 0;
     bool mTorn = false;
     bool mInSection = false;
-    std::vector<uint8_t> mBlock;  // what is between a block's lengths
-    // How long a tick of each interface is, in nanoseconds; 0 where the packets are not ours.
+    std::vector<uint8_t> mBlock;  // the bytes between the two lengths of a block
+    // How long a tick of each interface is, in nanoseconds; 0 when the packets are not ours.
     std::vector<uint64_t> mTicks;
-    std::vector<uint8_t> mContent;  // of a message in several parts
-    std::optional<Record> mAhead;   // read already, since it might have been one of them
+    std::vector<uint8_t> mContent;  // of a message in several packets
+    std::optional<Record> mAhead;   // read too early, to see whether it belongs to this message
 };
 
 }  // namespace recording

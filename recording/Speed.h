@@ -8,10 +8,10 @@
 
 namespace recording {
 
-// How fast a recording is played again.
+// How fast a recording is played.
 class Speed {
 public:
-    // "max", or how many times faster than it was recorded. Nothing for anything else.
+    // Reads "max", or how many times faster than recorded it shall be. Nothing for any other text.
     static std::optional<Speed> parse(const std::string& text) {
         Speed speed;
         speed.mTimes = 0;
@@ -25,7 +25,7 @@ public:
         return std::nullopt;
     }
 
-    // How long what took so many nanoseconds takes now.
+    // How long something takes at this speed, when it took so many nanoseconds in the recording.
     std::chrono::nanoseconds scaled(uint64_t nanoseconds) const {
         if (mTimes == 0) return std::chrono::nanoseconds(0);
         return std::chrono::nanoseconds(
@@ -33,7 +33,7 @@ public:
     }
 
 private:
-    double mTimes = 1;  // 0 is as fast as possible
+    double mTimes = 1;  // 0 means as fast as possible
 };
 
 }  // namespace recording

@@ -15,7 +15,7 @@ Timeline::Timeline(const std::string& path) {
     if (!file) throw Malformed("the file cannot be read");
     Reader reader(file);
     Record record;
-    // By sequence. A number comes again in the recording of another process.
+    // By sequence. Each process counts anew, so a file with several has some numbers twice.
     std::map<uint32_t, size_t> open;
     uint32_t process = 0;
     while (reader.next(record)) {
@@ -65,7 +65,8 @@ Record Timeline::record(const Entry& entry) const {
 }
 
 uint64_t Timeline::since(const Entry& entry) const {
-    // Threads add their records at the same time, so that one may be a moment before the first.
+    // Threads add their records at the same time, so the time of a later record may be a moment
+    // before that of the first.
     const uint64_t first = mEntries.front().header.monotonic;
     return entry.header.monotonic - std::min(entry.header.monotonic, first);
 }

@@ -12,7 +12,7 @@
 namespace recording {
 
 // A whole recording in memory, for tools that look back and ahead in it. It takes about as much
-// memory as the file is long. Thread-safe once it has been read.
+// memory as the file is long. Thread-safe after its construction.
 class Timeline {
 public:
     struct Entry {
@@ -21,8 +21,8 @@ public:
         uint64_t wall = 0;
         size_t place = 0;  // of the content
         size_t size = 0;
-        // The other record of a pair: a request and its reply or the lack of one, a notification
-        // and the end of its callback.
+        // The place of the other record of a pair. Pairs are a request and its reply (or the record
+        // that none came), and a notification and the end of its callback.
         std::optional<size_t> other;
 
         FrameKind kind() const { return frame.kind; }
@@ -33,21 +33,21 @@ public:
 
     // In the order of the file.
     const std::vector<Entry>& entries() const { return mEntries; }
-    // What an entry holds. The content belongs to this object.
+    // The record of an entry. Its content belongs to this object.
     Record record(const Entry& entry) const;
     Decoded decode(const Entry& entry) const { return recording::decode(record(entry)); }
 
     // Nanoseconds since the recording began.
     uint64_t since(const Entry& entry) const;
-    // What the reply to a request says, as the emulator shows it; {"noReply": true} when there was
-    // none. Nothing when the recording ends before it came.
+    // The reply to a request, as the emulator shows it; {"noReply": true} when there was none.
+    // Nothing when the recording ends before the reply.
     std::optional<Json> answerTo(const Entry& request) const;
     // Whether the request failed: with a result other than 0, without a reply, or with one of
     // another class.
     bool failed(const Entry& request) const;
 
-    // Why this recording cannot be played again: it begins in the middle, contents were left out,
-    // or there is more than one process in it. Empty when it can.
+    // Why this recording cannot be replayed: it begins in the middle, contents were left out, or it
+    // holds more than one process. Empty when it can.
     std::string whyNotReplayable() const;
     // How many records are missing in gaps.
     uint64_t missing() const { return mMissing; }
@@ -64,7 +64,7 @@ private:
     bool mTorn = false;
 };
 
-// What a reply to a request says, as the emulator shows it. No reply is null.
+// A reply to a request, as the emulator shows it. Pass null when there was none.
 Json answerTo(const Decoded& request, const Decoded* reply);
 // A request as the emulator prints it: "sendKeyEvent accessory=7 keyCode=4 flag=true".
 std::string shown(const Decoded& request);

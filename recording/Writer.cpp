@@ -24,7 +24,7 @@ uint32_t directionOf(FrameKind kind) {
     }
 }
 
-// What known tools show beside a packet that holds no message.
+// The comment of a packet that holds no message. Tools for pcapng show it.
 std::string commentOn(const Record& record) {
     const auto binding = [&] { return "binding " + std::to_string(record.header.binding); };
     uint64_t missing = 0;
@@ -59,7 +59,7 @@ void Writer::pad() {
     mBytes.resize((mBytes.size() + 3) & ~size_t{3});
 }
 
-// Answers where the block begins, for close().
+// Returns where the block begins, for close().
 size_t Writer::open(uint32_t type) {
     const size_t block = mBytes.size();
     number(type);
@@ -89,7 +89,7 @@ void Writer::addInterface(const std::string& name) {
     const size_t block = open(kInterface);
     number(kUser0);
     number(uint16_t{0});
-    number(uint32_t{0});  // packets are as long as they are
+    number(uint32_t{0});  // there is no limit to the length of packets
     option(kInterfaceName, name);
     option(kInterfaceTicks, &kNanoseconds, sizeof(kNanoseconds));
     close(block);
@@ -111,7 +111,7 @@ void Writer::begin(const Beginning& beginning, uint64_t wall, uint64_t monotonic
     number(kByteOrder);
     number(kMajorVersion);
     number(uint16_t{0});
-    number(int64_t{-1});  // how long the section will be is not known
+    number(int64_t{-1});  // the length of the section is not known yet
     option(kComment, process);
     option(kSectionProgram, "zrmirvo-recorder");
     close(block);

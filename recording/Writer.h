@@ -9,18 +9,19 @@
 
 namespace recording {
 
-// Turns records into the bytes of a pcapng file: link type USER0, an interface for the process and
-// one for each binding, times in nanoseconds. Writes no file itself. One thread at a time.
+// Turns records into the bytes of a pcapng file, which has link type USER0, an interface for the
+// process and one for each binding, and times in nanoseconds. Writes no file itself. One thread at
+// a time.
 class Writer {
 public:
-    // Begins a file: its section, and a record that tells what follows.
+    // Begins a file: adds its section, and a record that says what follows.
     void begin(const Beginning& beginning, uint64_t wall, uint64_t monotonic);
 
-    // The content may be as long as a message. A binding that the file does not have yet gets its
-    // interface.
+    // Adds a record. Its content may be as long as a message can be. When the file does not have
+    // the record's binding yet, the binding gets its interface first.
     void add(const Record& record);
 
-    // What has been made since it was taken away last.
+    // The bytes that were made since the caller emptied this vector last.
     std::vector<uint8_t>& bytes() { return mBytes; }
 
 private:
