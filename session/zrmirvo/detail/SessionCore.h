@@ -143,6 +143,12 @@ public:
         mWake.notify_one();
     }
 
+    // Whether nothing has come up that has to be done before anything else.
+    bool undisturbed() {
+        const std::lock_guard lock(mLock);
+        return !mClosing && mLoss == Loss::None;
+    }
+
     // The loop has caught up.
     void resume() {
         const std::lock_guard lock(mLock);

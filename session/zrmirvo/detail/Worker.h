@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -13,11 +12,12 @@
 #include <vector>
 
 #include "../Status.h"
-#include "../Types.h"
 #include "LibraryEvents.h"
 #include "Operation.h"
 #include "PhoneState.h"
+#include "Phones.h"
 #include "SessionCore.h"
+#include "Settings.h"
 
 namespace zrmirvo::detail {
 
@@ -55,7 +55,9 @@ public:
         : mCore(std::move(core)),
           mVersion(std::move(version)),
           mPause(mCore->mOptions.firstPause),
-          mEvents(*mCore) {}
+          mEvents(*mCore),
+          mPhones(mCore),
+          mSettings(*mCore) {}
     Worker(const Worker&) = delete;
     Worker& operator=(const Worker&) = delete;
 
@@ -97,25 +99,9 @@ public:
     }
 
     // Once the thread has ended, on the loop's: what the phones' handlers hold goes.
-    void clear() {
-        for (const auto& entry : std::exchange(mLines, {})) {
-            if (entry.second.phone != nullptr) entry.second.phone->clear();
-        }
-    }
+    void clear() { mPhones.clear(); }
 
 private:
-    // A phone that is attached. Without an instance it has not been told to the application.
-    struct Line {
-        std::shared_ptr<PhoneState> phone;
-        std::unique_ptr<PhoneEvents> events;
-    };
-
-    // Whether nothing has come up that has to be done before anything else.
-    bool undisturbed() {
-        const std::lock_guard lock(mCore->mLock);
-        return !mCore->mClosing && mCore->mLoss == SessionCore::Loss::None;
-    }
-
     template <typename Task>
     void post(Task&& task) {
         mCore->mQueue.postTask(std::forward<Task>(task));
@@ -133,7 +119,7 @@ private:
         if (mManager == nullptr) {
             seek();
         } else if (mWanted && !mStarted && !shutdownWaits()) {
-            absorb();
+            mSettings.absorb();
             start();
         } else {
             list();
@@ -147,7 +133,7 @@ private:
         mManager->RegisterCallback(&mEvents);
         unsigned int ids[10];
         unsigned int count = 0;
-        if (!undisturbed() || mManager->getIds(ids, &count) != 0) {
+        if (!mCore->undisturbed() || mManager->getIds(ids, &count) != 0) {
             release();
             tellService(false);
             return later();
@@ -181,44 +167,19 @@ private:
 
     // The settings before, startup, connect after it.
     Status start() {
-        send(Control::What::ConfigFile);
-        send(Control::What::BluetoothConfig);
+        mSettings.send(Control::What::ConfigFile, *mManager);
+        mSettings.send(Control::What::BluetoothConfig, *mManager);
         Status status(Status::Code::Failed);
-        if (undisturbed()) status = Status::ofResult(mManager->startup());
+        if (mCore->undisturbed()) status = Status::ofResult(mManager->startup());
         mStarted = static_cast<bool>(status);
         if (mStarted) {
-            send(Control::What::Connect);
+            mSettings.send(Control::What::Connect, *mManager);
             list();
         } else {
             later();
         }
-        for (const std::shared_ptr<Control>& setting : std::exchange(mAbsorbed, {}))
-            setting->refuse(Status(Status::Code::Refused, kKept));
+        mSettings.endAbsorbed();
         return status;
-    }
-
-    // Takes the settings that wait in front of everything else.
-    void absorb() {
-        const std::lock_guard lock(mCore->mLock);
-        while (!mCore->mRequests.empty()) {
-            Control* setting = mCore->mRequests.front()->control();
-            if (setting == nullptr || !setting->setting()) return;
-            const auto taken = std::static_pointer_cast<Control>(mCore->dequeue());
-            mKept[setting->what()] = taken;
-            mAbsorbed.push_back(taken);
-        }
-    }
-
-    // Sends a setting that is kept.
-    void send(Control::What what) {
-        const auto kept = mKept.find(what);
-        if (kept == mKept.end() || !undisturbed()) return;
-        const Status status = kept->second->call(*mManager);
-        const auto rest =
-            std::partition(mAbsorbed.begin(), mAbsorbed.end(),
-                           [what](const auto& setting) { return setting->what() != what; });
-        std::for_each(rest, mAbsorbed.end(), [&](const auto& setting) { setting->finish(status); });
-        mAbsorbed.erase(rest, mAbsorbed.end());
     }
 
     // Looks which phones are there. Those that come and go meanwhile are told by their events, too.
@@ -226,13 +187,13 @@ private:
         follow();
         unsigned int ids[10];
         unsigned int count = 0;
-        if (!undisturbed()) return later();
+        if (!mCore->undisturbed()) return later();
         if (mManager->getIds(ids, &count) != 0) {
             lost();
             return later();
         }
         for (unsigned int i = 0; i < count; ++i)
-            mLines[ids[i]];
+            mPhones.attach(ids[i]);
         if (bind()) mPause = mCore->mOptions.firstPause;
     }
 
@@ -246,52 +207,20 @@ private:
         }
         for (const Change& change : changes) {
             if (change.attached) {
-                mLines[change.accessoryId];
+                mPhones.attach(change.accessoryId);
                 bind();
             } else {
-                leave(change.accessoryId);
+                mPhones.detach(change.accessoryId, *mManager);
             }
         }
     }
 
-    // Obtains the instances that there are not yet, and tells of the phones. False, with another
-    // attempt ahead, when one is not to be had.
+    // Tells of the phones that have not been told of. False, with another attempt ahead, when one
+    // is not to be had.
     bool bind() {
-        bool bound = true;
-        for (auto& [id, line] : mLines) {
-            if (line.phone != nullptr) continue;
-            ZRMirvo* instance = undisturbed() ? mManager->GetMirvoInstance(id) : nullptr;
-            if (instance == nullptr) {
-                bound = false;
-                continue;
-            }
-            line.phone = std::make_shared<PhoneState>(mCore, id);
-            line.phone->mInstance = instance;
-            line.events = std::make_unique<PhoneEvents>(mCore, line.phone);
-            post([phone = line.phone] { phone->mSession->mHandlers.phone(phone); });
-            instance->RegisterCallback(line.events.get());
-        }
+        const bool bound = mPhones.bind(*mManager);
         if (!bound) later();
         return bound;
-    }
-
-    void leave(unsigned int id) {
-        const auto found = mLines.find(id);
-        if (found == mLines.end()) return;
-        const Line line = std::move(found->second);
-        mLines.erase(found);
-        if (line.phone == nullptr) return;
-        mManager->ReleaseMirvoInstance(line.phone->mInstance);
-        end(line);
-    }
-
-    void end(const Line& line) {
-        line.phone->mInstance = nullptr;
-        {
-            const std::lock_guard lock(mCore->mLock);
-            line.phone->mGone = true;
-        }
-        mCore->mQueue.postEvent(std::make_unique<GoneEvent>(line.phone));
     }
 
     void lose(SessionCore::Loss loss) {
@@ -303,9 +232,7 @@ private:
 
     void lost() {
         release();
-        for (const auto& entry : std::exchange(mLines, {})) {
-            if (entry.second.phone != nullptr) end(entry.second);
-        }
+        mPhones.endAll();
         tellService(false);
     }
 
@@ -329,7 +256,7 @@ private:
         using Code = Status::Code;
         Control* control = request->control();
         if (control != nullptr && control->setting()) {
-            mKept[control->what()] = std::static_pointer_cast<Control>(request);
+            mSettings.keep(std::static_pointer_cast<Control>(request));
         }
         const PhoneState* phone = request->phone();
         if (phone != nullptr && phone->mInstance == nullptr) {
@@ -351,22 +278,15 @@ private:
         using What = Control::What;
         const What what = control.what();
         if (what == What::Startup || what == What::Shutdown) mWanted = what == What::Startup;
-        if (what == What::Disconnect) forget(control.text());
+        if (what == What::Disconnect) mSettings.forget(control.text());
         if (mManager == nullptr) return Status(Status::Code::NoService);
         if (what == What::Startup) return start();
-        if (what == What::Connect && !mStarted) return Status(Status::Code::Refused, kKept);
+        if (what == What::Connect && !mStarted) {
+            return Status(Status::Code::Refused, Settings::kKept);
+        }
         if (what == What::Shutdown) mStarted = false;
         return control.call(*mManager);
     }
-
-    // What has been disconnected is not connected again. The empty text stands for everything.
-    void forget(const std::string& disconnected) {
-        const auto kept = mKept.find(Control::What::Connect);
-        if (kept == mKept.end()) return;
-        if (disconnected.empty() || disconnected == kept->second->text()) mKept.erase(kept);
-    }
-
-    static constexpr const char* kKept = "the service is not started; it is kept for the start";
 
     const std::shared_ptr<SessionCore> mCore;
     const std::string mVersion;
@@ -381,10 +301,8 @@ private:
     bool mStarted = false;
     // What the application knows.
     std::optional<bool> mTold;
-    std::map<unsigned int, Line> mLines;
-    // The settings, and those of them that wait for the start.
-    std::map<Control::What, std::shared_ptr<Control>> mKept;
-    std::vector<std::shared_ptr<Control>> mAbsorbed;
+    Phones mPhones;
+    Settings mSettings;
 };
 
 }  // namespace zrmirvo::detail

@@ -1,0 +1,90 @@
+#pragma once
+
+#include <zrmirvo/ZRMirvoManager.h>
+
+#include <map>
+#include <memory>
+#include <mutex>
+#include <utility>
+
+#include "LibraryEvents.h"
+#include "PhoneState.h"
+#include "SessionCore.h"
+
+namespace zrmirvo::detail {
+
+// The phones that are attached. Belongs to the session's thread, except where something else is
+// said.
+class Phones {
+public:
+    explicit Phones(std::shared_ptr<SessionCore> core) : mCore(std::move(core)) {}
+
+    // A phone is there. bind() tells the application of it.
+    void attach(unsigned int id) { mLines[id]; }
+
+    // Obtains the instances that there are not yet, and tells of the phones. False when one is not
+    // to be had.
+    bool bind(ZRMirvoManager& manager) {
+        bool bound = true;
+        for (auto& [id, line] : mLines) {
+            if (line.phone != nullptr) continue;
+            ZRMirvo* instance = mCore->undisturbed() ? manager.GetMirvoInstance(id) : nullptr;
+            if (instance == nullptr) {
+                bound = false;
+                continue;
+            }
+            line.phone = std::make_shared<PhoneState>(mCore, id);
+            line.phone->mInstance = instance;
+            line.events = std::make_unique<PhoneEvents>(mCore, line.phone);
+            mCore->mQueue.postTask(
+                [phone = line.phone] { phone->mSession->mHandlers.phone(phone); });
+            instance->RegisterCallback(line.events.get());
+        }
+        return bound;
+    }
+
+    void detach(unsigned int id, ZRMirvoManager& manager) {
+        const auto found = mLines.find(id);
+        if (found == mLines.end()) return;
+        const Line line = std::move(found->second);
+        mLines.erase(found);
+        if (line.phone == nullptr) return;
+        manager.ReleaseMirvoInstance(line.phone->mInstance);
+        end(line);
+    }
+
+    // The manager has been released, and all instances with it.
+    void endAll() {
+        for (const auto& entry : std::exchange(mLines, {})) {
+            if (entry.second.phone != nullptr) end(entry.second);
+        }
+    }
+
+    // Once the session's thread has ended, on the loop's: what the handlers hold goes.
+    void clear() {
+        for (const auto& entry : std::exchange(mLines, {})) {
+            if (entry.second.phone != nullptr) entry.second.phone->clear();
+        }
+    }
+
+private:
+    // A phone that is attached. Without an instance it has not been told to the application.
+    struct Line {
+        std::shared_ptr<PhoneState> phone;
+        std::unique_ptr<PhoneEvents> events;
+    };
+
+    void end(const Line& line) {
+        line.phone->mInstance = nullptr;
+        {
+            const std::lock_guard lock(mCore->mLock);
+            line.phone->mGone = true;
+        }
+        mCore->mQueue.postEvent(std::make_unique<GoneEvent>(line.phone));
+    }
+
+    const std::shared_ptr<SessionCore> mCore;
+    std::map<unsigned int, Line> mLines;
+};
+
+}  // namespace zrmirvo::detail
