@@ -1,5 +1,13 @@
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
 #include <zrmirvo/Session.h>
+
+#include <algorithm>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
 
 #include "tests/session/Loop.h"
 #include "tests/support/Process.h"
@@ -99,6 +107,53 @@ TEST_F(SessionTest, aPhoneThatIsNotToBeHadAtOnceIsTriedAgain) {
         EXPECT_EQ(phone(session).id(), 7u);
         EXPECT_EQ(requests("mistype") + requests("result=5"), 1u);
     }
+}
+
+// Takes descriptors until there are `left` to be had.
+std::vector<int> takeDescriptors(size_t left) {
+    std::vector<int> taken;
+    for (int fd = dup(0); fd >= 0; fd = dup(0))
+        taken.push_back(fd);
+    for (; left > 0; --left) {
+        close(taken.back());
+        taken.pop_back();
+    }
+    return taken;
+}
+
+TEST_F(SessionTest, aPhoneWithoutDescriptorsIsTriedAgain) {
+    rlimit limit{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+    const rlimit few{std::min<rlim_t>(limit.rlim_max, 200), limit.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
+    startEmulator("");
+    Session session("3.6");
+    std::unique_ptr<Phone> found;
+    bool told = false;
+    session.onPhone([&](const Phone& phone) {
+        found = std::make_unique<Phone>(phone);
+        phone.onRunningState([&](int) { told = true; });
+    });
+    EXPECT_TRUE(session.ids().get());
+    // One is enough for a binding that sends requests, and not for its events.
+    for (const size_t left : {0u, 1u}) {
+        SCOPED_TRACE(left);
+        const std::vector<int> taken = takeDescriptors(left);
+        const size_t before = requests("getMirvo");
+        mEmulator->type("attach 7");
+        EXPECT_TRUE(testing_support::eventually([&] { return requests("getMirvo") > before; }));
+        for (const int fd : taken)
+            close(fd);
+        ASSERT_TRUE(dispatchUntil(session, [&] { return found != nullptr; }));
+        EXPECT_TRUE(found->calibrate().get());
+        mEmulator->type("state 7 1");
+        EXPECT_TRUE(dispatchUntil(session, [&] { return told; }));
+        mEmulator->type("detach 7");
+        found->onGone([&] { found = nullptr; });
+        ASSERT_TRUE(dispatchUntil(session, [&] { return found == nullptr; }));
+        told = false;
+    }
+    setrlimit(RLIMIT_NOFILE, &limit);
 }
 
 TEST_F(SessionTest, anotherVersionIsFinal) {

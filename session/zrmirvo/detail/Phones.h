@@ -1,5 +1,7 @@
 #pragma once
 
+#include <fcntl.h>
+#include <unistd.h>
 #include <zrmirvo/ZRMirvoManager.h>
 
 #include <map>
@@ -28,7 +30,7 @@ public:
         bool bound = true;
         for (auto& [id, line] : mLines) {
             if (line.phone != nullptr) continue;
-            ZRMirvo* instance = mCore->undisturbed() ? manager.GetMirvoInstance(id) : nullptr;
+            ZRMirvo* instance = mCore->undisturbed() ? obtain(manager, id) : nullptr;
             if (instance == nullptr) {
                 bound = false;
                 continue;
@@ -73,6 +75,26 @@ private:
         std::shared_ptr<PhoneState> phone;
         std::unique_ptr<PhoneEvents> events;
     };
+
+    // Without the descriptors of a binding the library gives an instance all the same, which never
+    // works and never says so.
+    ZRMirvo* obtain(ZRMirvoManager& manager, unsigned int id) const {
+        const bool works = roomToBind();
+        ZRMirvo* instance = manager.GetMirvoInstance(id);
+        if (works || instance == nullptr) return instance;
+        manager.ReleaseMirvoInstance(instance);
+        return nullptr;
+    }
+
+    // Whether the process has the two descriptors of a binding, for requests and for events.
+    bool roomToBind() const {
+        const int one = fcntl(mCore->mQueue.fd(), F_DUPFD_CLOEXEC, 0);
+        const int other = fcntl(mCore->mQueue.fd(), F_DUPFD_CLOEXEC, 0);
+        for (const int fd : {one, other}) {
+            if (fd >= 0) ::close(fd);
+        }
+        return one >= 0 && other >= 0;
+    }
 
     void end(const Line& line) {
         line.phone->mInstance = nullptr;
