@@ -31,16 +31,16 @@ Replay::Replay(const Options& options)
     const std::string why = mTimeline.whyNotReplayable();
     if (!why.empty()) throw recording::Malformed(why);
     const AutoMutex lock(mLock);
-    for (const Life& life : mLives) {
-        for (const size_t place : life.requests) {
+    for (size_t life = 0; life < mLives.size(); ++life) {
+        for (const size_t place : mLives[life].requests) {
             const auto& entry = mTimeline.entries()[place];
             const auto item = recording::itemOf(mTimeline.record(entry));
             if (item == nullptr) continue;
             const Request request = identify(*item);
-            mRequests[keyOf(request, *item)].places.push_back(place);
-            mUnused[place] = RequestLog::describe({request, item, true});
-            mPending.insert(place);
-            if (entry.other) mPending.insert(*entry.other);
+            mRequests[keyOf(request, *item)].places.emplace_back(life, place);
+            mUnused[{life, place}] = RequestLog::describe({request, item, true});
+            mPending.insert({life, place});
+            if (mLives[life].answers(mTimeline, place)) mPending.insert({life, *entry.other});
         }
     }
 }
@@ -62,37 +62,33 @@ std::optional<Replay::Answer> Replay::take(const Request& request, accessory::Se
         return std::nullopt;
     }
     Equal& equal = found->second;
-    Answer answer;
-    answer.again = equal.used == equal.places.size();
-    answer.place = answer.again ? equal.places.back() : equal.places[equal.used++];
-    ++(answer.again ? mAgain : mAsked);
-    mUnused.erase(answer.place);
-    mPending.erase(answer.place);
+    const bool again = equal.used == equal.places.size();
+    const Place place = again ? equal.places.back() : equal.places[equal.used++];
+    ++(again ? mAgain : mAsked);
+    mUnused.erase(place);
+    mPending.erase(place);
 
-    const auto& entry = mTimeline.entries()[answer.place];
-    const auto* end = entry.other ? &mTimeline.entries()[*entry.other] : nullptr;
-    if (end != nullptr && end->kind() == FrameKind::kReply) {
-        answer.reply = recording::replyOf(mTimeline.record(*end));
+    const auto& entry = mTimeline.entries()[place.second];
+    const Life& life = mLives[place.first];
+    Answer answer;
+    if (!life.answers(mTimeline, place.second)) {
+        answer.silent = life.loss.has_value();
+        return answer;
     }
-    if (answer.reply == nullptr) {
-        const auto life = std::find_if(mLives.begin(), mLives.end(),
-                                       [&](const Life& each) { return answer.place < each.end; });
-        answer.silent = life->lost && (end == nullptr || *entry.other >= life->end);
-    }
-    if (end != nullptr && !answer.silent) {
-        const auto delay = std::chrono::duration_cast<std::chrono::milliseconds>(
-            mOptions.speed.scaled(end->header.duration));
-        if (delay >= kLeastDelay) answer.delayMs = static_cast<uint32_t>(delay.count());
-    }
+    const auto& end = mTimeline.entries()[*entry.other];
+    if (!again) answer.end = Place(place.first, *entry.other);
+    if (end.kind() == FrameKind::kReply) answer.reply = recording::replyOf(mTimeline.record(end));
+    const auto delay = std::chrono::duration_cast<std::chrono::milliseconds>(
+        mOptions.speed.scaled(end.header.duration));
+    if (delay >= kLeastDelay) answer.delayMs = static_cast<uint32_t>(delay.count());
     return answer;
 }
 
 void Replay::settled(const Answer& answer) {
-    const auto& entry = mTimeline.entries()[answer.place];
-    if (answer.again || !entry.other) return;
+    if (!answer.end) return;
     const AutoMutex lock(mLock);
-    mPending.erase(*entry.other);
-    mLast = std::max(mLast, *entry.other);
+    mPending.erase(*answer.end);
+    mLast = std::max(mLast, answer.end->second);
     mLastTime = Clock::now();
 }
 
@@ -124,22 +120,22 @@ void Replay::prepare(World& world) const {
     }
 }
 
-bool Replay::allBefore(size_t place) {
+bool Replay::allBefore(const Place& place) {
     const AutoMutex lock(mLock);
     return !mFault.empty() || mPending.empty() || *mPending.begin() > place;
 }
 
 // Waits until all that was asked and answered before `place` has been, and as long after it as it
 // took when it was recorded. False when the replay is over.
-bool Replay::awaitPlace(Run& run, size_t place) {
+bool Replay::awaitPlace(Run& run, const Place& place) {
     tool::Waker& waker = run.script.waker();
     const auto over = [&] { return run.over() || !fault(false).empty(); };
     const auto& entries = mTimeline.entries();
     const auto due = [&]() -> std::optional<Clock::time_point> {
         const AutoMutex lock(mLock);
         if (!mLastTime) return std::nullopt;
-        const uint64_t before = mTimeline.since(entries[std::min(mLast, place)]);
-        const uint64_t then = mTimeline.since(entries[place]);
+        const uint64_t before = mTimeline.since(entries[std::min(mLast, place.second)]);
+        const uint64_t then = mTimeline.since(entries[place.second]);
         return *mLastTime + mOptions.speed.scaled(then - std::min(then, before));
     };
     // The application is not late before it has begun.
@@ -161,21 +157,22 @@ bool Replay::awaitPlace(Run& run, size_t place) {
     while (!over() && due() && Clock::now() < *due())
         waker.waitUntil(over, due());
     const AutoMutex lock(mLock);
-    mLast = std::max(mLast, place);
+    mLast = std::max(mLast, place.second);
     mLastTime = Clock::now();
     return mFault.empty() && !run.over();
 }
 
 void Replay::play(Run& run) {
-    for (const Life& life : mLives) {
+    for (size_t life = 0; life < mLives.size(); ++life) {
         sendEvents(run, life);
-        if (life.lost && awaitPlace(run, life.end)) loseClients(run, life.end);
+        const bool lost = mLives[life].loss.has_value();
+        if (lost && awaitPlace(run, {life, mLives[life].end})) loseClients(run, life);
     }
 }
 
-void Replay::sendEvents(Run& run, const Life& life) {
-    for (const size_t place : life.events) {
-        if (!awaitPlace(run, place)) return;
+void Replay::sendEvents(Run& run, size_t life) {
+    for (const size_t place : mLives[life].events) {
+        if (!awaitPlace(run, {life, place})) return;
         const recording::Record record = mTimeline.record(mTimeline.entries()[place]);
         const Decoded decoded = recording::decode(record);
         const tool::EventInfo* info = tool::findEvent(decoded.name);
@@ -195,7 +192,7 @@ void Replay::sendEvents(Run& run, const Life& life) {
 }
 
 // To the clients it is the same whether the service has died or has closed their connections.
-void Replay::loseClients(Run& run, size_t place) {
+void Replay::loseClients(Run& run, size_t life) {
     std::set<pid_t> processes;
     for (const auto& connection : run.service.connections())
         processes.insert(connection.process);
@@ -203,14 +200,7 @@ void Replay::loseClients(Run& run, size_t place) {
         run.service.drop(process);
     // No request of this life can come any more.
     const AutoMutex lock(mLock);
-    for (const auto& life : mLives) {
-        if (life.end != place) continue;
-        for (const size_t request : life.requests) {
-            const auto& other = mTimeline.entries()[request].other;
-            mPending.erase(request);
-            if (other) mPending.erase(*other);
-        }
-    }
+    mPending.erase(mPending.begin(), mPending.lower_bound({life + 1, 0}));
 }
 
 Json Replay::summary() {

@@ -9,6 +9,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "emulator/Operations.h"
@@ -39,13 +40,16 @@ public:
     // Throws recording::Malformed, also for a recording that cannot be replayed.
     explicit Replay(const Options& options);
 
+    // Where something stands in the recording: in which life of the service, and at which entry. No
+    // life waits for what was recorded in a later one.
+    using Place = std::pair<size_t, size_t>;
+
     // The answer to a request.
     struct Answer {
         Reply reply;          // null: there is none
         bool silent = false;  // and the client is not told so, since the service was lost then
         uint32_t delayMs = 0;
-        size_t place = 0;    // of the recorded request
-        bool again = false;  // it had been used before
+        std::optional<Place> end;  // of the recorded answer, when this is the first use of it
     };
     // Takes the recorded answer to an equal request: the earliest that has not been used, or else
     // the last. Nothing when none is equal, for which --strict ends the replay. Thread-safe.
@@ -68,15 +72,15 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
     struct Equal {
-        std::vector<size_t> places;
+        std::vector<Place> places;
         size_t used = 0;
     };
 
     std::string keyOf(const Request& request, accessory::ServiceItem& item) const;
-    void sendEvents(Run& run, const recording::Life& life);
-    void loseClients(Run& run, size_t place);
-    bool awaitPlace(Run& run, size_t place);
-    bool allBefore(size_t place);
+    void sendEvents(Run& run, size_t life);
+    void loseClients(Run& run, size_t life);
+    bool awaitPlace(Run& run, const Place& place);
+    bool allBefore(const Place& place);
     std::string missing() REQUIRES(mLock);
 
     const Options mOptions;
@@ -87,10 +91,10 @@ private:
     android::Mutex mLock;
     // The recorded requests by what they ask, in the order of the file.
     std::map<std::string, Equal> mRequests GUARDED_BY(mLock);
-    std::map<size_t, std::string> mUnused GUARDED_BY(mLock);
-    // Where the requests stand that have not come, and the answers that have not left.
-    std::set<size_t> mPending GUARDED_BY(mLock);
-    // The last thing in the file that has happened, and when. Nothing before the first.
+    std::map<Place, std::string> mUnused GUARDED_BY(mLock);
+    // The requests that have not come, and the answers that have not left.
+    std::set<Place> mPending GUARDED_BY(mLock);
+    // The last entry that has happened, and when. Nothing before the first.
     size_t mLast GUARDED_BY(mLock) = 0;
     std::optional<Clock::time_point> mLastTime GUARDED_BY(mLock);
     std::string mFault GUARDED_BY(mLock);

@@ -53,12 +53,19 @@ Happening requestOf(const Timeline& timeline, const Timeline::Entry& entry,
 }
 
 Streams streamsOf(const Timeline& timeline, const Comparison& comparison) {
+    const std::vector<recording::Life> lives = recording::livesOf(timeline);
+    const auto& entries = timeline.entries();
     using Accessory = std::optional<uint32_t>;
     std::map<std::pair<Accessory, uint32_t>, size_t> threads;
     std::map<Accessory, size_t> threadCounts;
     Streams streams;
-    for (const Timeline::Entry& entry : timeline.entries()) {
-        if (entry.kind() != FrameKind::kRequest) continue;
+    // How often an application asks a service that is lost, until it knows of that, is chance.
+    std::vector<size_t> requests;
+    for (const recording::Life& life : lives)
+        requests.insert(requests.end(), life.requests.begin(), life.requests.end());
+    std::sort(requests.begin(), requests.end());
+    for (const size_t place : requests) {
+        const Timeline::Entry& entry = entries[place];
         const Accessory accessory = timeline.decode(entry).accessory;
         size_t& number = threads[{accessory, entry.header.thread}];
         if (number == 0) number = ++threadCounts[accessory];
@@ -66,16 +73,18 @@ Streams streamsOf(const Timeline& timeline, const Comparison& comparison) {
     }
     // Which of its listeners an application removes before an event reaches it is chance. So it
     // counts whether any had it.
-    for (const recording::Life& life : recording::livesOf(timeline)) {
+    for (const recording::Life& life : lives) {
         for (const size_t place : life.events) {
-            const Timeline::Entry& entry = timeline.entries()[place];
-            const Decoded decoded = comparison(timeline.decode(entry));
+            const Decoded decoded = comparison(timeline.decode(entries[place]));
             streams[{decoded.accessory, 0}].push_back(
-                {"> " + commandOf(decoded), "", timeline.since(entry)});
+                {"> " + commandOf(decoded), "", timeline.since(entries[place])});
         }
-        if (!life.lost) continue;
-        streams[{std::nullopt, 0}].push_back(
-            {"lost", "", timeline.since(timeline.entries()[life.end])});
+        // Who has had no answer may let go of the service before it is told of the loss.
+        const bool answered =
+            std::any_of(life.requests.begin(), life.requests.end(),
+                        [&](const size_t place) { return life.answers(timeline, place); });
+        if (!life.loss || !(answered || !life.events.empty())) continue;
+        streams[{std::nullopt, 0}].push_back({"lost", "", timeline.since(entries[*life.loss])});
     }
     return streams;
 }

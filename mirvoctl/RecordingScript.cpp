@@ -164,8 +164,7 @@ std::string Scripter::flowOf() {
     // An event that came while a request was under way stands behind that: it may be its effect.
     std::vector<size_t> requests;
     for (const size_t place : mLife.requests) {
-        const auto other = mEntries[place].other;
-        if (other && *other <= mLife.end) requests.push_back(place);
+        if (mLife.answers(mTimeline, place)) requests.push_back(place);
     }
     mTime = mTimeline.since(mEntries[mLife.begin]);
     auto request = requests.begin();
@@ -176,7 +175,7 @@ std::string Scripter::flowOf() {
     }
     for (; request != requests.end(); ++request)
         addRequest(*request);
-    if (mLife.lost) mFlow.emplace_back("die");
+    if (mLife.loss) mFlow.emplace_back("die");
     return folded(mFlow);
 }
 

@@ -3,6 +3,7 @@
 #include <map>
 
 #include "mirvoctl/Recordings.h"
+#include "recording/Lives.h"
 
 namespace mirvoctl {
 namespace {
@@ -47,14 +48,6 @@ struct Statistics {
     std::vector<std::pair<uint64_t, uint64_t>> gaps;  // when, and how many
 };
 
-void addLife(Statistics& all, const Timeline& timeline, const Timeline::Entry& entry) {
-    const uint64_t time = timeline.since(entry);
-    const bool running = !all.lives.empty() && !all.lives.back().lost;
-    if (entry.kind() == FrameKind::kBound && !running) all.lives.push_back({time, time, false});
-    if (running && isLoss(timeline.record(entry)))
-        all.lives.back() = {all.lives.back().begin, time, true};
-}
-
 Statistics statisticsOf(const Timeline& timeline) {
     Statistics all;
     for (const Timeline::Entry& entry : timeline.entries()) {
@@ -73,10 +66,11 @@ Statistics statisticsOf(const Timeline& timeline) {
         } else if (entry.kind() == FrameKind::kGap) {
             all.gaps.emplace_back(timeline.since(entry), missingRecords(timeline.record(entry)));
         }
-        addLife(all, timeline, entry);
     }
-    if (!all.lives.empty() && !all.lives.back().lost) {
-        all.lives.back().end = timeline.since(timeline.entries().back());
+    const auto timeOf = [&](size_t place) { return timeline.since(timeline.entries()[place]); };
+    for (const recording::Life& life : recording::livesOf(timeline)) {
+        const size_t end = life.loss.value_or(life.end);
+        all.lives.push_back({timeOf(life.begin), timeOf(end), life.loss.has_value()});
     }
     for (auto& [name, operation] : all.operations)
         std::sort(operation.durations.begin(), operation.durations.end());

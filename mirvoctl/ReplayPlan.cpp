@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "recording/Lives.h"
+
 namespace mirvoctl {
 
 using accessory::FrameKind;
@@ -16,9 +18,14 @@ ReplayPlan::ReplayPlan(const Timeline& timeline, const RecordingOptions& options
     // A file that is not the first of a recording repeats the bindings and listeners that there
     // are.
     std::set<std::pair<uint32_t, uint32_t>> live;
+    // Nor is a binding repeated to a service that was about to be gone.
+    std::set<uint32_t> served;
+    for (const recording::Life& life : recording::livesOf(timeline))
+        served.insert(life.bindings.begin(), life.bindings.end());
     AutoMutex lock(mLock);
     for (size_t i = 0; i < mEntries.size(); ++i) {
         const auto& header = mEntries[i].header;
+        if (served.count(header.binding) == 0) continue;
         const std::pair<uint32_t, uint32_t> place(header.binding, header.listener);
         switch (mEntries[i].kind()) {
             case FrameKind::kBound:

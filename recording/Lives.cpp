@@ -14,7 +14,8 @@ namespace {
 // moment.
 class Events {
 public:
-    void listenerSet(uint32_t listener) { mBegun[listener] = mCount; }
+    // Another file of the recording repeats which listeners there are.
+    void listenerSet(uint32_t listener) { mBegun.try_emplace(listener, mCount); }
 
     // Whether no other listener has had this notification.
     bool isNew(uint32_t listener, const Record& record) {
@@ -41,53 +42,119 @@ private:
     size_t mCount = 0;
 };
 
-// A thread may record an answer that came before the loss after another thread has recorded the
-// loss.
-void endBehindReplies(const Timeline& timeline, std::vector<Life>& lives) {
-    const auto& entries = timeline.entries();
-    for (size_t i = 0; i < lives.size(); ++i) {
-        Life& life = lives[i];
-        const size_t limit = i + 1 < lives.size() ? lives[i + 1].begin : entries.size();
-        for (const size_t request : life.requests) {
-            const auto& other = entries[request].other;
-            if (life.lost && other && *other < limit && entries[*other].kind() == FrameKind::kReply)
-                life.end = std::max(life.end, *other);
+// Finds the lives in the entries of a timeline, one after the other.
+class Finder {
+public:
+    explicit Finder(const Timeline& timeline) : mTimeline(timeline) {}
+
+    void add(size_t place) {
+        const Timeline::Entry& entry = mTimeline.entries()[place];
+        const Record record = mTimeline.record(entry);
+        switch (entry.kind()) {
+            case FrameKind::kBegin:
+                return begin(place, record);
+            case FrameKind::kBound:
+                lifeOf(entry, place);
+                return;
+            case FrameKind::kListenerSet:
+                return lifeOf(entry, place).second.listenerSet(entry.header.listener);
+            case FrameKind::kRequest:
+                return addRequest(lifeOf(entry, place).first, place);
+            case FrameKind::kNotify:
+                return addEvent(lifeOf(entry, place), place, record);
+            case FrameKind::kStatus:
+                if (isLoss(record)) addLoss(lifeOf(entry, place).first, place);
+                return;
+            default:
+                return;
         }
     }
-}
+
+    std::vector<Life> take() {
+        endAt(mTimeline.entries().size() - 1);
+        std::vector<Life> lives;
+        for (auto& [life, events] : mAll) {
+            if (!life.loss || !life.requests.empty() || !life.events.empty())
+                lives.push_back(std::move(life));
+        }
+        return lives;
+    }
+
+private:
+    // A life, and what tells its events apart.
+    using Found = std::pair<Life, Events>;
+
+    // The life of the service that an entry's binding was made to. Any record may be the first of a
+    // binding, since that of its making may have been lost in a gap.
+    Found& lifeOf(const Timeline::Entry& entry, size_t place) {
+        const auto [known, isNew] = mLifeOf.try_emplace(entry.header.binding, mAll.size());
+        if (isNew) {
+            if (!mRuns) {
+                mAll.emplace_back();
+                mAll.back().first.begin = place;
+                mRuns = true;
+            }
+            known->second = mAll.size() - 1;
+            mAll.back().first.bindings.insert(entry.header.binding);
+        }
+        return mAll[known->second];
+    }
+
+    // Another process counts its bindings anew.
+    void begin(size_t place, const Record& record) {
+        Beginning beginning;
+        if (place == 0 || !readBeginning(record, beginning) || beginning.file != 0) return;
+        endAt(place - 1);
+        mLifeOf.clear();
+    }
+
+    void endAt(size_t place) {
+        if (mRuns) mAll.back().first.end = place;
+        mRuns = false;
+    }
+
+    static void addRequest(Life& life, size_t place) {
+        if (!life.loss) life.requests.push_back(place);
+    }
+
+    static void addEvent(Found& found, size_t place, const Record& record) {
+        auto& [life, events] = found;
+        if (!events.isNew(record.header.listener, record)) return;
+        life.events.push_back(place);
+        life.end = std::max(life.end, place);
+    }
+
+    // Every listener is told of the loss. The first of these records says when it was.
+    void addLoss(Life& life, size_t place) {
+        if (life.loss) return;
+        life.loss = place;
+        life.end = place;
+        for (const size_t request : life.requests) {
+            if (life.answers(mTimeline, request))
+                life.end = std::max(life.end, *mTimeline.entries()[request].other);
+        }
+        if (&life == &mAll.back().first) mRuns = false;
+    }
+
+    const Timeline& mTimeline;
+    std::vector<Found> mAll;
+    std::map<uint32_t, size_t> mLifeOf;  // by binding
+    bool mRuns = false;                  // whether the last of them has not ended
+};
 
 }  // namespace
 
+bool Life::answers(const Timeline& timeline, size_t request) const {
+    const auto& other = timeline.entries()[request].other;
+    if (!other) return false;
+    return !loss || *other < *loss || timeline.entries()[*other].kind() == FrameKind::kReply;
+}
+
 std::vector<Life> livesOf(const Timeline& timeline) {
-    std::vector<Life> lives;
-    Events events;
-    const auto& entries = timeline.entries();
-    for (size_t i = 0; i < entries.size(); ++i) {
-        const Timeline::Entry& entry = entries[i];
-        const bool running = !lives.empty() && !lives.back().lost;
-        if (!running) {
-            if (entry.kind() != FrameKind::kBound) continue;
-            lives.emplace_back();
-            lives.back().begin = i;
-            events = Events();
-        }
-        Life& life = lives.back();
-        life.end = i + 1;
-        const Record record = timeline.record(entry);
-        if (isLoss(record)) {
-            life.end = i;
-            life.lost = true;
-        } else if (entry.kind() == FrameKind::kListenerSet) {
-            events.listenerSet(entry.header.listener);
-        } else if (entry.kind() == FrameKind::kRequest) {
-            life.requests.push_back(i);
-        } else if (entry.kind() == FrameKind::kNotify &&
-                   events.isNew(entry.header.listener, record)) {
-            life.events.push_back(i);
-        }
-    }
-    endBehindReplies(timeline, lives);
-    return lives;
+    Finder finder(timeline);
+    for (size_t place = 0; place < timeline.entries().size(); ++place)
+        finder.add(place);
+    return finder.take();
 }
 
 }  // namespace recording

@@ -1,6 +1,9 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <set>
 #include <vector>
 
 #include "recording/Timeline.h"
@@ -11,16 +14,25 @@ namespace recording {
 // places in the entries of a timeline.
 struct Life {
     size_t begin = 0;
-    // The place behind the last entry. When the service was lost, the place of the last entry
-    // itself, which is the loss or the last reply that was under way at that moment.
+    // The place of the last entry. Replies and notifications that were under way when the service
+    // was lost may stand behind the loss.
     size_t end = 0;
-    bool lost = false;
+    std::optional<size_t> loss;
+    // Without what was asked after the loss.
     std::vector<size_t> requests;
     // Every listener has a record of each event. This has the first of these records only.
     std::vector<size_t> events;
+    // The bindings that were made to it.
+    std::set<uint32_t> bindings;
+
+    // Whether the service answered a request, be it with the answer that there is no reply. When it
+    // did not, it was lost before, or the recording ends before.
+    bool answers(const Timeline& timeline, size_t request) const;
 };
 
-// A request to a service that was lost already belongs to no life.
+// An application that looks for the next service may still reach the one that is about to end. So a
+// service that was asked nothing and sent nothing before it was lost has no life, and its bindings
+// belong to none. Nor does a request to a service that was lost already.
 std::vector<Life> livesOf(const Timeline& timeline);
 
 }  // namespace recording

@@ -13,6 +13,14 @@ namespace recording {
 Timeline::Timeline(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     if (!file) throw Malformed("the file cannot be read");
+    read(file);
+}
+
+Timeline::Timeline(std::istream& file) {
+    read(file);
+}
+
+void Timeline::read(std::istream& file) {
     Reader reader(file);
     Record record;
     // By sequence. Each process counts anew, so a file with several has some numbers twice.

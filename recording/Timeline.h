@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <istream>
 #include <optional>
 #include <string>
 #include <vector>
@@ -30,6 +31,7 @@ public:
 
     // Throws Malformed, also when the file cannot be read.
     explicit Timeline(const std::string& path);
+    explicit Timeline(std::istream& file);
 
     // In the order of the file.
     const std::vector<Entry>& entries() const { return mEntries; }
@@ -54,6 +56,7 @@ public:
     bool torn() const { return mTorn; }
 
 private:
+    void read(std::istream& file);
     void add(const Record& record);
 
     std::vector<Entry> mEntries;
