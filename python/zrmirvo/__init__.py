@@ -1,8 +1,9 @@
 """Drives the emulated projection service, mirvoctl and applications under test as processes."""
 
 from .application import Application
-from .ctl import Ctl, Device, Monitor, Result
-from .emulator import Answers, Emulator
+from .commands import Answers
+from .ctl import Ctl, Device, Result
+from .emulator import Emulator
 from .errors import (
     NoService,
     NotJson,
@@ -13,8 +14,9 @@ from .errors import (
     ZrmirvoError,
 )
 from .expecting import Event, Request
+from .monitor import Monitor
 from .process import Tools
-from .recording import Recording
+from .recording import Message, Recording
 from .version import __version__
 
 __all__ = [
@@ -24,6 +26,7 @@ __all__ = [
     "Device",
     "Emulator",
     "Event",
+    "Message",
     "Monitor",
     "NoService",
     "NotJson",

@@ -1,18 +1,13 @@
-"""The command-line tool as a process: its operations and its monitor."""
+"""The command-line tool as a process: every operation of the library."""
 
 from __future__ import annotations
 
-import re
 from dataclasses import dataclass
-from types import TracebackType
-from typing import Any, Iterator, List, Optional, Sequence, Type, TypeVar, Union
+from typing import Any, List, Optional, Sequence, Union
 
-from .errors import NoService, ToolEnded, WrongVersion
-from .expecting import Event, Growing
-from .process import PATIENCE, Json, JsonProcess, Tools
-
-_NO_SERVICE = 3
-Self = TypeVar("Self", bound="_Connection")
+from .connection import NO_SERVICE, Connection, no_service
+from .errors import ToolEnded
+from .process import Json, Tools
 
 
 @dataclass(frozen=True)
@@ -45,68 +40,7 @@ def _on(flag: bool) -> str:
     return "on" if flag else "off"
 
 
-def _no_service(sentence: str) -> Exception:
-    # The sentence alone tells a service that is not there from one that does not fit.
-    fits = re.search("the service (has|gives no) version", sentence) is None
-    return NoService(sentence) if fits else WrongVersion(sentence)
-
-
-class _Connection:
-    """A process of mirvoctl as a context manager."""
-
-    def __init__(
-        self,
-        tools: Optional[Tools],
-        environment: Optional[dict[str, str]],
-        arguments: Sequence[str],
-    ) -> None:
-        self._tools = (tools or Tools()).with_environment(**(environment or {}))
-        self._arguments = list(arguments)
-        self._process: Optional[JsonProcess] = None
-
-    def __enter__(self: Self) -> Self:
-        self._process = JsonProcess(
-            self._tools.fitting("mirvoctl", "--json", *self._arguments),
-            self._tools.environment,
-            self._receive,
-            lambda status, errors: _no_service(errors) if status == _NO_SERVICE else None,
-        )
-        try:
-            self._started()
-        except BaseException:
-            self.close()
-            raise
-        return self
-
-    def __exit__(
-        self,
-        kind: Optional[Type[BaseException]],
-        error: Optional[BaseException],
-        trace: Optional[TracebackType],
-    ) -> None:
-        self.close()
-
-    def close(self) -> None:
-        """Ends the process."""
-        if self._process is not None:
-            self._process.close()
-            self._process = None
-
-    @property
-    def process(self) -> JsonProcess:
-        """The process that runs now."""
-        if self._process is None:
-            raise ToolEnded("mirvoctl has not been started")
-        return self._process
-
-    def _receive(self, value: Json) -> None:
-        raise NotImplementedError
-
-    def _started(self) -> None:
-        pass
-
-
-class Ctl(_Connection):
+class Ctl(Connection):
     """Every operation of the library, on one connection, made anew after a loss.
 
     with Ctl(environment=emulator.environment) as mirvoctl:
@@ -149,8 +83,8 @@ class Ctl(_Connection):
         )
         if result is None:
             raise ToolEnded(f"mirvoctl does not answer in {within} s: {line}")
-        if result.exit == _NO_SERVICE:
-            raise _no_service(result.error or "")
+        if result.exit == NO_SERVICE:
+            raise no_service(result.error or "")
         return result
 
     def _run(self, *words: object) -> Result:
@@ -264,64 +198,3 @@ class Device:
     def feature(self, feature: int, data: bytes = b"") -> Result:
         """Sets a feature to these bytes."""
         return self._run("feature", feature, *([data.hex()] if data else []))
-
-
-class Monitor(_Connection):
-    """The callbacks of the library, as events.
-
-        with Monitor(7, environment=emulator.environment) as monitor:
-            monitor.expect("onHidEvent", accessory=7, data=b"Hi", within=2.0)
-
-    Without accessories it watches all. It begins when its callbacks are registered.
-    """
-
-    def __init__(
-        self,
-        *accessories: int,
-        tools: Optional[Tools] = None,
-        environment: Optional[dict[str, str]] = None,
-        arguments: Sequence[str] = (),
-    ) -> None:
-        super().__init__(tools, environment, [*arguments, "monitor", *map(str, accessories)])
-        self._events: Growing[Event] = Growing(lambda event: event.name)
-        self._watched: List[List[int]] = []
-
-    def _receive(self, value: Json) -> None:
-        fields = dict(value)
-        name = fields.pop("event", None)
-        time = fields.pop("time", 0)
-        if name == "monitoring":
-            self._watched.append(fields["accessories"])
-        elif name is not None:
-            self._events.items.append(Event(name, fields.pop("accessory", None), fields, time))
-
-    def _started(self) -> None:
-        if self.process.wait_until(lambda: self._watched or None) is None:
-            raise ToolEnded(f"the monitor has not begun after {PATIENCE} s")
-
-    def wait_watching(self, accessory: int, within: float = PATIENCE) -> None:
-        """Waits until the events of this accessory are watched."""
-        found = self.process.wait_until(
-            lambda: True if self._watched and accessory in self._watched[-1] else None,
-            within,
-        )
-        if found is None:
-            raise AssertionError(f"the monitor does not watch accessory {accessory}")
-
-    @property
-    def events(self) -> List[Event]:
-        """All events so far. It grows."""
-        return self._events.items
-
-    def expect(self, name: str, *, within: float = PATIENCE, **fields: object) -> Event:
-        """The first such event behind the last one that was expected, or an AssertionError."""
-        __tracebackhide__ = True
-        return self._events.expect(self.process, name, within, dict(fields))
-
-    def expect_none(self, name: str, *, within: float, **fields: object) -> None:
-        """Fails if such an event comes from now on, within this time."""
-        __tracebackhide__ = True
-        self._events.expect_none(self.process, name, within, dict(fields))
-
-    def __iter__(self) -> Iterator[Event]:
-        return self._events.iterate(self.process)

@@ -9,6 +9,7 @@ import tempfile
 from types import TracebackType
 from typing import List, Optional, Sequence, Type
 
+from .commands import Commands, at
 from .errors import Refused, ToolEnded
 from .expecting import Growing, Request
 from .process import PATIENCE, Json, JsonProcess, Tools
@@ -26,58 +27,7 @@ def _place(tools: Tools) -> str:
     return "/tmp" if tools.prefix or len(place) > _LONGEST_PLACE else place
 
 
-def _at(operation: str, accessory: Optional[int]) -> str:
-    return operation if accessory is None else f"{operation}@{accessory}"
-
-
-def _quoted(text: str) -> str:
-    if '"' in text or "\n" in text:
-        raise ValueError(f"the emulator cannot be given a quote or an end of line: {text!r}")
-    return f'"{text}"'
-
-
-class Answers:
-    """How requests are answered. The emulator itself sets it for good, `once` for one request."""
-
-    def __init__(self, emulator: "Emulator", before: str) -> None:
-        self._target = emulator
-        self._before = before
-
-    def _set(self, *words: object) -> None:
-        self._target.command(self._before + " ".join(str(word) for word in words if word != ""))
-
-    def answer(
-        self,
-        operation: str,
-        result: Optional[int] = None,
-        *,
-        data: Optional[bytes] = None,
-        accessory: Optional[int] = None,
-    ) -> None:
-        """Answers with this result or these bytes; with both, both are set."""
-        if result is not None:
-            self._set("answer", _at(operation, accessory), result)
-        if data is not None:
-            self._set("answer", _at(operation, accessory), "bytes", data.hex())
-
-    def silent(self, operation: str, *, accessory: Optional[int] = None) -> None:
-        """Does not answer: the client waits for its timeout."""
-        self._set("silent", _at(operation, accessory))
-
-    def no_reply(self, operation: str, *, accessory: Optional[int] = None) -> None:
-        """Tells the client at once that there is no reply."""
-        self._set("no-reply", _at(operation, accessory))
-
-    def mistype(self, operation: str, *, accessory: Optional[int] = None) -> None:
-        """Answers with a message of the wrong class."""
-        self._set("mistype", _at(operation, accessory))
-
-    def delay(self, operation: str, seconds: float, *, accessory: Optional[int] = None) -> None:
-        """Answers that much later."""
-        self._set("delay", _at(operation, accessory), round(seconds * 1000))
-
-
-class Emulator(Answers):
+class Emulator(Commands):
     """The service of a test.
 
         with Emulator() as emulator:
@@ -97,14 +47,16 @@ class Emulator(Answers):
         folder: Optional[str] = None,
         arguments: Sequence[str] = (),
     ) -> None:
-        super().__init__(self, "")
-        self.once = Answers(self, "once ")
+        super().__init__()
         self._tools = tools or Tools()
         self._own_folder = folder is None
         self.folder = folder or os.path.join(_place(self._tools), f"zrmirvo-{secrets.token_hex(8)}")
         self._arguments = ["--json", "--keep-going", "--dir", self.folder, *arguments]
+        self._replay = replay
         if replay is not None:
             self._arguments += ["--replay", replay]
+        # How many requests and events of the recording came, once the service has ended.
+        self.replayed: Optional[Json] = None
         self._script = script
         self._requests: Growing[Request] = Growing(lambda request: request.operation)
         self._process: Optional[JsonProcess] = None
@@ -133,12 +85,13 @@ class Emulator(Answers):
         error: Optional[BaseException],
         trace: Optional[TracebackType],
     ) -> None:
-        failure = None
-        if error is None and self._script and self.process.returncode == _NOT_MET:
-            failure = self._why_ended(_NOT_MET, self.process.errors)
+        # A script ends the service when it is not met; a replay is judged when the service ends.
+        unmet = self._script is not None and self.process.returncode == _NOT_MET
+        process = self.process
         self._clear_up()
-        if failure is not None:
-            raise failure
+        unmet = unmet or self._replay is not None and process.returncode == _NOT_MET
+        if error is None and unmet:
+            raise AssertionError(process.errors)
 
     def _clear_up(self) -> None:
         self._end()
@@ -199,6 +152,8 @@ class Emulator(Answers):
                     value["time"],
                 )
             )
+        elif "replay" in value:
+            self.replayed = value["replay"]
         elif "clients" in value:
             self._clients = value["clients"]
         elif "ok" in value:
@@ -289,98 +244,10 @@ class Emulator(Answers):
         except Refused as refused:
             raise AssertionError(f"the script is not over: {refused}") from None
 
-    def on(self, operation: str, *commands: str, accessory: Optional[int] = None) -> None:
-        """Performs commands after each such request, once its answer has left."""
-        self.command(f"on {_at(operation, accessory)}", *commands, "end")
-
-    def on_next(self, operation: str, *commands: str, accessory: Optional[int] = None) -> None:
-        """Performs commands after the next such request, once its answer has left."""
-        self.command(f"on-next {_at(operation, accessory)}", *commands, "end")
-
     def clients(self) -> List[Json]:
         """The clients that are connected, each with "pid", "connections" and "listens"."""
         self.command("clients")
         return self._clients
-
-    def attach(self, accessory: int) -> None:
-        """Reports that the accessory has come; it is known from now on."""
-        self.command(f"attach {accessory}")
-
-    def detach(self, accessory: int) -> None:
-        """Reports that the accessory has gone."""
-        self.command(f"detach {accessory}")
-
-    def unavailable(self, accessory: int) -> None:
-        """Reports that the accessory cannot be controlled."""
-        self.command(f"unavailable {accessory}")
-
-    def state(self, accessory: int, state: int) -> None:
-        """Reports another running state."""
-        self.command(f"state {accessory} {state}")
-
-    def orientation(self, accessory: int, orientation: int) -> None:
-        """Reports another orientation of the screen."""
-        self.command(f"orientation {accessory} {orientation}")
-
-    def error(self, accessory: int, code: int) -> None:
-        """Reports an error of the accessory."""
-        self.command(f"error {accessory} {code}")
-
-    def request(self, accessory: int, param1: int, param2: int) -> None:
-        """Lets the accessory request something with two numbers."""
-        self.command(f"request {accessory} {param1} {param2}")
-
-    def request_data(self, accessory: int, data: bytes) -> None:
-        """Lets the accessory request something with at most 36 bytes."""
-        self.command(f"request-data {accessory} {data.hex()}")
-
-    def response(self, accessory: int) -> None:
-        """Lets the accessory respond."""
-        self.command(f"response {accessory}")
-
-    def time_date(self, accessory: int, *numbers: int) -> None:
-        """Lets the accessory respond with a date and a time, nine numbers."""
-        self.command(f"time-date {accessory} {' '.join(map(str, numbers))}")
-
-    def descriptor(self, accessory: int, data: bytes) -> None:
-        """Sends a HID report descriptor."""
-        self.command(f"descriptor {accessory} {data.hex()}")
-
-    def hid(self, accessory: int, data: bytes) -> None:
-        """Sends a HID event."""
-        self.command(f"hid {accessory} {data.hex()}")
-
-    def raw(self, accessory: int, sub_code: int, data: bytes) -> None:
-        """Sends any notification with bytes, sensible or not."""
-        self.command(f"raw {accessory} {sub_code} {data.hex()}")
-
-    def notify(self, accessory: int, sub_code: int, value: int) -> None:
-        """Sends any notification with a value, sensible or not."""
-        self.command(f"notify {accessory} {sub_code} {value}")
-
-    def normal(self, operation: str, *, accessory: Optional[int] = None) -> None:
-        """Answers as if nothing had been set."""
-        self.command(f"normal {_at(operation, accessory)}")
-
-    def ids(self, *accessories: int) -> None:
-        """Knows exactly these accessories, without an event."""
-        self.command("ids " + " ".join(map(str, accessories)))
-
-    def descriptor_bytes(self, data: bytes) -> None:
-        """Has this HID descriptor."""
-        self.command(f"descriptor-bytes {data.hex()}")
-
-    def version(self, text: str) -> None:
-        """Has this version."""
-        self.command(f"version {_quoted(text)}")
-
-    def drop(self, pid: int) -> None:
-        """Closes all connections of a client."""
-        self.command(f"drop {pid}")
-
-    def to(self, pid: int, event: str) -> None:
-        """Sends an event to one client only; the event is a command, such as "attach 7"."""
-        self.command(f"to {pid} {event}")
 
     # What the application does.
 
@@ -414,7 +281,7 @@ class Emulator(Answers):
 
         A request is in `requests` before its answer has left; here the answer has left.
         """
-        wanted = _at(operation, accessory)
+        wanted = at(operation, accessory)
         limit = round(within * 1000)
         try:
             self.command(f"wait-for {wanted} {count} within {limit}", within=within + PATIENCE)

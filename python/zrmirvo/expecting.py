@@ -29,7 +29,7 @@ class Request:
         return self.accessory if name == "accessory" else self.arguments.get(name)
 
     def __str__(self) -> str:
-        return _shown(self.operation, self.accessory, self.arguments)
+        return shown(self.operation, self.accessory, self.arguments)
 
 
 @dataclass(frozen=True)
@@ -47,10 +47,11 @@ class Event:
         return self.accessory if name == "accessory" else self.fields.get(name)
 
     def __str__(self) -> str:
-        return _shown(self.name, self.accessory, self.fields)
+        return shown(self.name, self.accessory, self.fields)
 
 
-def _shown(name: str, accessory: Optional[int], values: Json) -> str:
+def shown(name: str, accessory: Optional[int], values: Json) -> str:
+    """A name with an accessory and values, as messages have them."""
     at = "" if accessory is None else f" accessory={accessory}"
     return name + at + "".join(f" {key}={value!r}" for key, value in values.items())
 
@@ -129,4 +130,4 @@ class Growing(Generic[Item]):
 
 
 def _wanted(name: str, values: Json) -> str:
-    return _shown(name, None, {key: _as_json(value) for key, value in values.items()})
+    return shown(name, None, {key: _as_json(value) for key, value in values.items()})

@@ -25,6 +25,9 @@ _TOOLS = ("mirvo-emulator", "mirvoctl", "mirvo-record")
 # How long anything is waited for that has no limit of its own, in seconds.
 PATIENCE = 10.0
 
+# How long a command takes at most that only answers a question, on a slow target, too.
+_LONGEST_RUN = 60.0
+
 
 def how_ended(status: int) -> str:
     """The exit status of a process in words."""
@@ -85,16 +88,24 @@ class Tools:
 
     def run(self, *command: str) -> "subprocess.CompletedProcess[str]":
         """Runs a short command where the tools run. Answers what it printed, and its status."""
-        return subprocess.run(
-            self._prefixed(*command),
-            env={**os.environ, **self.environment},
-            stdin=subprocess.DEVNULL,
-            stdout=subprocess.PIPE,
-            stderr=subprocess.PIPE,
-            text=True,
-            check=False,
-            timeout=60,
+        supervisor = Supervisor.of_process()
+        whole = self._prefixed(*command)
+        child = supervisor.start(
+            whole,
+            {**os.environ, **self.environment},
+            subprocess.DEVNULL,
+            subprocess.PIPE,
+            subprocess.PIPE,
         )
+        try:
+            printed = child.communicate(timeout=_LONGEST_RUN)
+        except subprocess.TimeoutExpired:
+            sentence = f"{shlex.join(whole)} has not ended after {_LONGEST_RUN} s"
+            raise ToolEnded(sentence) from None
+        finally:
+            supervisor.end(child, PATIENCE)
+        output, errors = (text.decode(errors="replace") for text in printed)
+        return subprocess.CompletedProcess(whole, child.returncode, output, errors)
 
     def _prefixed(self, *command: str) -> list[str]:
         if not self.prefix or not self.environment:
@@ -103,10 +114,7 @@ class Tools:
         return [*self.prefix, "env", *settings, *command]
 
     def _check_version(self, name: str) -> None:
-        try:
-            answer = self.run(self.find(name), "--version")
-        except OSError as error:
-            raise ToolNotFound(f"{self._prefixed(name)[0]}: {error.strerror}") from None
+        answer = self.run(self.find(name), "--version")
         # A shell says 127 when it does not find a program, and so does ssh then.
         if answer.returncode == 127:
             raise ToolNotFound(f"{name} is not there: {answer.stderr.strip()}")

@@ -2,16 +2,18 @@
 
 from __future__ import annotations
 
+import hashlib
 import os
 import re
 import shlex
-from typing import Any, Callable, Generator, Iterator, List, Optional
+from typing import Any, Callable, Generator, Iterator, List, NamedTuple, Optional
 
 import pytest
 
 from .application import Application
-from .ctl import Ctl, Monitor
+from .ctl import Ctl
 from .emulator import Emulator
+from .monitor import Monitor
 from .process import Tools, how_ended
 
 
@@ -32,20 +34,22 @@ def pytest_addoption(parser: pytest.Parser) -> None:
     )
 
 
-# The applications that a test has started.
-_STARTED = pytest.StashKey[List[Application]]()
+class _Started(NamedTuple):
+    program: str
+    application: Application
+    recording: Optional[str]
 
 
-def _started(item: pytest.Item) -> List[Application]:
-    return item.stash[_STARTED] if _STARTED in item.stash else []
+_STARTED = pytest.StashKey[List[_Started]]()
+_FAILED = pytest.StashKey[bool]()
 
 
 @pytest.hookimpl(trylast=True)  # type: ignore[misc]
 def pytest_runtest_call(item: pytest.Item) -> None:
     """Fails a test that has gone well when its application crashed or a sanitizer reported."""
-    for application in _started(item):
-        application.stop()
-        application.check()
+    for started in item.stash.get(_STARTED, []):
+        started.application.stop()
+        started.application.check()
 
 
 @pytest.hookimpl(hookwrapper=True)  # type: ignore[misc]
@@ -54,18 +58,18 @@ def pytest_runtest_makereport(
 ) -> Generator[None, Any, None]:
     """Shows the logs of a failed test's applications, and keeps or removes their recordings."""
     report = (yield).get_result()
-    if call.when != "call":
-        return
-    record = item.config.getoption("--zrmirvo-record")
-    for number, application in enumerate(_started(item)):
+    if report.failed:
+        item.stash[_FAILED] = True
+    for program, application, recording in item.stash.get(_STARTED, []):
         if report.failed:
             status = application.child.poll()
             how = "still runs" if status is None else how_ended(status)
-            title = f"Log of {application.command[0]}, which {how}"
+            title = f"Log of {program}, which {how}"
             report.sections.append((title, application.log))
-        elif record is not None:
-            application.stop()
-            _tools(item.config).run("rm", "-f", _recording(record, item, number))
+            if recording is not None:
+                report.sections.append(("Recording", recording))
+        elif call.when == "teardown" and recording is not None and _FAILED not in item.stash:
+            _tools(item.config).run("rm", "-f", recording, f"{recording}.old")
 
 
 def _tools(config: pytest.Config) -> Tools:
@@ -113,27 +117,31 @@ def head_unit(
     and the test fails when it crashed or a sanitizer reported.
     """
     record: Optional[str] = request.config.getoption("--zrmirvo-record")
-    started: List[Application] = []
+    started: List[_Started] = []
     request.node.stash[_STARTED] = started
 
     def start(program: str, *arguments: str, **environment: str) -> Application:
         command = [program, *arguments]
+        file = None
         if record is not None:
-            if not zrmirvo_tools.prefix:
-                os.makedirs(record, exist_ok=True)
+            zrmirvo_tools.run("mkdir", "-p", record)
             file = _recording(record, request.node, len(started))
             command = ["mirvo-record", "-o", file, "--", zrmirvo_tools.find(program), *arguments]
         application = Application(
             command, {**emulator.environment, **environment}, zrmirvo_tools
         ).start()
-        started.append(application)
+        started.append(_Started(program, application, file))
         return application
 
     yield start
-    for application in started:
-        application.stop()
+    for each in started:
+        each.application.stop()
 
 
 def _recording(folder: str, node: pytest.Item, number: int) -> str:
-    name = re.sub(r"[^A-Za-z0-9_.-]+", "_", node.nodeid)
+    # Parameters may be long, and equal but for what a file's name cannot have.
+    test, parameters, _ = node.nodeid.partition("[")
+    name = re.sub(r"[^A-Za-z0-9_.-]+", "_", test)[-180:]
+    if parameters:
+        name += "-" + hashlib.sha256(node.nodeid.encode()).hexdigest()[:8]
     return os.path.join(folder, f"{name}-{number}.pcapng")

@@ -27,7 +27,9 @@ if told:
     try:
         os.execvp(sys.argv[2], sys.argv[2:])
     except OSError as error:
-        sys.exit(f"{sys.argv[2]} cannot be started: {error.strerror}")
+        print(f"{sys.argv[2]} cannot be started: {error.strerror}", file=sys.stderr)
+        # As a shell does.
+        sys.exit(127)
 """
 
 

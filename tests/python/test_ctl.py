@@ -89,17 +89,3 @@ def test_monitor_shows_and_waits(emulator, monitor):
     assert [event.name for event in monitor.events] == ["onAttach", "onHidEvent", "onHidEvent"]
     with pytest.raises(AssertionError, match="does not watch accessory 8"):
         monitor.wait_watching(8, within=0.05)
-
-
-def test_reads_a_recording(emulator, zrmirvo_tools, tmp_path):
-    tools = zrmirvo_tools.with_environment(**emulator.environment)
-    if "\n  recording " not in tools.run(tools.find("mirvoctl"), "--help").stdout:
-        pytest.skip("this mirvoctl does not read recordings")
-    file = str(tmp_path / "a.pcapng")
-    emulator.answer("startup", 5)
-    tools.run(tools.find("mirvo-record"), "-o", file, "--", tools.find("mirvoctl"), "startup")
-    messages = {m["request"]: m["answer"] for m in zrmirvo.Recording(file, tools) if "request" in m}
-    assert messages["startup"] == {"result": 5}
-    assert all("time" in message for message in zrmirvo.Recording(file, tools))
-    with pytest.raises(zrmirvo.Refused, match="/nowhere"):
-        list(zrmirvo.Recording("/nowhere", tools))

@@ -9,6 +9,7 @@ import sys
 import tempfile
 
 import pytest
+import zrmirvo
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 PYTEST = [sys.executable, "-B", "-m", "pytest", "-p", "no:cacheprovider", "-p", "no:xdist"]
@@ -83,18 +84,47 @@ def test_a_head_unit_fails_its_test(start, program, test, failed, shown):
     assert re.search(shown, output), output
 
 
-def test_keeps_the_recordings_of_failed_tests(start, tmp_path):
-    program = 'head_unit("mirvoctl", "startup")'
-    text = TESTS.format(program, "assert application.wait() == 0")
-    with start(
-        text + text.replace("one", "two") + "    assert False\n", "--zrmirvo-record=kept"
-    ) as run:
+@pytest.fixture
+def prefix(tmp_path):
+    """As ssh is: another environment, and a shell that splits words anew."""
+    path = tmp_path / "elsewhere"
+    path.write_text('#!/bin/sh\nexec env -i PATH="$PATH" sh -c "exec $*"\n')
+    path.chmod(0o755)
+    return f"--zrmirvo-target={path}"
+
+
+RECORDED = """
+import pytest
+
+@pytest.fixture
+def started(head_unit):
+    application = head_unit("mirvoctl", "startup")
+    assert application.wait() == 0
+    yield application
+    {}
+
+@pytest.mark.parametrize("name", ["a b", "a/b"])
+def test_one(started, name):
+    {}
+"""
+
+
+@pytest.mark.parametrize("elsewhere", [False, True])
+@pytest.mark.parametrize(
+    "teardown, test, kept", [("", "pass", 0), ("", "assert name > 'a.'", 1), ("1 / 0", "pass", 2)]
+)
+def test_keeps_the_recordings_of_failed_tests(
+    start, prefix, zrmirvo_tools, tmp_path, elsewhere, teardown, test, kept
+):
+    options = ["--zrmirvo-record=kept/here", *([prefix] if elsewhere else [])]
+    with start(RECORDED.format(teardown, test), *options) as run:
         output, _ = run.communicate(timeout=60)
-    assert "1 failed, 1 passed" in output, output
-    [recording] = (tmp_path / "kept").iterdir()
-    assert recording.name == "test_inner.py_test_two-0.pcapng"
-    # The first bytes of every pcapng file.
-    assert recording.read_bytes()[:4] == b"\x0a\x0d\x0d\x0a"
+    recordings = [str(path) for path in (tmp_path / "kept/here").iterdir()]
+    assert len(recordings) == kept, output
+    for path in recordings:
+        asked = {m.name: m.answer for m in zrmirvo.Recording(path, zrmirvo_tools)}
+        assert asked["startup"] == {"result": 0}
+        assert os.path.relpath(path, tmp_path) in output
 
 
 KILLED = """
@@ -131,11 +161,7 @@ def test_nothing_is_left_when_pytest_is_killed(start):
             remaining -= 1
 
 
-def test_works_behind_a_prefix(start, tmp_path):
-    # As ssh does: another environment, and a shell that splits words anew.
-    prefix = tmp_path / "elsewhere"
-    prefix.write_text('#!/bin/sh\nexec env -i PATH="$PATH" sh -c "exec $*"\n')
-    prefix.chmod(0o755)
+def test_works_behind_a_prefix(start, prefix):
     text = """
 def test_one(emulator, mirvoctl, monitor, head_unit):
     print("folder", emulator.folder)
@@ -152,7 +178,7 @@ def test_one(emulator, mirvoctl, monitor, head_unit):
     emulator.restart()
     emulator.hang()
 """
-    with start(text, f"--zrmirvo-target={prefix}", "-s") as run:
+    with start(text, prefix, "-s") as run:
         output, _ = run.communicate(timeout=60)
     assert "1 passed" in output, output
     folder = re.search(r"folder (\S+)", output)[1]

@@ -1,0 +1,71 @@
+"""The callbacks of the library, through mirvoctl's monitor as a process."""
+
+from __future__ import annotations
+
+from typing import Iterator, List, Optional, Sequence
+
+from .connection import Connection
+from .errors import ToolEnded
+from .expecting import Event, Growing
+from .process import PATIENCE, Json, Tools
+
+
+class Monitor(Connection):
+    """The callbacks of the library, as events.
+
+        with Monitor(7, environment=emulator.environment) as monitor:
+            monitor.expect("onHidEvent", accessory=7, data=b"Hi", within=2.0)
+
+    Without accessories it watches all. It begins when its callbacks are registered.
+    """
+
+    def __init__(
+        self,
+        *accessories: int,
+        tools: Optional[Tools] = None,
+        environment: Optional[dict[str, str]] = None,
+        arguments: Sequence[str] = (),
+    ) -> None:
+        super().__init__(tools, environment, [*arguments, "monitor", *map(str, accessories)])
+        self._events: Growing[Event] = Growing(lambda event: event.name)
+        self._watched: List[List[int]] = []
+
+    def _receive(self, value: Json) -> None:
+        fields = dict(value)
+        name = fields.pop("event", None)
+        time = fields.pop("time", 0)
+        if name == "monitoring":
+            self._watched.append(fields["accessories"])
+        elif name is not None:
+            self._events.items.append(Event(name, fields.pop("accessory", None), fields, time))
+
+    def _started(self) -> None:
+        if self.process.wait_until(lambda: self._watched or None) is None:
+            raise ToolEnded(f"the monitor has not begun after {PATIENCE} s")
+
+    def wait_watching(self, accessory: int, within: float = PATIENCE) -> None:
+        """Waits until the events of this accessory are watched."""
+        found = self.process.wait_until(
+            lambda: True if self._watched and accessory in self._watched[-1] else None,
+            within,
+        )
+        if found is None:
+            raise AssertionError(f"the monitor does not watch accessory {accessory}")
+
+    @property
+    def events(self) -> List[Event]:
+        """All events so far. It grows."""
+        return self._events.items
+
+    def expect(self, name: str, *, within: float = PATIENCE, **fields: object) -> Event:
+        """The first such event behind the last one that was expected, or an AssertionError."""
+        __tracebackhide__ = True
+        return self._events.expect(self.process, name, within, dict(fields))
+
+    def expect_none(self, name: str, *, within: float, **fields: object) -> None:
+        """Fails if such an event comes from now on, within this time."""
+        __tracebackhide__ = True
+        self._events.expect_none(self.process, name, within, dict(fields))
+
+    def __iter__(self) -> Iterator[Event]:
+        return self._events.iterate(self.process)
