@@ -22,8 +22,8 @@ class NotJson(ZrmirvoError):
 
 
 class ToolEnded(ZrmirvoError):
-    """A program ended although it was still needed."""
+    """A program ended although it was still needed, or does not answer."""
 
 
 class Refused(ZrmirvoError):
-    """A program did not understand a command."""
+    """A program did not understand a command, or cannot use a file."""
