@@ -11,7 +11,7 @@ from types import TracebackType
 from typing import List, Mapping, Optional, Sequence, Type
 
 from .errors import ToolEnded
-from .process import PATIENCE, Tools
+from .process import PATIENCE, SSH_FAILED, Tools
 from .supervisor import Supervisor
 
 # What the sanitizers print before they describe a finding.
@@ -48,6 +48,8 @@ class Application:
     ) -> None:
         tools = (tools or Tools()).with_environment(**(environment or {}))
         self.command = tools.command(*command)
+        self._behind_prefix = bool(tools.prefix)
+        self._was_stopped = False
         self._environment = {**os.environ, **tools.environment}
         self._supervisor = Supervisor.of_process()
         self._child: Optional[subprocess.Popen[bytes]] = None
@@ -133,6 +135,7 @@ class Application:
 
     def stop(self, within: float = PATIENCE) -> None:
         """Asks it to end, and makes it. Nothing happens when it has ended."""
+        self._was_stopped = self._was_stopped or self.child.poll() is None
         self._supervisor.end(self.child, within)
         self._reader.join(within)
 
@@ -144,5 +147,8 @@ class Application:
         if number in _CRASHES:
             name = signal.Signals(number).name
             raise AssertionError(f"the application crashed with {name}:\n{self.log}")
+        # ssh says no more of any signal, nor of a connection that is lost.
+        if self._behind_prefix and status == SSH_FAILED and not self._was_stopped:
+            raise AssertionError(f"the application crashed, or its connection did:\n{self.log}")
         if any(mark in self.log for mark in _SANITIZERS):
             raise AssertionError(f"a sanitizer has reported:\n{self.log}")

@@ -25,6 +25,9 @@ _TOOLS = ("mirvo-emulator", "mirvoctl", "mirvo-record")
 # How long anything is waited for that has no limit of its own, in seconds.
 PATIENCE = 10.0
 
+# What ssh ends with when it has no status of the program's.
+SSH_FAILED = 255
+
 # How long a command takes at most that only answers a question, on a slow target, too.
 _LONGEST_RUN = 60.0
 
@@ -118,6 +121,8 @@ class Tools:
         # A shell says 127 when it does not find a program, and so does ssh then.
         if answer.returncode == 127:
             raise ToolNotFound(f"{name} is not there: {answer.stderr.strip()}")
+        if self.prefix and answer.returncode == SSH_FAILED:
+            raise ToolEnded(f"{shlex.join(self.prefix)} failed: {answer.stderr.strip()}")
         found = re.search(r"(\d+\.\d+)\.\d+", answer.stdout)
         wanted = ".".join(__version__.split(".")[:2])
         if answer.returncode != 0 or found is None or found[1] != wanted:

@@ -17,8 +17,12 @@ def tool(folder, name, script):
 
 def test_a_tool_is_not_found(tmp_path):
     for tools in (Tools(str(tmp_path)), Tools(str(tmp_path), prefix=["env"]), Tools(None, ["/no"])):
-        with pytest.raises(zrmirvo.ToolNotFound, match="mirvoctl is not|/no: No such file"):
+        with pytest.raises(
+            zrmirvo.ToolNotFound, match="mirvoctl is not|/no cannot be started: No such file"
+        ):
             Ctl(tools).__enter__()
+    with pytest.raises(zrmirvo.ToolEnded, match="^sh -c .* failed: no route"):
+        Ctl(Tools(None, ["sh", "-c", "echo no route >&2; exit 255"])).__enter__()
 
 
 def test_a_tool_has_another_version(tmp_path, zrmirvo_tools):

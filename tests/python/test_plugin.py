@@ -86,9 +86,12 @@ def test_a_head_unit_fails_its_test(start, program, test, failed, shown):
 
 @pytest.fixture
 def prefix(tmp_path):
-    """As ssh is: another environment, and a shell that splits words anew."""
+    """As ssh is: another environment, a shell that splits words anew, and 255 for any signal."""
     path = tmp_path / "elsewhere"
-    path.write_text('#!/bin/sh\nexec env -i PATH="$PATH" sh -c "exec $*"\n')
+    path.write_text(
+        '#!/bin/sh\nenv -i PATH="$PATH" sh -c "exec $*"\nstatus=$?\n'
+        "[ $status -lt 129 ] && exit $status; exit 255\n"
+    )
     path.chmod(0o755)
     return f"--zrmirvo-target={path}"
 
@@ -125,6 +128,14 @@ def test_keeps_the_recordings_of_failed_tests(
         asked = {m.name: m.answer for m in zrmirvo.Recording(path, zrmirvo_tools)}
         assert asked["startup"] == {"result": 0}
         assert os.path.relpath(path, tmp_path) in output
+
+
+def test_finds_a_crash_behind_a_prefix(start, prefix, tmp_path):
+    (tmp_path / "crash").write_text("#!/bin/sh\necho I fall\nkill -SEGV $$\n")
+    (tmp_path / "crash").chmod(0o755)
+    with start(TESTS.format(f'head_unit("{tmp_path}/crash")', "application.wait()"), prefix) as run:
+        output, _ = run.communicate(timeout=60)
+    assert "1 failed" in output and "crashed, or its connection did:\nE" in output, output
 
 
 KILLED = """
