@@ -38,6 +38,9 @@ class Emulator(Commands):
     `script` is a file, or the commands themselves, one a line; `replay` is a recording.
     """
 
+    # How many requests and events of the recording came, once the service has ended.
+    replayed: Optional[Json] = None
+
     def __init__(
         self,
         tools: Optional[Tools] = None,
@@ -55,8 +58,6 @@ class Emulator(Commands):
         self._replay = replay
         if replay is not None:
             self._arguments += ["--replay", replay]
-        # How many requests and events of the recording came, once the service has ended.
-        self.replayed: Optional[Json] = None
         self._script = script
         self._requests: Growing[Request] = Growing(lambda request: request.operation)
         self._process: Optional[JsonProcess] = None
