@@ -1,9 +1,7 @@
 // mirvoctl as a process, against the emulator as another.
 
 #include <csignal>
-#include <memory>
 #include <regex>
-#include <sstream>
 #include <string>
 
 #include "tests/tools/ToolsFixture.h"
@@ -223,24 +221,6 @@ TEST_F(MirvoctlTest, aShellKeepsItsConnection) {
     EXPECT_FALSE(contains(requests, "shutdown"));
 }
 
-TEST_F(MirvoctlTest, aShellFindsTheServiceAgain) {
-    auto emulator = std::make_unique<Emulator>();
-    Process shell({MIRVOCTL, "shell"});
-    shell.type("device 7 calibrate");
-    shell.waitForLine("sendCalibrateEvent: ok");
-    emulator->type("die");
-    emulator->wait();
-    emulator = std::make_unique<Emulator>();
-    // The loss is told on a thread of its own; until then the commands fail.
-    for (int i = 0; i < 10000 && !contains(shell.output(), "startup: ok\n"); ++i) {
-        shell.type("startup");
-        shell.type("version");
-        shell.waitForLine(R"(getVersion: ok library="3.6.6" service="3.6.6")");
-    }
-    shell.type("device 7 calibrate");
-    shell.waitForLine("sendCalibrateEvent: ok");
-}
-
 TEST_F(MirvoctlTest, theTraceIsShownOnRequest) {
     Emulator emulator;
     EXPECT_TRUE(contains(ctl("--verbose startup").errors, "[MirvoManager[c]][startup] [--IN--]"));
@@ -295,32 +275,6 @@ TEST_F(MirvoctlTest, completionOffersWhatFits) {
     emulator.type("hang");
     EXPECT_EQ(" ", offered("device "));
     emulator.signal(SIGCONT);
-}
-
-// A service that takes another one's place has another version.
-TEST_F(MirvoctlTest, aShellLooksAtEachServicesVersion) {
-    const struct {
-        const char* version;
-        const char* answer;
-    } kRows[] = {{"3.7.2", "the service has version 3.7.2 and the library 3.6.6"},
-                 {"3.6.1", "startup: ok"},
-                 {"4.6.0", "the service has version 4.6.0 and the library 3.6.6"}};
-    Process shell({MIRVOCTL, "shell"});
-    for (const auto& row : kRows) {
-        SCOPED_TRACE(row.version);
-        Emulator emulator(std::string("--version-text ") + row.version);
-        const auto answered = [&] {
-            return contains(shell.errors(), row.answer) || contains(shell.output(), row.answer);
-        };
-        // The loss of the service before is told on a thread of its own.
-        for (int i = 0; i < 10000 && !answered(); ++i) {
-            shell.type("startup\nhelp quit");
-            shell.waitForLine("End the shell.");
-        }
-        EXPECT_TRUE(answered()) << shell.errors();
-        emulator.type("die");
-        emulator.wait();
-    }
 }
 
 // Through a shell, which has what it takes to lose a reader.
@@ -428,76 +382,6 @@ TEST_F(MirvoctlTest, aShellAtATerminalEditsAndCompletes) {
     second.send("help quit\n\x04");
     EXPECT_EQ(0, second.wait()) << second.output();
     EXPECT_TRUE(contains(second.output(), "End the shell.")) << second.output();
-}
-
-// How many lines there are when the schema describes each of them; otherwise 0.
-int validLines(const std::string& lines) {
-    Process validator({"python3", VALIDATE_LINES, MIRVOCTL_SCHEMA});
-    std::istringstream input(lines);
-    for (std::string line; std::getline(input, line);)
-        validator.type(line);
-    validator.closeInput();
-    return validator.wait() == 0 ? std::stoi(validator.output()) : 0;
-}
-
-TEST_F(MirvoctlTest, everyLineIsAnsweredByOneObjectOfTheSchema) {
-    const struct {
-        const char* line;
-        const char* answer;
-    } kRows[] = {
-        {"version", R"("operation":"getVersion","ok":true,"status":0,)"},
-        {"connect x", R"("operation":"connect","ok":true,"status":null,)"},
-        {"ids", R"("ids":[7])"},
-        {"hid-descriptor", R"("operation":"getHidDescriptor","ok":true)"},
-        {"bluetooth name 3 # sent", R"("operation":"setBluetoothConfig","ok":true)"},
-        {"device 7 key back", R"("steps":[{"status":0},{"status":0}])"},
-        {"device 7 cook-key 4", R"("steps":[{"status":0,"bytes":)"},
-        {"device 7 cook-touch down 1,2,3", R"("bytes":")"},
-        {"device 7 time-date", R"("operation":"sendTimeDateInquiry","ok":true,"status":0)"},
-        {"device 7 pairing on", R"("operation":"sendOnReadyForPairing","ok":false,"status":5)"},
-        {"device 9 calibrate", R"("operation":"sendCalibrateEvent","ok":false,"status":null)"},
-        {"shutdown", R"("error":"shutdown failed with status 1: )"},
-        {"no \"such", R"("operation":null,"ok":false,"status":null,"error":"a quote stays open")"},
-        {"stratup", R"("operation":null,"ok":false)"},
-        {"device 7 key", R"("operation":"sendKeyEvent","ok":false,"status":null)"},
-        {"help", "\\n  device ID COMMAND...  Perform a command on one accessory"},
-        {"startup --help", R"("operation":"startup","ok":true)"},
-        {"monitor --count 11", R"("operation":"monitor","ok":true)"},
-        {"monitor --for 1 --count 9", R"("operation":"monitor","ok":false)"},
-        {"quit", R"("operation":"quit","ok":true)"},
-    };
-    Emulator emulator;
-    emulator.tell("answer sendOnReadyForPairing 5\nmistype shutdown");
-    Process shell({MIRVOCTL, "--json", "shell"});
-    for (const auto& row : kRows) {
-        SCOPED_TRACE(row.line);
-        shell.type(row.line);
-        if (contains(row.line, "--count 11")) {
-            shell.waitForLineThat("monitoring",
-                                  [](const std::string& line) { return contains(line, "[7]"); });
-            emulator.type(
-                "state 7 1\nunavailable 7\norientation 7 2\nrequest 7 1 2\nrequest-data 7 41\n"
-                "time-date 7 1 2 3 4 5 6 7 8 9\ndescriptor 7\nhid 7 42\nattach 8\ndetach 8\n"
-                "response 7");
-        }
-        // Behind its events, the next line is the answer.
-        std::string next;
-        shell.waitForLineThat("an answer", [&](const std::string& line) {
-            next = line;
-            return !contains(line, R"(,"event":)");
-        });
-        EXPECT_TRUE(contains(next, row.answer)) << next;
-    }
-    EXPECT_EQ(4, shell.wait());
-    // An answer for each line, eleven events, and "monitoring" at least once.
-    EXPECT_LE(static_cast<int>(std::size(kRows)) + 12, validLines(shell.output()))
-        << shell.output();
-    // What the schema does not describe is found.
-    for (const char* wrong :
-         {R"({"time":1,"event":"onAttach","accessoryId":7})", R"({"time":1,"event":"onError"}{)",
-          R"({"time":1,"operation":"startup","ok":true,"status":0,"error":null,"exit":1})"}) {
-        EXPECT_EQ(0, validLines(wrong)) << wrong;
-    }
 }
 
 }  // namespace

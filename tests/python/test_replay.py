@@ -1,0 +1,181 @@
+"""Recordings that are shown, compared, turned into scripts and played again, by the tools."""
+
+import json
+import os
+import pathlib
+import re
+import shlex
+import tempfile
+
+import pytest
+import zrmirvo
+
+EXAMPLES = pathlib.Path(__file__).resolve().parents[2] / "examples"
+PRESS = "mirvoctl device 7 key menu down"
+BACK = "mirvoctl device 7 key back down"
+
+
+class Bench:
+    """Runs command lines in a folder of their own, whose files they name."""
+
+    def __init__(self, tools, folder):
+        # Programs start one another, by their names.
+        path = f"{tools.folder}{os.pathsep}{os.environ['PATH']}"
+        self.tools = tools.with_environment(
+            PATH=path, SERVICE_FRAMEWORK_DIR=folder, ZRMIRVO_LOG="fatal"
+        )
+
+    def run(self, line):
+        tool, *words = shlex.split(line)
+        return self.tools.run(self.tools.find(tool), *words)
+
+    def start(self, *command):
+        return zrmirvo.Application(command, tools=self.tools)
+
+    def serve(self, options, line):
+        return self.run(f"mirvo-emulator --quiet {options} -- {line}")
+
+    def record(self, script, name, line):
+        pathlib.Path("script").write_text(script)
+        return self.serve("--script script", f"mirvo-record -o {name} -- {line}")
+
+    def diff(self, words):
+        ended = self.run(f"mirvoctl recording diff {words}")
+        assert (ended.returncode, ended.stdout == "") in ((0, True), (1, False)), ended
+        return plain(ended.stdout)
+
+
+def plain(text):
+    """The lines without their times."""
+    return re.sub(r"^\[[^]]*\] | \([^()]* ms\)$", "", text, flags=re.M)
+
+
+@pytest.fixture
+def bench(zrmirvo_tools, monkeypatch):
+    with tempfile.TemporaryDirectory(dir="/tmp") as folder:
+        monkeypatch.chdir(folder)
+        yield Bench(zrmirvo_tools, folder)
+        monkeypatch.undo()
+
+
+def test_plays_the_demo_in_both_directions(bench):
+    # The service crashes in it and is found again.
+    serve = ("mirvo-emulator", "--script")
+    with bench.start(*serve, str(EXAMPLES / "head_unit.scenario")) as service:
+        service.expect_line("ready: ")
+        with bench.start("mirvo-record", "-o", "a", "--", "head_unit") as application:
+            assert service.wait() == -9
+            with bench.start(*serve, str(EXAMPLES / "head_unit_recovery.scenario")):
+                assert application.wait() == 0
+    for speed in ("1", "max"):
+        replay = f"--replay a --strict --speed {speed}"
+        again = bench.serve(replay, "mirvo-record -o b -- head_unit")
+        assert "otherwise=0 missing=0 events=17 early=0" in again.stdout, again
+        other = bench.serve(replay, f"mirvo-record -o c -- mirvoctl replay a --speed {speed}")
+        assert "otherwise=0 " in other.stdout, other
+        assert (again.returncode, other.returncode) == (0, 0)
+        assert bench.diff("a b") == bench.diff("a c") == ""
+
+
+REFUSED = "sendKeyEvent accessory=7 keyCode=2 flag=true -> result=5\n"
+
+
+def test_shows_what_the_emulator_prints(bench, validators):
+    script = "ids 7\nanswer sendKeyEvent 5\non sendKeyEvent\nstate 7 1\nend"
+    assert bench.record(script, "a", PRESS).returncode == 1
+    bench.record("ids 7", "b", PRESS)
+    shown = {"--failed": REFUSED}
+    shown["--accessory 7 --only getMirvo --only sendKeyEvent"] = (
+        "getMirvo accessory=7 -> result=0\n" + REFUSED
+    )
+    for none in ("--accessory 8", "--thread 1", "--slower 100000", "--from 100000"):
+        shown[none] = ""
+    for options, lines in shown.items():
+        assert plain(bench.run(f"mirvoctl recording show a {options}").stdout) == lines, options
+    stats = bench.run("mirvoctl recording stats a").stdout
+    assert "\nsendKeyEvent                        1          1 " in stats
+    assert "the end of the recording\n" in stats
+
+    for line, status, part in (
+        ("recording show a", 0, '{"keyCode":2,"flag":true},"answer":{"result":5}'),
+        ("recording stats a", 0, '"operation":"recording stats"'),
+        ("recording diff a b", 1, '"difference":"answer","thread":1,"accessory":7'),
+        ("recording script a", 0, '"operation":"recording script"'),
+        ("replay a --patience 10", 1, '"answer":{"result":0},"recorded":{"result":5}'),
+    ):
+        # The script is still that of a healthy service.
+        ended = bench.serve("--script script", f"mirvoctl --json {line}")
+        assert ended.returncode == status and part in ended.stdout, ended
+        for text in ended.stdout.splitlines()[1:]:
+            validators["mirvoctl"].validate(json.loads(text))
+
+
+def test_tells_differences(bench):
+    for name, script, line in (
+        ("a", "ids 7\non sendKeyEvent\nstate 7 1\nend", PRESS),
+        ("b", "ids 7\nanswer sendKeyEvent 5", PRESS),
+        ("c", "ids 7", BACK),
+        ("d", "ids 7", "mirvoctl device 7 touch down 1,2,3"),
+        ("e", "ids 7", "mirvoctl device 7 touch down 1,2,3 --time 9"),
+    ):
+        bench.record(script, name, line)
+    assert "sendKeyEvent accessory=7 keyCode=2 flag=true -> result=0\n" in bench.diff("a b")
+    assert "keyCode=2" in bench.diff("b c")
+    assert "sendKeyEvent" not in bench.diff("b c --ignore keyCode --ignore result")
+    assert bench.diff("d e") == ""
+
+
+def test_notices_another_application(bench):
+    # It asks otherwise, more often, less often, or too late.
+    bench.record("ids 7\nanswer sendKeyEvent 5", "a", PRESS)
+    watched = "ids 7\nwait-for setNotifier@7\nwait 20\nstate 7 1"
+    assert bench.record(watched, "b", "mirvoctl monitor 7 --count 1").returncode == 0
+    otherwise = (
+        "the application asked sendKeyEvent accessory=7 keyCode=4 flag=true, but the recording"
+        " has sendKeyEvent accessory=7 keyCode=2 flag=true"
+    )
+    for options, line, status, said in (
+        ("a", BACK, 0, "otherwise=1 missing=1"),
+        ("a --ignore keyCode --strict", BACK, 1, "otherwise=0 missing=0"),
+        ("a --strict", BACK, 4, otherwise),
+        ("a --strict", "mirvoctl version", 4, "recorded requests have not come"),
+        ("a", f"sh -c '{PRESS}; {PRESS}'", 1, "again=5 otherwise=0 missing=0"),
+        ("b --patience 10", "mirvoctl version", 0, "events=1 early=1\n"),
+        ("b --patience 10 --strict", "mirvoctl version", 4, "mirvo-emulator: "),
+    ):
+        ended = bench.serve(f"--replay {options}", line)
+        assert ended.returncode == status, (options, ended)
+        assert said in ended.stdout + ended.stderr, (options, ended)
+
+
+def test_its_application_meets_the_script_of_a_recording(bench):
+    keys = "device 7 key menu\ndevice 7 cook-key menu down\n"
+    pathlib.Path("input").write_text(f"{keys}device 8 calibrate\ndevice 9 calibrate\nids\n")
+    shell = "sh -c 'mirvoctl --wait 1 shell <input'"
+    answers = "once answer sendKeyEvent 5\nanswer cookKeyEvent bytes 0A0B\n"
+    script = f"ids 7 8\nversion 3.6.9\n{answers}no-reply sendCalibrateEvent"
+    assert bench.record(script, "a", shell).returncode == 1
+    script = bench.run("mirvoctl recording script a").stdout
+    assert "version 3.6.9\nids 7 8\n" in script and "answer sendKeyEvent@7 5\n" in script
+    assert "answer cookKeyEvent@7 bytes 0A0B\nno-reply sendCalibrateEvent@8\n" in script
+    assert "getMirvo@9 " not in script
+    bench.record(script, "b", shell)
+    assert bench.diff("a b") == ""
+
+
+def test_refuses_what_cannot_be_replayed(bench):
+    bench.record("ids 7", "a", f"env ZRMIRVO_RECORDING_WITHOUT=text {PRESS}")
+    for name in ("good", "other"):
+        bench.record("ids 7", name, PRESS)
+    bench.tools.run("sh", "-c", "cat good other >two; echo no recording >text")
+    for name, sentence in (
+        ("none", "the file cannot be read"),
+        ("text", "this is no pcapng file"),
+        ("a", "without all contents"),
+        ("two", "more than one process"),
+    ):
+        for line in (f"mirvo-emulator --replay {name}", f"mirvoctl replay {name}"):
+            ended = bench.run(line)
+            assert ended.returncode == 2 and sentence in ended.stderr, (line, ended)
+    assert bench.run("mirvoctl recording script good --life 2").returncode == 2
+    assert bench.run("mirvoctl replay good --patience 10").returncode == 3
