@@ -28,6 +28,9 @@ PATIENCE = 10.0
 # What ssh ends with when it has no status of the program's.
 SSH_FAILED = 255
 
+# How much is shown of a line that is no JSON, in bytes.
+_SHOWN = 300
+
 # How long a command takes at most that only answers a question, on a slow target, too.
 _LONGEST_RUN = 60.0
 
@@ -195,8 +198,8 @@ class JsonProcess:
                     if not isinstance(value, dict):
                         raise ValueError
                     self._receive(value)
-                except (ValueError, KeyError):
-                    text = line.decode(errors="replace").rstrip()
+                except Exception:  # JSON that is not the tool's fails in many ways.
+                    text = line[:_SHOWN].decode(errors="replace").rstrip()
                     self._failure = NotJson(
                         f"{self._name()} printed what is no JSON of its: {text}"
                     )

@@ -67,6 +67,9 @@ def test_the_service_has_another_version(emulator, zrmirvo_tools, version):
             "no JSON.*: Segmentation fault",
         ),
         ("echo '[]'; exec sleep 60", zrmirvo.NotJson, r"no JSON.*: \[\]"),
+        ("echo '{\"request\":1}'; exec sleep 60", zrmirvo.NotJson, "no JSON.*: {.request.:1}"),
+        ('echo \'{"ok":1,"place":7}\'; exec sleep 60', zrmirvo.NotJson, "no JSON.*:7}"),
+        ("printf '%0999dx\\n' 1; exec sleep 60", zrmirvo.NotJson, "no JSON.*: 0{300}$"),
         (
             "echo '{\"event\":1}' >&2; exit 9",
             zrmirvo.ToolEnded,
