@@ -62,7 +62,8 @@ TEST_F(EmulatorTest, mistakesInScriptsHaveTheirLine) {
     EXPECT_FALSE(contains(piped.output(), "attach 8"));
 
     // A terminal, and in it whatever runs the emulator.
-    Process typed({"bash", "-c", R"(script -qec "exec $ZRMIRVO_RUNNER $0" /dev/null)", MIRVO_EMULATOR});
+    Process typed(
+        {"bash", "-c", R"(script -qec "exec $ZRMIRVO_RUNNER $0" /dev/null)", MIRVO_EMULATOR});
     typed.type("flatten 7\nattach 8\nquit");
     EXPECT_EQ(0, typed.wait()) << typed.errors();
     EXPECT_TRUE(contains(typed.output(), "<stdin>:1: no such command: flatten"));

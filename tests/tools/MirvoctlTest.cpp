@@ -332,7 +332,8 @@ TEST_F(MirvoctlTest, aShellAtATerminalEditsAndCompletes) {
     setenv("XDG_STATE_HOME", mFolder.path().c_str(), 1);
     setenv("SERVICE_FRAMEWORK_TIMEOUT_MS", "1000000", 1);
     const std::vector<std::string> shell = {
-        "bash", "-c", R"(TERM=xterm script -qefc "exec $ZRMIRVO_RUNNER $0 shell" /dev/null)", MIRVOCTL};
+        "bash", "-c", R"(TERM=xterm script -qefc "exec $ZRMIRVO_RUNNER $0 shell" /dev/null)",
+        MIRVOCTL};
     // Only at a prompt is what is typed the shell's: before, the terminal itself edits the line,
     // and control-C ends a tool that is at work.
     const auto prompted = [](Process& process) { process.waitForPart("mirvoctl> "); };
