@@ -139,7 +139,7 @@ TEST_F(HostClientsTest, doesNotWaitForAClientThatTakesNothing) {
 
 TEST_F(HostClientsTest, forgetsAClientThatHasGone) {
     Host host(new TestInfo, echo);
-    const UniqueFd stays = listen(host);
+    UniqueFd stays = listen(host);
     listen(host).reset();
     EXPECT_TRUE(eventually([&] { return host.sender().clients() == 1; }));
     // One that is full is watched in another way.
@@ -149,6 +149,9 @@ TEST_F(HostClientsTest, forgetsAClientThatHasGone) {
     EXPECT_EQ(numbers(stays, 20), upTo(20));
     EXPECT_EQ(host.sender().clients(), 1u);
     EXPECT_EQ(host.connections().size(), 1u);
+    // It has read everything, and the end is all that the host can see of it.
+    stays.reset();
+    EXPECT_TRUE(eventually([&] { return host.sender().clients() == 0; }));
 }
 
 TEST_F(HostClientsTest, countsWhatWasNotTaken) {

@@ -110,9 +110,11 @@ TEST_F(HostTest, hasItsNameForItself) {
         ServiceHost host(new TestInfo, echo);
         ASSERT_TRUE(host.start());
         EXPECT_FALSE(host.start());
+        // Who is refused leaves the name to whom it belongs.
+        EXPECT_FALSE(ServiceHost(new TestInfo, echo).start());
         ServiceHost second(new TestInfo, echo);
         EXPECT_FALSE(second.start());
-        EXPECT_EQ(mLog.take("ServiceFramework").size(), 2u);
+        EXPECT_EQ(mLog.take("ServiceFramework").size(), 3u);
         EXPECT_EQ(ask(bind(), kEcho), kEcho);
         host.stop();
         EXPECT_EQ(entries(mDirectory.path()), 0u);
