@@ -8,7 +8,6 @@
 #include <iostream>
 
 using namespace zrmirvo;
-
 static bool allWell = true;
 
 // Prints how a request has ended, and the bytes that it got.

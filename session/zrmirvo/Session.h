@@ -72,8 +72,10 @@ public:
     }
 
     // Drops what has not been sent, waits for the one request that is under way, and releases the
-    // manager. Blocks for at most two request timeouts and a binding. Inside a handler of its own
-    // it is allowed: the dispatch that is under way runs nothing more and returns.
+    // manager. Blocks for at most two request timeouts and a binding, and for what the library does
+    // about an error that a phone has just reported, at most one request timeout more. Inside a
+    // handler of its own it is allowed: the dispatch that is under way runs nothing more and
+    // returns.
     ~Session() {
         if (mThread.joinable()) {
             mCore->close();

@@ -108,9 +108,11 @@ private:
     }
 
     void later() {
-        const std::chrono::milliseconds longest = mCore->mOptions.longestPause;
+        using std::chrono::milliseconds;
+        const milliseconds longest = mCore->mOptions.longestPause;
         mAttempt = after(mPause);
-        mPause = mPause < longest / 2 ? 2 * mPause : longest;
+        // A first pause of 0 grows, too.
+        mPause = mPause < longest / 2 ? std::max(2 * mPause, milliseconds(1)) : longest;
     }
 
     // Does what is to be done and has not succeeded so far.
