@@ -107,7 +107,8 @@ private:
 
 // When a session waits how long, and how much it keeps.
 struct SessionOptions {
-    // The first pause between two attempts to reach the service. Each is twice the one before.
+    // The first pause between two attempts to reach the service. Each is twice the one before,
+    // until a service has been there for `longestPause`.
     std::chrono::milliseconds firstPause{100};
     // The longest such pause.
     std::chrono::milliseconds longestPause{2000};

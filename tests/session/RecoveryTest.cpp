@@ -4,6 +4,7 @@
 #include <zrmirvo/Session.h>
 
 #include <algorithm>
+#include <chrono>
 #include <memory>
 #include <set>
 #include <string>
@@ -154,6 +155,24 @@ TEST_F(SessionTest, aPhoneWithoutDescriptorsIsTriedAgain) {
         told = false;
     }
     setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+TEST_F(SessionTest, aServiceThatCrashesAtOnceIsStartedEverLessOften) {
+    Session::Options options;
+    options.firstPause = std::chrono::milliseconds(50);
+    options.longestPause = std::chrono::minutes(10);
+    startEmulator();
+    Session session("3.6", options);
+    size_t lives = 0;
+    session.onPhone([&](const Phone&) { ++lives; });
+    const auto begin = std::chrono::steady_clock::now();
+    for (size_t life = 1; life <= 5; ++life) {
+        ASSERT_TRUE(dispatchUntil(session, [&] { return lives == life; }));
+        startEmulator();
+    }
+    // The pauses alone; a slow machine only adds to them.
+    const auto pauses = std::chrono::milliseconds(50 + 100 + 200 + 400);
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, pauses);
 }
 
 TEST_F(SessionTest, anotherVersionIsFinal) {

@@ -115,6 +115,12 @@ private:
         mPause = mPause < longest / 2 ? std::max(2 * mPause, milliseconds(1)) : longest;
     }
 
+    // Pauses are short again once the service has been there for a while. One that crashes as soon
+    // as it has been started is not started ever more often.
+    void calm() {
+        if (mManager != nullptr && Clock::now() >= mCalm) mPause = mCore->mOptions.firstPause;
+    }
+
     // Does what is to be done and has not succeeded so far.
     void attempt() {
         mAttempt.reset();
@@ -140,6 +146,7 @@ private:
             tellService(false);
             return later();
         }
+        mCalm = after(mCore->mOptions.longestPause);
         tellService(true);
         attempt();
     }
@@ -196,7 +203,7 @@ private:
         }
         for (unsigned int i = 0; i < count; ++i)
             mPhones.attach(ids[i]);
-        if (bind()) mPause = mCore->mOptions.firstPause;
+        if (bind()) calm();
     }
 
     // Does what the events say, in their order.
@@ -233,6 +240,7 @@ private:
     }
 
     void lost() {
+        calm();
         release();
         mPhones.endAll();
         tellService(false);
@@ -295,6 +303,8 @@ private:
     // The pause before the next attempt but one, and when the next attempt is due.
     std::chrono::milliseconds mPause;
     std::optional<Clock::time_point> mAttempt;
+    // Until when the service that was found has to stay for that to count.
+    Clock::time_point mCalm;
 
     ManagerEvents mEvents;
     ZRMirvoManager* mManager = nullptr;
