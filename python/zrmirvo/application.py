@@ -17,7 +17,9 @@ from .supervisor import Supervisor
 # What the sanitizers print before they describe a finding.
 _SANITIZERS = (
     "ERROR: AddressSanitizer",
+    "ERROR: HWAddressSanitizer",
     "ERROR: LeakSanitizer",
+    "WARNING: MemorySanitizer",
     "WARNING: ThreadSanitizer",
     ": runtime error: ",
 )

@@ -116,8 +116,21 @@ class Commands(Answers):
         """Lets the accessory respond."""
         self.command(f"response {accessory}")
 
-    def time_date(self, accessory: int, *numbers: int) -> None:
-        """Lets the accessory respond with a date and a time, nine numbers."""
+    def time_date(
+        self,
+        accessory: int,
+        date1: int,
+        date2: int,
+        date3: int,
+        hour: int,
+        minute: int,
+        second: int,
+        fraction: int,
+        week: int,
+        dayOfWeek: int,
+    ) -> None:
+        """Lets the accessory respond with a date and a time. The names are those of the event."""
+        numbers = (date1, date2, date3, hour, minute, second, fraction, week, dayOfWeek)
         self.command(f"time-date {accessory} {' '.join(map(str, numbers))}")
 
     def descriptor(self, accessory: int, data: bytes) -> None:

@@ -16,17 +16,21 @@ class Monitor(Connection):
         with Monitor(7, environment=emulator.environment) as monitor:
             monitor.expect("onHidEvent", accessory=7, data=b"Hi", within=2.0)
 
-    Without accessories it watches all. It begins when its callbacks are registered.
+    Without accessories it watches all. It begins when its callbacks are registered. With `follow` a
+    loss of the service is the event "lost", and it goes on with the next service.
     """
 
     def __init__(
         self,
         *accessories: int,
+        follow: bool = False,
         tools: Optional[Tools] = None,
         environment: Optional[dict[str, str]] = None,
         arguments: Sequence[str] = (),
     ) -> None:
-        super().__init__(tools, environment, [*arguments, "monitor", *map(str, accessories)])
+        options = ["--follow"] if follow else []
+        words = [*arguments, "monitor", *options, *map(str, accessories)]
+        super().__init__(tools, environment, words)
         self._events: Growing[Event] = Growing(lambda event: event.name)
         self._watched: List[List[int]] = []
 
@@ -37,6 +41,8 @@ class Monitor(Connection):
         if name == "monitoring":
             self._watched.append(fields["accessories"])
         elif name is not None:
+            if name == "lost":
+                self._watched.append([])
             self._events.items.append(Event(name, fields.pop("accessory", None), fields, time))
 
     def _started(self) -> None:

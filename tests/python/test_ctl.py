@@ -89,3 +89,17 @@ def test_monitor_shows_and_waits(emulator, monitor):
     assert [event.name for event in monitor.events] == ["onAttach", "onHidEvent", "onHidEvent"]
     with pytest.raises(AssertionError, match="does not watch accessory 8"):
         monitor.wait_watching(8, within=0.05)
+
+
+def test_monitor_follows_the_service_through_a_loss(emulator, zrmirvo_tools):
+    environment = emulator.environment
+    with zrmirvo.Monitor(tools=zrmirvo_tools, environment=environment, follow=True) as monitor:
+        for _ in range(2):
+            emulator.attach(7)
+            monitor.wait_watching(7)
+            emulator.hid(7, b"B")
+            monitor.expect("onHidEvent", accessory=7, data=b"B")
+            emulator.die()
+            monitor.expect("onError")
+            monitor.expect("lost", reason="the service is gone")
+            emulator.restart()

@@ -106,16 +106,26 @@ def test_waits_for_requests_that_were_answered(emulator, mirvoctl):
     emulator.wait_for("startup")
 
 
-def test_reacts(emulator, mirvoctl, monitor):
-    emulator.ids(7)
-    emulator.attach(7)
-    monitor.wait_watching(7)
-    emulator.on("sendKeyEvent", "state 7 2", accessory=7)
-    emulator.on_next("startup", "state 7 3")
-    mirvoctl.device(7).key("back")
-    mirvoctl.startup()
-    states = (event.fields["state"] for event in monitor if event.name == "onRunningStateChange")
-    assert [next(states), next(states), next(states)] == [2, 2, 3]
+def test_reacts_before_the_next_request(emulator, mirvoctl, monitor, lines):
+    for accessory in (7, 8):
+        emulator.attach(accessory)
+        monitor.wait_watching(accessory)
+    emulator.on("sendCalibrateEvent", "hid 7 01")
+    emulator.on("sendCalibrateEvent", "hid 7 02", accessory=8)
+    emulator.on_next("startup", "answer shutdown 5")
+    emulator.on("shutdown", "normal shutdown")
+    # All at once, so that nothing but the reaction comes between an answer and the next request.
+    words = ("startup", "shutdown", "shutdown", "startup", "shutdown")
+    for line in (*words, "device 8 calibrate", "device 7 calibrate"):
+        mirvoctl.process.write(line)
+    monitor.expect("onHidEvent", accessory=7, data=b"\x02")
+    monitor.expect("onHidEvent", accessory=7, data=b"\x01")
+
+    def statuses():
+        return [line["status"] for line in lines["mirvoctl"] if "operation" in line]
+
+    mirvoctl.process.wait_until(lambda: len(statuses()) == 7 or None)
+    assert statuses() == [0, 5, 0, 0, 0, 0, 0]
 
 
 def test_knows_its_clients(emulator, mirvoctl, monitor):

@@ -105,31 +105,6 @@ TEST_F(EmulatorScriptTest, theLimitBoundsStandardInput) {
     EXPECT_EQ("mirvo-emulator: the script is not over after 1 ms\n", emulator.errors());
 }
 
-TEST_F(EmulatorScriptTest, reactionsFollowTheAnswer) {
-    const std::string script = mFolder.write("script",
-                                             "ids 7 8\n"
-                                             "on sendCalibrateEvent\n  hid 7 01\nend\n"
-                                             "on sendCalibrateEvent@8\n  hid 7 02\nend\n"
-                                             "on-next startup\n  answer shutdown 5\nend\n"
-                                             "on shutdown\n  normal shutdown\nend\n");
-    Process emulator({MIRVO_EMULATOR, "--script", script});
-    emulator.waitForLine(readyLine());
-    Process monitor({MIRVOCTL, "monitor"});
-    monitor.waitForLine("monitoring accessories=[7,8]");
-    // The requests of one connection see what the reactions to earlier ones have changed.
-    EXPECT_EQ(
-        "startup: ok\nshutdown: status 5\nshutdown: ok\nstartup: ok\nshutdown: ok\n"
-        "sendCalibrateEvent: ok\nsendCalibrateEvent: ok\n",
-        ctl("shell",
-            "startup\nshutdown\nshutdown\nstartup\nshutdown\ndevice 8 calibrate\n"
-            "device 7 calibrate")
-            .output);
-    monitor.waitForLine(R"(onHidEvent accessory=7 data="02" text=".")");
-    monitor.waitForLine(R"(onHidEvent accessory=7 data="01" text=".")");
-    emulator.waitForLine("sendCalibrateEvent accessory=8 -> result=0");
-    emulator.waitForLine("> hid 7 02");
-}
-
 TEST_F(EmulatorScriptTest, filesIncludeOthers) {
     mFolder.write("inner", "state 7 1\nrepeat 2\n  state 7 2\nend\n");
     const std::string script =
