@@ -262,6 +262,8 @@ TEST_F(SessionTest, whatIsHeldGoesWithTheSession) {
             kept = std::make_unique<Phone>(phone);
             return;
         }
+        EXPECT_TRUE(phone == Phone(phone) && phone != *kept);
+        EXPECT_FALSE(phone == *kept || phone != Phone(phone));
         mEmulator->signal(SIGSTOP);
         for (int i = 0; i < 3; ++i)
             phone.key(Key::Back, Press::Down).then([&, held](Status) { late = true; });
