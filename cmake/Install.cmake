@@ -16,6 +16,8 @@
 #   emulator     mirvo-emulator
 #   recorder     the library that records, and mirvo-record
 
+# The target `installed` builds what is installed, and neither tests nor examples.
+
 include(CMakePackageConfigHelpers)
 
 set(version ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
@@ -106,3 +108,10 @@ if(ZRMIRVO_EMULATOR)
   install(FILES docs/schema/mirvo-emulator.schema.json
     DESTINATION ${CMAKE_INSTALL_DATADIR}/zrmirvo COMPONENT emulator)
 endif()
+
+add_custom_target(installed)
+foreach(target zrmirvo service_framework mirvo-doctor mirvoctl mirvo-emulator zrmirvo_recorder mirvo-record)
+  if(TARGET ${target})
+    add_dependencies(installed ${target})
+  endif()
+endforeach()
