@@ -25,8 +25,8 @@ using Clock = std::chrono::steady_clock;
 constexpr int kEvents = 200000;
 constexpr size_t kRequests = 5000;
 
-// Counts what arrives.
-class Counter final : public ZRMirvoCallback {
+// Counts the events that arrive.
+class EventCounter final : public ZRMirvoCallback {
 public:
     int count = 0;
 
@@ -60,7 +60,7 @@ void waitFor(int fd) {
 
 void measureQueue() {
     EventQueue queue({kEvents, size_t{1} << 30});
-    Counter counter;
+    EventCounter counter;
     QueuedCallback adapter(queue, counter);
     ZRMirvoCallback& events = adapter;
     unsigned char report[8] = {};

@@ -4,7 +4,8 @@
 #   -DZRMIRVO_PAGE=OFF                           without the emulator's page, which needs cpp-httplib
 #   -DZRMIRVO_FRAMEWORK_LIBRARY=PATH             linked against the maker's framework
 #
-# RunPath.cmake has one more, ZRMIRVO_ANDROID_RPATH, which says where installed files look.
+# RunPath.cmake has one more, ZRMIRVO_ANDROID_RPATH, since its default depends on where Android's
+# libraries were found. docs/porting.md describes all of them.
 
 include(CMakeDependentOption)
 

@@ -11,11 +11,11 @@
 namespace mirvoctl {
 namespace {
 
-// What the framework's line about it begins with.
+// The framework's line about a connection that the service has closed begins with this.
 constexpr std::string_view kCutOff = "the service has cut this process off: ";
 
-// More of them than this say the same.
-constexpr size_t kMaxErrors = 300;
+// How many characters of error lines are kept. The lines after them mostly say the same.
+constexpr size_t kMaxErrorText = 300;
 
 struct State {
     android::Mutex lock;
@@ -35,7 +35,7 @@ void note(std::string text) {
     text.erase(text.find_last_not_of(" \n") + 1);
     android::AutoMutex lock(state().lock);
     std::string& errors = state().errors;
-    if (errors.size() < kMaxErrors) errors += (errors.empty() ? "" : "; ") + text;
+    if (errors.size() < kMaxErrorText) errors += (errors.empty() ? "" : "; ") + text;
     if (text.compare(0, kCutOff.size(), kCutOff) == 0) state().cutOff = text.substr(kCutOff.size());
 }
 
