@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-// Counts the allocations of a program, of which one source includes this.
+// Counts the allocations of a program. Exactly one source of the program includes this.
 
 namespace bench {
 

@@ -6,7 +6,7 @@
 #include "bench/Measure.h"
 #include "bench/Subjects.h"
 
-// What the recorder adds to a key event: when it is loaded, and when it records.
+// Measures what the recorder adds to a key event when it is only loaded, and when it records.
 
 namespace bench {
 namespace {
@@ -16,7 +16,7 @@ using nlohmann::ordered_json;
 struct Variant {
     const char* name;
     std::string environment;
-    // Processor time for each call, of the calling thread and of all.
+    // Processor time for each call: that of the calling thread, and that of all threads.
     std::vector<double> thread;
     std::vector<double> process;
 };
@@ -40,8 +40,9 @@ ordered_json measureRecording(const Setting& setting) {
         {"loaded, without a file", loaded, {}, {}},
         {"recording", loaded + " " + recording, {}, {}},
     };
-    // Processor time, because what is looked for is small against the time that a call waits for
-    // the service. Processes that do the same work differ as long as they live, so there are many.
+    // Processor time is measured, because the difference is small compared with the time that a
+    // call waits for the service. Processes that do the same work differ as long as they live, so
+    // there are many of them.
     const int rounds = setting.quick ? 10 : 60;
     const std::string pinned = " taskset -c " + std::to_string(setting.oneCore.client) + " ";
     for (int round = 0; round < rounds; ++round) {

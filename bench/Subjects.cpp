@@ -51,7 +51,7 @@ sp<ServiceReply> answer(ServiceItem& item) {
     }
 }
 
-// `work` runs in the service's process until that ends.
+// `work` runs in the service's process until this process ends.
 std::unique_ptr<Process> startService(int processor, const std::string& folder,
                                       const std::function<void(ServiceHost&)>& work) {
     auto process = std::make_unique<Process>(processor, [&](int control) {
@@ -73,7 +73,7 @@ sp<ServiceClient> bindClient() {
     return client;
 }
 
-// Each thread needs its own, because only one thread at a time may use an item.
+// Each thread needs its own item, because only one thread at a time may use one.
 sp<ServiceItem> makeItem(size_t bytes) {
     if (bytes == 0) return new accessory::MVSItemManagerCommon(accessory::MV_COMMAND_STARTUP);
     sp<accessory::MVSItemAccessoryRawData> item = new accessory::MVSItemAccessoryRawData;

@@ -12,8 +12,8 @@
 
 #include "bench/CountedMalloc.h"
 
-// What queue and session add to the library: time and allocations of an event and of a request. The
-// environment says where the service is, which knows phone 1.
+// Measures what queue and session add to the library: time and allocations of an event and of a
+// request. The environment says where the service is. The service must know phone 1.
 
 namespace {
 
@@ -72,14 +72,14 @@ void measureQueue() {
             queue.dispatch();
         }
     });
-    // A thousand at once, of which the first and the last tell the descriptor.
+    // A thousand at once. Only the first and the last of them change the descriptor.
     const double backlog = nanoseconds([&] {
         for (int i = 0; i < kEvents; ++i) {
             events.onHidEvent(report, sizeof(report));
             if (i % 1000 == 999) queue.dispatch();
         }
     });
-    // All that another thread can post, in a loop as an application has it.
+    // As many as another thread can post, with a loop as in an application.
     const double streamed = nanoseconds([&] {
         counter.count = 0;
         std::thread producer([&] {

@@ -81,7 +81,7 @@ private:
     std::map<std::string, std::deque<unsigned int>> mEvents;
 };
 
-// Receives what concerns the service as a whole.
+// Receives the events of the service as a whole.
 class ServiceEvents final : public zrmirvo::ZRMirvoManagerCallback {
 public:
     explicit ServiceEvents(Inbox& inbox) : mInbox(inbox) {}
@@ -103,7 +103,7 @@ private:
     Inbox& mInbox;
 };
 
-// Receives what concerns one phone.
+// Receives the events of one phone.
 class PhoneEvents final : public zrmirvo::ZRMirvoCallback {
 public:
     explicit PhoneEvents(Inbox& inbox) : mInbox(inbox) {}
@@ -151,8 +151,7 @@ bool reportBytes(const std::string& call, int status, char* data, int length) {
     return good;
 }
 
-// Remembers whether every step has succeeded. The steps after one that failed are made all the
-// same.
+// Remembers whether every step has succeeded. The steps after a failed one are made nevertheless.
 class Outcome {
 public:
     void operator+=(bool good) { mGood = mGood && good; }
@@ -171,8 +170,8 @@ void printVersion() {
     say(text.str());
 }
 
-// Makes the settings, starts the service and asks for phones. False when a call fails, which is
-// then the last one.
+// Sends the settings, starts the service and asks for phones. Stops at the first call that fails,
+// and is false then.
 bool introduce(ZRMirvoManager* manager) {
     const bool started =
         report("setBluetoothConfig", manager->setBluetoothConfig("Head unit", 1)) &&
@@ -256,13 +255,13 @@ bool projectPhone(ZRMirvoManager* manager, Inbox& inbox) {
     outcome += inbox.take("onTimeDateResponse").has_value();
     outcome += inbox.take("onDetach").has_value();
 
-    // From here on `queued` is not called any more and may go, and `events` with it.
+    // From here on nothing calls `queued`, so it may be destroyed, and `events` with it.
     manager->ReleaseMirvoInstance(phone);
     say("ReleaseMirvoInstance");
     return outcome.good();
 }
 
-// A manager, with the way of its events to the application's loop.
+// A manager, and the queue that brings its events to the application's loop.
 class Service {
 public:
     Service(ZRMirvoManager* manager, Inbox& inbox, ServiceEvents& events)
@@ -319,7 +318,7 @@ int main() {
     service->manager()->disconnect("usb");
     say("disconnect");
 
-    // A service that goes says so to every callback.
+    // When a service ends, every callback is told.
     if (inbox.take("onError")) {
         service = nullptr;
         service = obtain(inbox, events, 8);

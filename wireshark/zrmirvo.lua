@@ -1,5 +1,5 @@
--- Shows recordings of the phone-projection service: what libzrmirvo-recorder.so writes, of which
--- docs/recording.md and docs/wire.md say how it looks.
+-- Shows recordings of the phone-projection service, as libzrmirvo-recorder.so writes them.
+-- docs/recording.md and docs/wire.md describe the bytes.
 
 local zrmirvo = Proto("zrmirvo", "Phone projection")
 
@@ -57,7 +57,7 @@ local EVENTS = {
 }
 
 local f = {
-    -- Of the record.
+    -- Fields of the record.
     left_out = ProtoField.uint16("zrmirvo.left_out", "Left out", base.HEX),
     thread = ProtoField.uint32("zrmirvo.thread", "Thread"),
     binding = ProtoField.uint32("zrmirvo.binding", "Binding"),
@@ -69,7 +69,7 @@ local f = {
     sequence = ProtoField.uint32("zrmirvo.sequence", "Sequence"),
     length = ProtoField.uint32("zrmirvo.length", "Length of the content"),
     offset = ProtoField.uint32("zrmirvo.offset", "Offset of this part"),
-    -- What follows from it.
+    -- Fields that are derived from these.
     operation = ProtoField.string("zrmirvo.operation", "Operation"),
     event = ProtoField.string("zrmirvo.event", "Event"),
     reply_in = ProtoField.framenum("zrmirvo.reply_in", "Reply in", base.NONE, frametype.RESPONSE),
@@ -78,7 +78,7 @@ local f = {
     ended_in = ProtoField.framenum("zrmirvo.ended_in", "Callback ended in"),
     notification_in = ProtoField.framenum("zrmirvo.notification_in", "Notification in"),
     between = ProtoField.relative_time("zrmirvo.between", "Time between"),
-    -- Of the messages.
+    -- Fields of the messages.
     accessory = ProtoField.uint32("zrmirvo.accessory", "Accessory"),
     command = ProtoField.int32("zrmirvo.command", "command"),
     notifyType = ProtoField.int32("zrmirvo.notifyType", "notifyType"),
@@ -118,11 +118,12 @@ local failed = ProtoExpert.new("zrmirvo.failed", "The operation failed",
                                expert.group.RESPONSE_CODE, expert.severity.NOTE)
 zrmirvo.experts = { short, failed }
 
--- What a number of bytes is read by; the others follow from what stands before them.
+-- The sizes of the kinds that always have the same size. The size of the others depends on the bytes
+-- before them.
 local NUMBERS = { i32 = 4, u32 = 4, i64 = 8, u64 = 8, flag = 4, one = 4 }
 
--- Takes the fields of a message off `content`, a range, and answers their values by name. The second
--- answer says whether all of them were there.
+-- Adds the fields of a message in `content`, a range, to the tree. Returns their values by name, and
+-- whether all of them were there.
 local function dissect_fields(list, content, tree)
     local values, place = {}, 0
     local function left() return content:len() - place end
@@ -175,22 +176,22 @@ local function dissect_fields(list, content, tree)
     return values, left() == 0
 end
 
--- The beginnings that have not come to their end, by sequence; and for each packet with its number
--- what belongs to it.
+-- The packets that begin something which has not ended yet, by sequence; and for each packet, by its
+-- number, the packets that belong to it.
 local open, linked = {}, {}
 function zrmirvo.init()
     open, linked = {}, {}
 end
 
--- Connects a packet with the one that began what it ends. Packets are seen in order once, and in any
--- order afterwards.
+-- Connects a packet that ends something with the packet that began it. Wireshark shows the packets in
+-- their order once, and in any order afterwards.
 local function link(pinfo, kind, sequence, time, beginning)
     local own = linked[pinfo.number]
     if own ~= nil then return own end
     own = {}
     linked[pinfo.number] = own
     if kind == BEGIN then
-        -- Other sequences, unless it is the next file of the same recording.
+        -- The sequences begin anew, unless this is the next file of the same recording.
         if beginning.file == 0 then open = {} end
     elseif kind == REQUEST or kind == NOTIFY or kind == STATUS then
         own.first = { number = pinfo.number, time = time, name = beginning.name,
@@ -265,7 +266,7 @@ function zrmirvo.dissector(buffer, pinfo, root)
     pinfo.cols.protocol = "zrmirvo"
     local info = KINDS[kind] or ("kind " .. kind)
 
-    -- A part but the first one begins anywhere in the content.
+    -- Only the first part of a long content begins at a field.
     if offset > 0 then
         tree:add_le(f.offset, buffer(48, 4))
         pinfo.cols.info = info .. ", from byte " .. offset .. " on"
