@@ -26,14 +26,14 @@ using std::chrono::milliseconds;
 using std::chrono::seconds;
 using std::chrono::steady_clock;
 
-// Where the child writes its verdict: a letter and the text.
+// The pipe to which the child writes its verdict: a letter and the text.
 constexpr int kVerdictFd = 3;
 constexpr char kLetters[] = {'g', 'b', 'n'};
 constexpr seconds kStepAtMost(30);
-// A person has to stop and start the service in some steps.
+// Some steps take long, since a person has to stop and start the service.
 constexpr seconds kDisturbingStepAtMost(180);
 
-// This program, behind the words that ZRMIRVO_RUNNER puts before programs of another processor.
+// The command line of this program. ZRMIRVO_RUNNER may put an emulator of its processor before it.
 std::vector<std::string> commandLine(const Step& step, int argc, char** argv) {
     std::vector<std::string> words;
     // NOLINTNEXTLINE(concurrency-mt-unsafe)
@@ -51,7 +51,7 @@ std::vector<std::string> commandLine(const Step& step, int argc, char** argv) {
 }
 
 [[noreturn]] void execute(std::vector<std::string>& words, int verdict) {
-    // A crash is expected of a step and needs no file.
+    // A step may crash, and needs no core file for it.
     const rlimit none = {0, 0};
     setrlimit(RLIMIT_CORE, &none);
     if (verdict == kVerdictFd) {
@@ -70,7 +70,7 @@ std::string errorText() {
     return std::generic_category().message(errno);
 }
 
-// What the child writes until it ends. False when it does not end in time.
+// Reads what the child writes until it ends. False when it does not end in time.
 bool readVerdict(int fd, seconds atMost, std::string& verdict) {
     const auto deadline = steady_clock::now() + atMost;
     for (;;) {

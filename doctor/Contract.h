@@ -8,15 +8,15 @@
 
 namespace doctor {
 
-// A class of the contract that notices a call which was meant for another slot. The framework may
-// call a slot behind the last one, or in front of the first, which destroys the object; or an
-// operation with the arguments of another one, so that `this` is none.
+// A class of the contract that notices when a call was meant for another slot. The framework may
+// call a slot behind the last one, or one in front of the first, which destroys the object. It may
+// also call an operation with the arguments of another one, so that `this` is no such object.
 template <typename Base, Side kSide>
 class Guarded : public Base {
 public:
     ~Guarded() override {
         mMark = 0;
-        // A framework that takes the reference count for something else has not come here.
+        // A framework that takes other memory for the reference count crashes before it comes here.
         if (this->getStrongCount() > 0) {
             conclude(
                 bad(std::string("the framework calls the destructor of a ") + className(kSide) +
@@ -33,7 +33,7 @@ public:
     // NOLINTEND(readability-convert-member-functions-to-static)
 
 protected:
-    // Each operation begins with this.
+    // Each operation calls this first.
     void enter(const char* operation) {
         entered(kSide, operation);
         if (mMark == kMark) return;
@@ -51,7 +51,7 @@ private:
 
     static constexpr uint64_t kMark = 0x6d6972766f646f63;
 
-    // It has to be the first field.
+    // This has to be the first field.
     const void* volatile mForbidden = forbidden(kSide);
     volatile uint64_t mMark = kMark;
 };

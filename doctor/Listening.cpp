@@ -13,12 +13,13 @@ using std::chrono::steady_clock;
 
 constexpr seconds kPatience(2);
 
-// All references to a listener, weak ones included, since a framework may remember it by one.
+// The number of references to a listener. Weak ones count, since a framework may hold only such a
+// one.
 int references(const sp<ServiceNotifyListener>& listener) {
     return listener->getWeakRefs()->getWeakCount();
 }
 
-// Whether the framework lets a listener go. It may do so on another thread, and keep a weak
+// Whether the framework releases a listener. It may do this on another thread, and may keep a weak
 // reference.
 bool isLetGo(const sp<ServiceNotifyListener>& listener) {
     const auto deadline = steady_clock::now() + kPatience;

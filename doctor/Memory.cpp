@@ -28,7 +28,7 @@ std::vector<Range> readableRanges() {
         Range range = {};
         char permissions[5] = {};
         if (sscanf(line, "%lx-%lx %4s", &range.begin, &range.end, permissions) != 3) continue;
-        // What the kernel lends to a process cannot be read in every case.
+        // Some memory that the kernel maps into a process cannot be read.
         if (permissions[0] != 'r' || strstr(line, "[v") != nullptr) continue;
         range.writable = permissions[1] == 'w';
         ranges.push_back(range);
@@ -48,14 +48,14 @@ bool load(uintptr_t address, T& value) {
     return true;
 }
 
-// A slot of the virtual table that belongs to an object, counted from where its pointer points to.
+// A slot of an object's virtual table, counted from the place to which the object's pointer points.
 bool loadSlot(uintptr_t object, ptrdiff_t slot, ptrdiff_t& value) {
     uintptr_t table = 0;
     return load(object, table) &&
            load(table + static_cast<uintptr_t>(slot * ptrdiff_t{sizeof(void*)}), value);
 }
 
-// Where virtual tables keep these, by the platform's C++ interface.
+// The places of these values in a virtual table, by the platform's C++ ABI.
 constexpr ptrdiff_t kOffsetToTop = -2;
 constexpr ptrdiff_t kOffsetOfVirtualBase = -3;
 
@@ -69,7 +69,7 @@ bool readable(const void* address, size_t size) {
 }
 
 bool inMemory(const void* bytes, size_t size) {
-    // What the caller holds is on its stack, and so is this.
+    // The caller's own copy is on its stack, and so is this function's.
     const auto own = reinterpret_cast<uintptr_t>(__builtin_frame_address(0));
     const std::vector<Range> ranges = readableRanges();
     return std::any_of(ranges.begin(), ranges.end(), [=](const Range& range) {
@@ -87,7 +87,7 @@ std::string faultOfBase(const void* object) {
     }
     const uintptr_t base = address + static_cast<uintptr_t>(offset);
     ptrdiff_t topOfBase = 0;
-    // Whoever starts at the base has to come to the same whole object.
+    // The way from the base has to lead to the same whole object.
     if (offset == 0 || !loadSlot(base, kOffsetToTop, topOfBase) || offset + topOfBase != top) {
         return "its class does not derive virtually from android::RefBase";
     }

@@ -34,8 +34,8 @@ const uint8_t* forbiddenMemory() {
     return static_cast<const uint8_t*>(kMemory);
 }
 
-// The process cannot go on, so it does not matter that this takes memory: where even that crashes,
-// the parent says that the step has crashed.
+// A signal handler must not take memory, but here the process cannot go on anyway. If this crashes,
+// too, the parent reports that the step has crashed.
 void concludeCrash(int number, siginfo_t* information, void* /*context*/) {
     const auto offset =
         static_cast<size_t>(static_cast<const uint8_t*>(information->si_addr) - forbiddenMemory());

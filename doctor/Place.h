@@ -1,7 +1,7 @@
 #pragma once
 
-// Where the doctor is: in which operation of the framework's, and which operation of the doctor's
-// own the framework has called last. A step that crashes can so name the class and the place.
+// Remembers which operation of the framework the doctor calls, and which operation of the doctor's
+// classes the framework has called last. A step that crashes can thereby name class and operation.
 
 namespace doctor {
 
@@ -19,18 +19,18 @@ enum class Side {
 };
 const char* className(Side side);
 
-// The doctor is about to call an operation of the framework's, which is given as
-// "Class::operation".
+// The doctor is about to call this operation of the framework, given as "Class::operation".
 void calling(const char* operation);
 
 // The framework has called this operation of a class.
 void entered(Side side, const char* operation);
 
-// Memory that cannot be accessed. Each object of the doctor's has the address for its class where a
-// framework finds the counters of references that takes the base of this class for not virtual.
+// Memory that cannot be accessed. Each of the doctor's objects holds the address for its class. It
+// holds it at the place where a framework looks for the reference counters if it believes that the
+// base of this class is not virtual.
 const void* forbidden(Side side);
 
-// From here on a crash is concluded with the place.
+// From now on, the verdict of a crash names the place.
 void concludeCrashes();
 
 }  // namespace doctor

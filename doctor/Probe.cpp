@@ -98,7 +98,7 @@ private:
     const sp<ServiceProtocol> mProtocol;
 };
 
-// A content that is not what it should be ends the step: its slots are not where they are called.
+// A content of a wrong class ends the step, since its slots are in other places.
 void checkContent(const void* content, const char* name) {
     if (content == nullptr) conclude(bad(std::string("the framework gives no ") + name));
     const std::string fault = faultOfBase(content);
@@ -152,7 +152,7 @@ std::optional<ProbeListener::Event> ProbeListener::next(std::chrono::seconds pat
 Probe::Probe() : mInfo(new Info(*this)) {}
 
 bool Probe::bind() {
-    // Looked at before its references are counted, which its base is needed for.
+    // Checked before a reference is taken, because that already needs the base.
     calling("ServiceDiscoverer::bindTo");
     const sp<ServiceClient> bound = ServiceDiscoverer::self()->bindTo(mInfo);
     if (bound == nullptr) return false;

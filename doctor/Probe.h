@@ -13,8 +13,8 @@
 #include "protocol/MVServiceMessages.h"
 #include "protocol/ServiceFramework.h"
 
-// The library's side of the contract, as classes that note what the framework does with them and
-// that hand over the framework's contents to look at.
+// The library's side of the contract. These classes note what the framework does with them, and
+// pass the framework's contents on to be examined.
 
 namespace doctor {
 
@@ -71,14 +71,14 @@ using ProbeNotify = ProbeMessage<ServiceNotify, Side::kNotify>;
 
 class ProbeListener : public Guarded<accessory::ServiceNotifyListener, Side::kListener> {
 public:
-    // The code of a notification, and the status that the framework's own brings.
+    // The code of a notification, and the status in the framework's own notification.
     struct Event {
         int32_t type;
         int32_t status;
     };
 
     void onNotify(sp<ServiceNotify>& notify) override;
-    // Waits for the next one. Nothing when none comes.
+    // Waits for the next notification. Nothing when none comes.
     std::optional<Event> next(std::chrono::seconds patience);
 
 private:
@@ -92,18 +92,18 @@ class Probe {
 public:
     Probe();
 
-    // False when there is no client that can be used. A client that is not built as the contract
-    // says ends the step, because nothing can be done with it.
+    // False when the framework gives no client. A client that is not built as the contract says
+    // ends the step, because it cannot be used.
     bool bind();
 
     // Sends an item that `write` fills. `read` gets the content of the reply.
     sp<ServiceReply> request(int32_t code, ProbeItem::Writer write, ProbeReply::Reader read = {});
-    // One of the service's commands, with the arguments that have no meaning.
+    // Sends one of the service's commands, with arguments that mean nothing.
     sp<ServiceReply> command(int32_t command, int32_t value, ProbeReply::Reader read = {});
 
     Calls calls;
     sp<accessory::ServiceClient> client;
-    // Given to the replies that the framework makes.
+    // Passed to the replies that the framework makes.
     ProbeReply::Reader reader;
     sp<ServiceReply> made;
 

@@ -25,7 +25,7 @@ std::string number(int64_t value) {
     return std::to_string(value);
 }
 
-// The next text, which ends the step when it is none.
+// The next text. Ends the step when there is no text.
 std::string textOf(DeserializationContent& content) {
     const char* text = content.readCString();
     if (text == nullptr)
@@ -124,7 +124,7 @@ Verdict readIntegers(const Options& /*options*/) {
         const int32_t result = content.readInt32();
         const int32_t first = content.readInt32();
         const int64_t second = content.readInt64();
-        // It stands behind the integers, so it can only be read when they were.
+        // The text comes after the integers, so it can only be read when these could be.
         textOf(content);
         conclude(good("the answer for an accessory that is not there reads " + number(result) +
                       ", " + number(first) + ", " + number(second) + " and a text"));

@@ -21,7 +21,7 @@ constexpr seconds kRequestAtMost(15);
 constexpr seconds kForCommand(20);
 constexpr seconds kForPerson(120);
 
-// Has the service stopped or started, by a command or by whoever sits there. How long to wait for
+// Stops or starts the service by a command, or asks a person to do it. Returns how long to wait for
 // it.
 seconds change(const char* what, const std::string& command) {
     if (command.empty()) {

@@ -9,19 +9,19 @@ namespace doctor {
 
 struct Options {
     bool disturb = false;
-    // Shell commands that stop and start the service; without them a person is asked to.
+    // Shell commands that stop and start the service. Without them a person is asked to do it.
     std::string stop;
     std::string start;
-    // How long a notification is waited for, and how long a person may take, in seconds.
+    // In seconds: how long to wait for a notification, and how long a person may take.
     int wait = 2;
     bool verbose = false;
 };
 
-// One thing that is looked at, in a process of its own.
+// One thing to check. Each step runs in its own process.
 struct Step {
     const char* name;
     Verdict (*run)(const Options& options);
-    // The step that must not have been bad before, or null.
+    // This step is not tried when the step with this name is bad. May be null.
     const char* needs;
     // What to do when the result is bad.
     const char* advice;
@@ -30,8 +30,8 @@ struct Step {
 // In the order in which they are made.
 const std::vector<Step>& steps();
 
-// The child's result, from inside of whatever the framework has called. Ends the process at once,
-// so that nothing which was begun goes on.
+// Reports the child's result, also from inside a call by the framework. Ends the process at once,
+// so that nothing that was begun goes on.
 [[noreturn]] void conclude(const Verdict& verdict);
 
 // What is loaded.

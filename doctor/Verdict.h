@@ -6,7 +6,7 @@ namespace doctor {
 
 enum class Result { kGood, kBad, kNotTried };
 
-// What a step found, in a sentence without its full stop.
+// The result of a step, with a sentence without its full stop.
 struct Verdict {
     Result result;
     std::string text;

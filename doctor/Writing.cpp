@@ -8,17 +8,17 @@
 #include "doctor/Probe.h"
 #include "doctor/Steps.h"
 
-// What the framework's content does with a value cannot be asked, so the doctor writes values that
-// nobody else has and looks for them in the process's memory. Nothing is sent: each step ends
-// before the framework gets its content back.
+// A content of the framework cannot be asked what was written into it. So the doctor writes values
+// that occur nowhere else, and looks for them in the process's memory. Nothing is sent: each step
+// ends before the framework gets its content back.
 
 namespace doctor {
 namespace {
 
 using namespace accessory;
 
-// Eight bytes that are nowhere else. They are made anew at each call from a number that is not one
-// of them, and stay on the stack, where they are not looked for.
+// Eight bytes that occur nowhere else in memory. Each call computes them anew from a number that
+// looks different, and they stay on the stack, where nobody looks for them.
 class Mark {
 public:
     explicit Mark(uint64_t number) {
@@ -29,13 +29,13 @@ public:
     }
 
     uint64_t value() const {
-        // Any bijection that changes every byte will do; none of them is zero.
+        // Any reversible change of every byte would do, as long as none of them becomes zero.
         uint64_t mixed = mNumber * 0x9e3779b97f4a7c15ULL;
         mixed ^= mixed >> 29;
         return mixed | 0x0101010101010101ULL;
     }
 
-    // As it stands, or turned round.
+    // In this byte order or in the other one.
     static bool found(uint64_t value, size_t size) {
         uint8_t bytes[sizeof(value)];
         uint8_t turned[sizeof(value)];
@@ -77,7 +77,7 @@ bool blockArrives(SerializationContent& content) {
     return inMemory(block, kWhole);
 }
 
-// Runs `look` on a content of the framework's.
+// Runs `look` with a content of the framework.
 template <typename Look>
 Verdict withContent(Look look) {
     Probe probe;
@@ -122,7 +122,7 @@ Verdict writtenTexts(const Options& /*options*/) {
 
 Verdict writtenIntegers(const Options& /*options*/) {
     return withContent([](SerializationContent& content) {
-        // Whoever reads 32 bits leaves the upper half of what was handed over alone.
+        // An operation that takes 32 bits does not use the upper half of the argument.
         using WriteInt32 = int32_t (*)(SerializationContent*, uint64_t);
         constexpr size_t kWriteInt32 = 1;
         const uint64_t value = Mark(4).value();

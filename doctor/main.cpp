@@ -25,9 +25,9 @@ constexpr char kHelp[] =
     "  --verbose        show the library's log on standard error\n"
     "  --help           print this\n"
     "\n"
-    "Each step is a line: good, bad with what to do about it, or not tried with why. The exit\n"
-    "status is 0 when nothing is bad, 1 when something is, and 2 for an unknown option or a\n"
-    "report that cannot be written.\n";
+    "Each step is reported on one line: good, bad with what to do about it, or not tried with\n"
+    "the reason. The exit status is 0 when nothing is bad, 1 when something is, and 2 for an\n"
+    "unknown option or a report that cannot be written.\n";
 
 const Step* stepNamed(const std::string& name) {
     for (const Step& step : steps()) {
@@ -87,7 +87,7 @@ void print(const Step& step, const Verdict& verdict) {
     fflush(stdout);
 }
 
-// What is left of the report is written here, so that a full disk or a closed pipe is noticed.
+// Writes the rest of the report now, so that a full disk or a closed pipe is noticed.
 int endReport(int status) {
     if (fflush(stdout) == 0 && ferror(stdout) == 0) return status;
     fputs("mirvo-doctor: the report cannot be written\n", stderr);
@@ -95,7 +95,7 @@ int endReport(int status) {
 }
 
 int runAll(const Options& options, int argc, char** argv) {
-    // Steps that were bad, and those that were left out because of them.
+    // The steps that were bad, and those that were left out because of them.
     std::set<std::string> failed;
     int counts[3] = {};
     for (const Step& step : steps()) {
