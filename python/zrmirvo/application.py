@@ -7,8 +7,7 @@ import signal
 import subprocess
 import threading
 import time
-from types import TracebackType
-from typing import List, Mapping, Optional, Sequence, Type
+from typing import List, Mapping, Optional, Sequence
 
 from .errors import ToolEnded
 from .process import PATIENCE, SSH_FAILED, Tools
@@ -76,12 +75,7 @@ class Application:
         self._reader.start()
         return self
 
-    def __exit__(
-        self,
-        kind: Optional[Type[BaseException]],
-        error: Optional[BaseException],
-        trace: Optional[TracebackType],
-    ) -> None:
+    def __exit__(self, kind: object, error: object, trace: object) -> None:
         self.stop()
         if error is None:
             self.check()

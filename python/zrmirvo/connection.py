@@ -3,8 +3,7 @@
 from __future__ import annotations
 
 import re
-from types import TracebackType
-from typing import Optional, Sequence, Type, TypeVar
+from typing import Optional, Sequence, TypeVar
 
 from .errors import NoService, ToolEnded, WrongVersion
 from .process import Json, JsonProcess, Tools
@@ -48,12 +47,7 @@ class Connection:
             raise
         return self
 
-    def __exit__(
-        self,
-        kind: Optional[Type[BaseException]],
-        error: Optional[BaseException],
-        trace: Optional[TracebackType],
-    ) -> None:
+    def __exit__(self, kind: object, error: object, trace: object) -> None:
         self.close()
 
     def close(self) -> None:

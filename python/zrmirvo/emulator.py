@@ -6,8 +6,7 @@ import os
 import secrets
 import signal
 import tempfile
-from types import TracebackType
-from typing import List, Optional, Sequence, Type
+from typing import List, Optional, Sequence
 
 from .commands import Commands, at
 from .errors import Refused, ToolEnded
@@ -80,12 +79,7 @@ class Emulator(Commands):
             raise
         return self
 
-    def __exit__(
-        self,
-        kind: Optional[Type[BaseException]],
-        error: Optional[BaseException],
-        trace: Optional[TracebackType],
-    ) -> None:
+    def __exit__(self, kind: object, error: object, trace: object) -> None:
         # A script ends the service when it is not met; a replay is judged when the service ends.
         unmet = self._script is not None and self.process.returncode == _NOT_MET
         process = self.process

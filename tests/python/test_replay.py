@@ -73,7 +73,7 @@ def test_plays_the_demo_in_both_directions(bench):
         assert "otherwise=0 missing=0 events=17 early=0" in again.stdout, again
         other = bench.serve(replay, f"mirvo-record -o c -- mirvoctl replay a --speed {speed}")
         assert "otherwise=0 " in other.stdout, other
-        assert (again.returncode, other.returncode) == (0, 0)
+        assert (again.returncode, other.returncode) == (0, 0), other
         assert bench.diff("a b") == bench.diff("a c") == ""
 
 
