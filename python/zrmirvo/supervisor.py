@@ -50,20 +50,37 @@ class Supervisor:
             return cls._instance
 
     def __init__(self) -> None:
-        self._pipe = subprocess.Popen(
+        self._left: dict[tuple[str, object], None] = {}
+        self._begin()
+
+    def _begin(self) -> None:
+        self._process = subprocess.Popen(
             [sys.executable, "-I", "-S", os.path.abspath(__file__)],
             stdin=subprocess.PIPE,
             stdout=subprocess.DEVNULL,
-            text=True,
             # Ctrl-C is for the owner, who then clears up or ends.
             start_new_session=True,
         )
 
-    def _tell(self, **entry: object) -> None:
+    def _tell(self, kind: str, name: object, gone: bool = False) -> None:
         with self._lock:
-            assert self._pipe.stdin is not None
-            self._pipe.stdin.write(json.dumps(entry) + "\n")
-            self._pipe.stdin.flush()
+            if gone:
+                self._left.pop((kind, name), None)
+            else:
+                self._left[kind, name] = None
+            try:
+                self._write(kind, name, gone)
+            except BrokenPipeError:
+                # It was killed itself. Another one learns of all that there is.
+                self._process.wait()
+                self._begin()
+                for left in self._left:
+                    self._write(*left, gone=False)
+
+    def _write(self, kind: str, name: object, gone: bool) -> None:
+        assert self._process.stdin is not None
+        line = json.dumps({kind: name, "gone": gone}) + "\n"
+        os.write(self._process.stdin.fileno(), line.encode())
 
     def start(
         self,
@@ -85,7 +102,7 @@ class Supervisor:
                 pass_fds=[begin],
                 start_new_session=True,
             )
-            self._tell(process=child.pid)
+            self._tell("process", child.pid)
             os.write(go, b"\n")
         finally:
             os.close(begin)
@@ -102,18 +119,18 @@ class Supervisor:
             child.kill()
         status = child.wait()
         _kill_group(child.pid)
-        self._tell(process=child.pid, gone=True)
+        self._tell("process", child.pid, gone=True)
         return status
 
     def make_folder(self, path: str) -> None:
         """Makes a folder that only this user can enter."""
-        self._tell(folder=path)
+        self._tell("folder", path)
         os.mkdir(path, 0o700)
 
     def remove_folder(self, path: str) -> None:
         """Removes a folder of make_folder() with what is in it."""
         shutil.rmtree(path, ignore_errors=True)
-        self._tell(folder=path, gone=True)
+        self._tell("folder", path, gone=True)
 
 
 def _kill_group(leader: int) -> None:
@@ -128,7 +145,7 @@ def main() -> None:
     left: dict[tuple[str, object], None] = {}
     for line in sys.stdin:
         entry = json.loads(line)
-        gone = entry.pop("gone", False)
+        gone = entry.pop("gone")
         [item] = entry.items()
         if gone:
             left.pop(item, None)

@@ -139,9 +139,13 @@ def test_finds_a_crash_behind_a_prefix(start, prefix, tmp_path):
 
 
 KILLED = """
-import os
+from zrmirvo.supervisor import Supervisor
 
 def test_everything(emulator, mirvoctl, monitor, head_unit):
+    # Another supervisor has to know what this one knew.
+    first = Supervisor.of_process()._process
+    first.kill()
+    first.wait()
     application = head_unit("sh", "-c", "sleep 60 & echo $!; wait")
     child = int(application.expect_line(""))
     emulator.hang()
