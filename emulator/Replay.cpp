@@ -7,7 +7,7 @@
 #include "emulator/Script.h"
 #include "recording/Messages.h"
 #include "recording/Reader.h"
-#include "tool/EventTable.h"
+#include "recording/Row.h"
 
 namespace emulator {
 
@@ -175,12 +175,9 @@ void Replay::sendEvents(Run& run, size_t life) {
         if (!awaitPlace(run, {life, place})) return;
         const recording::Record record = mTimeline.record(mTimeline.entries()[place]);
         const Decoded decoded = recording::decode(record);
-        const tool::EventInfo* info = tool::findEvent(decoded.name);
-        Event event{recording::notifyOf(record), {}, commandOf(decoded)};
+        const Event event = {recording::notifyOf(record), recording::eventFields(decoded),
+                             commandOf(decoded)};
         if (event.notification == nullptr) continue;
-        event.shown = {{"event", info == nullptr ? decoded.name : info->name}};
-        if (decoded.accessory) event.shown["accessory"] = *decoded.accessory;
-        event.shown.update(decoded.arguments);
         run.service.change([&](World& world) {
             if (decoded.name == "attach") world.attach(*decoded.accessory);
             if (decoded.name == "detach") world.detach(*decoded.accessory);

@@ -79,6 +79,10 @@ uint64_t Timeline::since(const Entry& entry) const {
     return entry.header.monotonic - std::min(entry.header.monotonic, first);
 }
 
+uint64_t Timeline::duration(const Entry& entry) const {
+    return entry.other ? mEntries[*entry.other].header.duration : 0;
+}
+
 std::optional<Json> Timeline::answerTo(const Entry& request) const {
     if (!request.other) return std::nullopt;
     const Entry& answer = mEntries[*request.other];

@@ -41,6 +41,8 @@ public:
 
     // Nanoseconds since the recording began.
     uint64_t since(const Entry& entry) const;
+    // Nanoseconds from the first record of a pair to the other; 0 where there is none.
+    uint64_t duration(const Entry& entry) const;
     // The reply to a request, as the emulator shows it; {"noReply": true} when there was none.
     // Nothing when the recording ends before the reply.
     std::optional<Json> answerTo(const Entry& request) const;
