@@ -11,6 +11,16 @@ namespace emulator {
 
 using accessory::ServiceHost;
 
+Json shown(const Request& request, accessory::ServiceItem& item, const Asker& asker,
+           const Reply& reply, const Rule& rule) {
+    Json fields = {{"request", request.name()}};
+    if (request.accessory) fields["accessory"] = *request.accessory;
+    fields.update({{"pid", asker.process}, {"connection", asker.connection}});
+    fields["arguments"] = argumentsOf(request, item);
+    fields["answer"] = answerShown(reply, rule);
+    return fields;
+}
+
 Printer::Printer(tool::StandardOutput& output, const Options& options)
     : mOptions(options), mLines(output, [this](size_t count) { return dropped(count); }) {}
 
@@ -58,19 +68,11 @@ void Printer::outcome(const Outcome& outcome) {
 void Printer::request(const Request& request, accessory::ServiceItem& item, const Asker& asker,
                       const Reply& reply, const Rule& rule) {
     if (mOptions.quiet) return;
-    const Json arguments = argumentsOf(request, item);
-    const Json answer = answerShown(reply, rule);
-    if (mOptions.json) {
-        Json fields = {{"request", request.name()}};
-        if (request.accessory) fields["accessory"] = *request.accessory;
-        fields.update({{"pid", asker.process}, {"connection", asker.connection}});
-        fields["arguments"] = arguments;
-        fields["answer"] = answer;
-        return put(fields);
-    }
-    std::string line = shown(request, arguments) + " ->";
+    const Json fields = shown(request, item, asker, reply, rule);
+    if (mOptions.json) return put(fields);
+    std::string line = shown(request, fields["arguments"]) + " ->";
     if (reply != nullptr) {
-        line += tool::pairs(answer);
+        line += tool::pairs(fields["answer"]);
     } else {
         line += rule.instead == Rule::Instead::kSilence ? " silent" : " no-reply";
     }

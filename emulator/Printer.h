@@ -22,6 +22,10 @@ struct Asker {
     uint32_t connection;
 };
 
+// A request and its answer as JSON: who asked what of whom.
+Json shown(const Request& request, accessory::ServiceItem& item, const Asker& asker,
+           const Reply& reply, const Rule& rule);
+
 // How a command ended.
 struct Outcome {
     // The command, or what of it is worth telling.

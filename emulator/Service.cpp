@@ -5,6 +5,8 @@
 #include <string_view>
 
 #include "protocol/MirvoServiceInfo.h"
+#include "recording/Messages.h"
+#include "recording/Row.h"
 
 namespace emulator {
 
@@ -125,7 +127,12 @@ Reply Service::handle(HostRequest& hostRequest) {
     // An inquiry that the service has accepted is answered by an event. A recording has its own.
     if (!recorded && std::string_view(request.name()) == "sendTimeDateInquiry" &&
         resultOf(reply) == 0) {
-        mHost.notify(timeDateNow(*request.accessory));
+        const Notification notification = timeDateNow(*request.accessory);
+        const recording::Decoded decoded = recording::decode(*notification);
+        if (mAudience != nullptr) {
+            mAudience->event({notification, recording::eventFields(decoded), commandOf(decoded)});
+        }
+        mHost.notify(notification);
     }
     hostRequest.noReply = rule.instead == Rule::Instead::kNoReply;
     hostRequest.settled = [this, number, told, request, recorded] {

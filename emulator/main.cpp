@@ -127,12 +127,13 @@ int serveOn(const Options& options, Application& application, Replay* replay, Sc
 
 // Runs the rest of the script, then standard input, then serves until something ends it.
 int serve(const Options& options, StepIterator step, StepIterator end, Replay* replay,
-          Script& script) {
+          page::Page& page, Script& script) {
     Application application;
     if (!options.application.empty()) {
         const std::string error = application.start(options.application);
         if (!error.empty()) return refuse(script.printer, kBadInput, error);
     }
+    page.serve();
     runWhile(script, step, end, /*onlyPreparing=*/false);
     if (replay != nullptr) {
         Run run(script, Origin::kScript);
@@ -194,6 +195,9 @@ int run(const Options& options, Printer& printer, tool::StandardOutput& output,
         service.stop();
         return refuse(printer, kNotServing, error);
     }
+    if (options.background && options.output.empty() && !page.address().empty()) {
+        fprintf(stderr, "page: %s\n", page.address().c_str());
+    }
     background.ready(!options.output.empty());
     const accessory::sp<accessory::ServiceInfo> info = new accessory::MirvoServiceInfo;
     printer.ready(info->servicename(), accessory::standin::serviceFolder().path);
@@ -201,7 +205,7 @@ int run(const Options& options, Printer& printer, tool::StandardOutput& output,
     if (!options.limit.empty()) {
         script.limit(std::chrono::milliseconds(*tool::toNumber<uint32_t>(options.limit)));
     }
-    int status = serve(options, next, steps->end(), replay.get(), script);
+    int status = serve(options, next, steps->end(), replay.get(), page, script);
     notTaken = sayFarewell(service, script);
     service.stop();
     if (replay != nullptr) status = endReplay(*replay, status, script);

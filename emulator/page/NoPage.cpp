@@ -15,6 +15,8 @@ std::string Page::start() {
     return "";
 }
 
+void Page::serve() {}
+
 std::string Page::address() const {
     return "";
 }

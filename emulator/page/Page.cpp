@@ -71,10 +71,10 @@ public:
         if (!mServer.place().write(file)) {
             return "cannot write " + file + ": " + std::generic_category().message(errno);
         }
-        mServer.serve();
         return mOptions.open ? openInBrowser(address()) : "";
     }
 
+    void serve() { mServer.serve(); }
     std::string address() const { return mServer.place().address(); }
 
 private:
@@ -103,6 +103,10 @@ Page::~Page() = default;
 
 std::string Page::start() {
     return mServed == nullptr ? "" : mServed->start();
+}
+
+void Page::serve() {
+    if (mServed != nullptr) mServed->serve();
 }
 
 std::string Page::address() const {

@@ -28,8 +28,11 @@ public:
     Page(const Page&) = delete;
     Page& operator=(const Page&) = delete;
 
-    // When the service has started. Answers a sentence when the page cannot be served.
+    // When the service has started. Answers a sentence when the page cannot be served. Browsers
+    // find the page then, and wait for serve().
     std::string start();
+    // When this process starts no other one any more, which would inherit the connections.
+    void serve();
     // What a browser is told. Empty where there is no page.
     std::string address() const;
 

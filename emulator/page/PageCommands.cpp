@@ -5,6 +5,7 @@
 
 #include "emulator/Completion.h"
 #include "emulator/Parser.h"
+#include "emulator/page/Counted.h"
 
 namespace emulator::page {
 namespace {
@@ -38,12 +39,7 @@ std::vector<Step> read(const std::string& text) {
 }  // namespace
 
 std::string PageCommands::run(const std::string& lines) {
-    const struct Counted {
-        explicit Counted(std::atomic<int>& running) : count(running), number(++running) {}
-        ~Counted() { --count; }
-        std::atomic<int>& count;
-        const int number;
-    } counted(mRunning);
+    const Counted counted(mRunning);
     if (counted.number > kMaxRunning) return "earlier commands are still running";
     try {
         const std::vector<Step> steps = read(lines);

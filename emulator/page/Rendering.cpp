@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <map>
 
+#include "protocol/Frame.h"
+#include "recording/Row.h"
 #include "tool/EmulatorCommands.h"
 
 namespace emulator::page {
@@ -23,13 +25,15 @@ Json cut(Json values) {
     return values;
 }
 
-Json shown(const RequestCame& came) {
-    Json fields = {{"request", came.request.name()}};
-    if (came.request.accessory) fields["accessory"] = *came.request.accessory;
-    fields["pid"] = came.asker.process;
-    fields["arguments"] = cut(argumentsOf(came.request, *came.item));
-    fields["answer"] = cut(answerShown(came.reply, came.rule));
+// The same of a request that has just come as of one in a recording.
+Json cutRequest(Json fields) {
+    for (const char* values : {"arguments", "answer"})
+        fields[values] = cut(std::move(fields[values]));
     return fields;
+}
+
+Json shown(const RequestCame& came) {
+    return cutRequest(emulator::shown(came.request, *came.item, came.asker, came.reply, came.rule));
 }
 
 Json shown(const AnswerLeft& left) {
@@ -103,6 +107,23 @@ const char* kindName(tool::Kind kind) {
 Json shown(const Happening& happening) {
     Json fields = {{"n", happening.number}, {"t", happening.time.count()}};
     fields.update(std::visit([](const auto& what) { return shown(what); }, happening.what));
+    return fields;
+}
+
+Json shown(const recording::Timeline& timeline, const recording::Timeline::Entry& entry,
+           uint32_t process) {
+    Json fields = {{"t", entry.wall / 1000}};
+    if (entry.size > accessory::kMaxContent) {
+        fields["record"] = "message";
+        fields["bytes"] = entry.size;
+        return fields;
+    }
+    auto row = recording::rowOf(timeline, entry);
+    if (!row) return nullptr;
+    const bool request = row->fields.contains("request");
+    fields.update(request ? cutRequest(std::move(row->fields)) : cut(std::move(row->fields)));
+    if (request) fields["pid"] = process;
+    if (entry.other) fields["took"] = timeline.duration(entry) / 1000;
     return fields;
 }
 

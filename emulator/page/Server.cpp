@@ -1,5 +1,6 @@
 #include "emulator/page/Server.h"
 
+#include <fcntl.h>
 #include <httplib.h>
 #include <unistd.h>
 
@@ -7,23 +8,27 @@
 #include <thread>
 
 #include "emulator/page/Assets.h"
+#include "emulator/page/Connections.h"
+#include "emulator/page/Counted.h"
 #include "emulator/page/Rendering.h"
+#include "emulator/page/Stream.h"
+#include "emulator/page/Viewer.h"
 #include "standin/ServiceFolder.h"
 
 namespace emulator::page {
 namespace {
 
-using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-// What happens within this time is told at once.
-constexpr milliseconds kGather(40);
-// How often a page is told that the service lives.
-constexpr milliseconds kBeat(1000);
 // How long a browser may take to send or to take the next bytes.
 constexpr time_t kPatienceSeconds = 2;
-// Streams, commands, and a few for files.
-constexpr size_t kThreads = Server::kMaxStreams + PageCommands::kMaxRunning + 3;
+// How long it may take to send a command, and a recording.
+constexpr std::chrono::seconds kCommandTime(10);
+constexpr std::chrono::seconds kRecordingTime(60);
+// Streams, commands, a recording, and a few for files.
+constexpr size_t kThreads = Server::kMaxStreams + PageCommands::kMaxRunning + 1 + 3;
+
+constexpr const char* kJson = "application/json";
 
 const httplib::Headers kHeaders = {
     {"Cache-Control", "no-store"},
@@ -35,10 +40,6 @@ const httplib::Headers kHeaders = {
     {"Referrer-Policy", "no-referrer"},
     {"X-Content-Type-Options", "nosniff"},
 };
-
-std::string message(const char* event, const Json& data) {
-    return std::string("event: ") + event + "\ndata: " + tool::dump(data) + "\n\n";
-}
 
 // The command line of this process, as a shell would take it.
 std::string ownCommand() {
@@ -62,15 +63,44 @@ std::optional<std::string> onlyHeader(const httplib::Request& request, const cha
     return request.get_header_value(name);
 }
 
-// The whole body. Nothing when it is longer, or does not come.
-std::optional<std::string> bodyOf(const httplib::ContentReader& reader, size_t limit) {
-    std::string body;
-    const bool whole = reader([&](const char* data, size_t size) {
-        if (body.size() + size > limit) return false;
-        body.append(data, size);
+// Passes a body on. False when it is longer, or does not come in this time.
+template <typename Body>
+bool read(const httplib::ContentReader& reader, size_t limit, std::chrono::seconds time,
+          Body&& body) {
+    const auto until = steady_clock::now() + time;
+    return reader([&](const char* data, size_t size) {
+        if (size > limit || steady_clock::now() > until) return false;
+        limit -= size;
+        body(data, size);
         return true;
     });
-    return whole ? std::optional(body) : std::nullopt;
+}
+
+// The whole of a command.
+std::optional<std::string> commandOf(const httplib::ContentReader& reader) {
+    std::string text;
+    const auto take = [&](const char* data, size_t size) { text.append(data, size); };
+    if (!read(reader, PageCommands::kMaxBytes, kCommandTime, take)) return {};
+    return text;
+}
+
+void answer(httplib::Response& response, const Json& data) {
+    response.set_content(tool::dump(data), kJson);
+}
+
+// The status of what no handler is to see; 0 for the rest. What says to be too long would be read
+// to its end.
+int refusal(const Place& place, const httplib::Request& request) {
+    const Visit visit = {request.method != "GET", request.path, onlyHeader(request, "Host"),
+                         request.has_header("Origin"), onlyHeader(request, "Origin")};
+    if (!admits(place, visit)) return 403;
+    if (request.method != "GET" && request.method != "POST") return 405;
+    if (request.is_multipart_form_data()) return 415;
+    const auto length = onlyHeader(request, "Content-Length");
+    if (!length) return request.has_header("Content-Length") ? 400 : 0;
+    const auto bytes = tool::toNumber<uint64_t>(*length);
+    if (!bytes) return 400;
+    return *bytes <= Viewer::kMaxBytes ? 0 : 413;
 }
 
 const char* typeOf(std::string_view name) {
@@ -82,59 +112,6 @@ const char* typeOf(std::string_view name) {
     if (ends(".svg")) return "image/svg+xml";
     return "text/javascript; charset=utf-8";
 }
-
-// What one page has been told. On the thread of its connection.
-class Stream {
-public:
-    Stream(Feed& feed, Service& service, std::atomic<int>& streams, uint64_t from)
-        : mFeed(feed), mService(service), mStreams(streams), mNumber(from) {}
-    ~Stream() { --mStreams; }
-    Stream(const Stream&) = delete;
-    Stream& operator=(const Stream&) = delete;
-
-    // Begins the stream with `hello`, and then tells what is new. False when the page has gone.
-    bool tell(httplib::DataSink& sink, const Json& hello) {
-        std::string text;
-        if (mBegun) {
-            if (!mMore && !mFeed.sleep(kGather)) {
-                sink.done();
-                return true;
-            }
-        } else {
-            text = message("hello", hello);
-            mBegun = true;
-        }
-        addNews(text);
-        const std::string now = message("situation", situation(mService));
-        if (now != mSituation) text += mSituation = now;
-        if (steady_clock::now() >= mNextBeat) {
-            mNextBeat = steady_clock::now() + kBeat;
-            text += message("heartbeat", mNumber);
-        }
-        return text.empty() || sink.write(text.data(), text.size());
-    }
-
-private:
-    void addNews(std::string& text) {
-        const Feed::Batch batch = mFeed.after(mNumber);
-        mMore = batch.entries.size() >= Feed::kBatch;
-        mNumber = batch.number;
-        if (batch.entries.empty() && batch.missed == 0) return;
-        Json news = Json::array();
-        for (const Feed::Entry& entry : batch.entries)
-            news.push_back(shown(*entry));
-        text += message("news", {{"n", mNumber}, {"missed", batch.missed}, {"news", news}});
-    }
-
-    Feed& mFeed;
-    Service& mService;
-    std::atomic<int>& mStreams;
-    uint64_t mNumber;
-    bool mBegun = false;
-    bool mMore = false;
-    std::string mSituation;
-    steady_clock::time_point mNextBeat;
-};
 
 }  // namespace
 
@@ -152,6 +129,7 @@ public:
     ~Web() {
         mFeed.close();
         mServer.stop();
+        cutOff(mPort);
         if (mThread.joinable()) mThread.join();
     }
 
@@ -160,9 +138,10 @@ public:
         mServer.set_socket_options([](socket_t socket) {
             const int yes = 1;
             setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof(yes));
+            fcntl(socket, F_SETFD, FD_CLOEXEC);
         });
-        if (port == 0) return mServer.bind_to_any_port("127.0.0.1");
-        return mServer.bind_to_port("127.0.0.1", port) ? port : -1;
+        if (port == 0) return mPort = mServer.bind_to_any_port("127.0.0.1");
+        return mPort = mServer.bind_to_port("127.0.0.1", port) ? port : -1;
     }
 
     void serve(const Place& place) {
@@ -171,15 +150,14 @@ public:
         mServer.set_read_timeout(kPatienceSeconds);
         mServer.set_write_timeout(kPatienceSeconds);
         mServer.set_tcp_nodelay(true);
-        mServer.set_payload_max_length(PageCommands::kMaxBytes);
+        mServer.set_payload_max_length(Viewer::kMaxBytes);
         mServer.set_default_headers(kHeaders);
-        mServer.new_task_queue = [] { return new httplib::ThreadPool(kThreads); };
+        mServer.new_task_queue = [] { return new Connections(kThreads); };
         mServer.set_pre_routing_handler([place](const auto& request, auto& response) {
-            const Visit visit = {request.method != "GET", request.path, onlyHeader(request, "Host"),
-                                 request.has_header("Origin"), onlyHeader(request, "Origin")};
-            if (admits(place, visit)) return httplib::Server::HandlerResponse::Unhandled;
-            response.status = 403;
-            return httplib::Server::HandlerResponse::Handled;
+            response.status = refusal(place, request);
+            if (response.status != 0) return httplib::Server::HandlerResponse::Handled;
+            response.status = -1;
+            return httplib::Server::HandlerResponse::Unhandled;
         });
         const std::string base = "/" + place.secret + "/";
         for (const Asset& asset : assets()) {
@@ -191,26 +169,33 @@ public:
                         });
         }
         mServer.Get(base + "vocabulary", [](const auto& /*request*/, auto& response) {
-            response.set_content(tool::dump(vocabulary()), "application/json");
+            answer(response, vocabulary());
         });
         mServer.Get(base + "stream",
                     [this](const auto& request, auto& response) { stream(request, response); });
-        mServer.Post(base + "command",
-                     [this](const auto& /*request*/, auto& response, const auto& reader) {
-                         const auto lines = bodyOf(reader, PageCommands::kMaxBytes);
-                         if (!lines) {
-                             response.status = 413;
-                             return;
-                         }
-                         const std::string error = mCommands.run(*lines);
-                         response.set_content(tool::dump({{"error", error}}), "application/json");
-                     });
-        mServer.Post(
-            base + "complete", [this](const auto& /*request*/, auto& response, const auto& reader) {
-                const auto line = bodyOf(reader, PageCommands::kMaxBytes);
-                response.set_content(tool::dump(mCommands.completionsOf(line.value_or(""))),
-                                     "application/json");
+        const auto post = [&](const std::string& path, const auto& handle) {
+            mServer.Post(base + path, [handle](const auto& /*request*/, auto& response,
+                                               const auto& reader) { handle(response, reader); });
+        };
+        const auto postCommand = [&](const std::string& path, const auto& handle) {
+            post(path, [handle](auto& response, const auto& reader) {
+                const auto text = commandOf(reader);
+                if (!text) {
+                    response.status = 413;
+                    return;
+                }
+                answer(response, handle(*text));
             });
+        };
+        postCommand("command", [this](const std::string& lines) {
+            return Json{{"error", mCommands.run(lines)}};
+        });
+        postCommand("complete", [this](const std::string& line) {
+            return Json(mCommands.completionsOf(line));
+        });
+        post("recording", [this](auto& response, const auto& reader) { view(response, reader); });
+        // Otherwise the library would take the whole body of it.
+        post(".*", [](auto& response, const auto& /*reader*/) { response.status = 404; });
         mThread = std::thread([this] { mServer.listen_after_bind(); });
         // The library cannot be stopped before.
         while (!mServer.is_running())
@@ -220,8 +205,8 @@ public:
 private:
     void stream(const httplib::Request& request, httplib::Response& response) {
         constexpr const char* kType = "text/event-stream";
-        if (++mStreams > kMaxStreams) {
-            --mStreams;
+        const auto place = std::make_shared<const Counted>(mStreams);
+        if (place->number > kMaxStreams) {
             response.set_content(message("full", kMaxStreams), kType);
             return;
         }
@@ -230,10 +215,39 @@ private:
         if (request.get_param_value("run") == mHello["run"].get<std::string>()) {
             from = tool::toNumber<uint64_t>(request.get_param_value("after")).value_or(0);
         }
-        const auto stream = std::make_shared<Stream>(mFeed, mService, mStreams, from);
+        const auto stream = std::make_shared<Stream>(mFeed, mService, place, from);
         response.set_chunked_content_provider(
             kType, [this, stream](size_t /*offset*/, httplib::DataSink& sink) {
                 return stream->tell(sink, mHello);
+            });
+    }
+
+    // Shows a recording to the page that sends it. One at a time, since each needs much memory.
+    void view(httplib::Response& response, const httplib::ContentReader& reader) {
+        auto turn = std::make_shared<const Counted>(mViewing);
+        const bool busy = turn->number > 1;
+        auto file = std::make_unique<std::stringstream>();
+        const auto take = [&](const char* data, size_t size) {
+            if (!busy) file->write(data, static_cast<std::streamsize>(size));
+        };
+        if (!read(reader, Viewer::kMaxBytes, kRecordingTime, take)) {
+            response.status = 413;
+            return;
+        }
+        if (busy) {
+            return answer(response,
+                          {{"error", "Another recording is being read. Try again later."}});
+        }
+        const auto viewer = std::make_shared<Viewer>(std::move(file));
+        response.set_chunked_content_provider(
+            "application/x-ndjson",
+            [turn = std::move(turn), viewer](size_t /*offset*/, httplib::DataSink& sink) mutable {
+                const std::string line = viewer->next();
+                if (!line.empty()) return sink.write(line.data(), line.size());
+                // Before the page learns that this one is over.
+                turn.reset();
+                sink.done();
+                return true;
             });
     }
 
@@ -242,6 +256,8 @@ private:
     PageCommands& mCommands;
     const Json mHello;
     std::atomic<int> mStreams = 0;
+    std::atomic<int> mViewing = 0;
+    int mPort = -1;
     httplib::Server mServer;
     std::thread mThread;
 };

@@ -1,6 +1,6 @@
 // How the service answers: switches for each operation, and what departs from normal.
 
-import { make } from "./dom.js";
+import { byId, make } from "./dom.js";
 import { run } from "./service.js";
 
 // The commands that a switch sends, behind which some need a value.
@@ -20,6 +20,7 @@ export class Answers {
     this.list = list;
     this.say = say;
     this.departures = [];
+    this.told = "";
     this.operation = make("select", { id: "answer-operation" }, ...vocabulary.operations.map(
       ({ name }) => make("option", { value: name }, name)));
     this.operation.value = "sendKeyEvent";
@@ -27,6 +28,8 @@ export class Answers {
       placeholder: "all", autocomplete: "off" });
     this.byName = new Map(vocabulary.operations.map((operation) => [operation.name, operation]));
     this.switches = kSwitches.map((each) => this.makeSwitch(each));
+    this.endAll = byId("end-all");
+    this.endAll.addEventListener("click", () => this.end([...new Set(this.departures.map((each) => each.target))]));
     const update = () => this.update();
     this.operation.addEventListener("change", update);
     this.only.addEventListener("input", update);
@@ -86,15 +89,24 @@ export class Answers {
   }
 
   show(departures) {
+    // The buttons stay, and who has the focus keeps it, while other things change.
+    if (this.told === JSON.stringify(departures)) return;
+    this.told = JSON.stringify(departures);
     this.departures = departures;
     const end = (target) => make("button", { type: "button", "aria-label": `End what departs for ${target}`,
-      onclick: async () => this.say(await run(`normal ${target}`) || `Done: normal ${target}`) }, "End");
+      onclick: () => this.end([target]) }, "End");
     const rows = departures.map((each) => make("li", {},
       make("code", {}, each.commands.map((command) => (each.once ? "once " : "") + command).join("; ")),
       end(each.target)));
+    this.endAll.hidden = rows.length === 0;
     this.list.replaceChildren(...(rows.length > 0 ? rows
       : [make("li", { class: "quiet" }, "Everything is answered as by a healthy service.")]));
     this.update();
+  }
+
+  async end(targets) {
+    const lines = targets.map((target) => `normal ${target}`);
+    this.say(await run(lines.join("\n")) || `Done: ${lines.join("; ")}`);
   }
 
   update() {

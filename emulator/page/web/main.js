@@ -1,7 +1,9 @@
 import { byId, make, setText } from "./dom.js";
 import { Answers } from "./answers.js";
+import { Log } from "./log.js";
 import { Phones } from "./phones.js";
 import { Play } from "./play.js";
+import { Recording } from "./recording.js";
 import { Strip } from "./strip.js";
 import { Table } from "./table.js";
 import { listen, run } from "./service.js";
@@ -35,8 +37,13 @@ function showLoss() {
 
 const vocabulary = await (await fetch("vocabulary")).json();
 const phones = new Phones(byId("phone-list"), vocabulary);
-const table = new Table(byId("grid"));
-const strip = new Strip(byId("strip"));
+const log = new Log();
+const table = new Table(byId("grid"), log, (first, last) => strip.look(first, last));
+const strip = new Strip(byId("strip"), (time) => table.seek(time));
+new Recording((recording) => {
+  table.show(recording ?? log, recording === null);
+  strip.show(recording === null ? null : recording.rows.map((row) => row.item));
+});
 const play = new Play(byId("play"), vocabulary);
 const answers = new Answers(byId("answers"), byId("departures"), vocabulary, (text) => play.say(text));
 
@@ -52,7 +59,7 @@ listen({
   hello(hello, first) {
     if (first && service !== null) {
       phones.clear();
-      table.note("the service was started again");
+      table.added(log, log.note("the service was started again"));
     }
     service = hello;
     deed = null;
@@ -69,13 +76,14 @@ listen({
   },
   news(batch, first) {
     if (batch.missed > 0) {
-      table.note(`${batch.missed} ${first ? "earlier happenings are no longer kept"
-        : "happenings were not read in time"}`);
+      table.added(log, log.note(`${batch.missed} ${first ? "earlier happenings are no longer kept"
+        : "happenings were not read in time"}`));
     }
     for (const item of batch.news) {
       phones.apply(item);
-      table.add(item);
-      strip.add(item);
+      const row = log.add(item);
+      table.added(log, row);
+      if (row !== null) strip.add(item);
     }
   },
   full(most, again) {

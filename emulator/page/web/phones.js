@@ -1,13 +1,13 @@
 // The phones: what each of them would show.
 
 import { make, setText } from "./dom.js";
+import { kActions } from "./row.js";
 
 const kUsualWidth = 1280;
 const kUsualHeight = 720;
 const kTrailMs = 1500;
 const kLiftMs = 1500;
 const kKeyLightMs = 700;
-const kActions = { 1: "press", 2: "lift", 3: "move" };
 // By the service's numbers.
 const kKeys = { 1: "power", 2: "menu", 4: "back", 5: "vol +", 6: "vol −", 7: "play", 8: "pause",
   9: "forward", 10: "rewind", 11: "next", 12: "previous", 13: "stop", 14: "play/pause", 3: "other" };

@@ -9,7 +9,9 @@ function word(text) {
 // A touch's own time differs each time.
 const isRepeatable = (name) => name !== "time";
 
+// Null for what is neither a request nor an event.
 export function scriptLine(item) {
+  if (item.note !== undefined || item.record !== undefined) return null;
   if (item.command !== undefined) return item.command;
   if (item.request === "unknown") return "# a request that no operation has";
   const target = item.accessory === undefined ? item.request : `${item.request}@${item.accessory}`;
@@ -23,5 +25,5 @@ export function scriptLine(item) {
 }
 
 export function script(items) {
-  return items.map((item) => scriptLine(item) + "\n").join("");
+  return items.map(scriptLine).filter((line) => line !== null).map((line) => `${line}\n`).join("");
 }

@@ -1,74 +1,176 @@
-// The last minute, with a lane for each phone.
+// What happened when, with a lane for each phone: in the last minute, or in the whole of a recording.
+
+import { kindOf } from "./row.js";
 
 const kMinute = 60000;
 const kLane = 18;
 const kLabel = 72;
 const kRedrawMs = 100;
+const kMostLanes = 12;
+// So many places of the strip have a mark of their own.
+const kPlaces = 2400;
 
-export class Strip {
-  constructor(canvas) {
-    this.canvas = canvas;
+const laneOf = (item) => (item.accessory === undefined ? "" : String(item.accessory));
+
+// The marks of the last minute.
+class Minute {
+  constructor() {
     this.marks = [];
-    this.lanes = [""];
-    setInterval(() => this.draw(), kRedrawMs);
   }
 
   add(item) {
-    if (item.t === undefined || item.settled !== undefined) return;
-    const lane = item.accessory === undefined ? "" : String(item.accessory);
-    if (!this.lanes.includes(lane) && this.lanes.length < 12) {
-      this.lanes.push(lane);
-      this.lanes.sort((a, b) => Number(a) - Number(b));
-    }
-    const kind = item.event !== undefined ? "event"
-      : (item.answer.result ?? 0) !== 0 || item.answer.silent || item.answer.noReply ? "bad" : "request";
     // One mark stands for all of its kind within a pixel or so.
-    const at = Math.round(item.t / 1000 / 25) * 25;
+    const width = kMinute / kPlaces;
+    const at = Math.round(item.t / 1000 / width) * width;
+    const mark = { at, lane: laneOf(item), kind: kindOf(item) };
     const last = this.marks[this.marks.length - 1];
-    if (last?.at === at && last.lane === lane && last.kind === kind) return;
-    this.marks.push({ at, lane, kind });
+    if (last?.at === at && last.lane === mark.lane && last.kind === mark.kind) return;
+    this.marks.push(mark);
     if (this.marks.length > 20000) this.marks.splice(0, 10000);
   }
 
-  draw() {
+  range() {
     const now = Date.now();
     while (this.marks.length > 0 && now - this.marks[0].at > kMinute) this.marks.shift();
-    const empty = this.marks.length === 0;
-    if (document.hidden || (empty && this.wasEmpty)) return;
-    this.wasEmpty = empty;
+    return [now - kMinute, now];
+  }
+}
+
+// The marks of a recording.
+class Whole {
+  constructor(items) {
+    let [from, to] = [Infinity, -Infinity];
+    for (const { t } of items) {
+      from = Math.min(from, t / 1000);
+      to = Math.max(to, t / 1000);
+    }
+    this.from = items.length > 0 ? from : 0;
+    this.to = Math.max(this.from + 1, to);
+    const marks = new Map();
+    for (const item of items) {
+      const place = Math.round((item.t / 1000 - this.from) / (this.to - this.from) * kPlaces);
+      const mark = { at: this.from + place / kPlaces * (this.to - this.from), lane: laneOf(item),
+        kind: kindOf(item) };
+      marks.set(`${place} ${mark.lane} ${mark.kind}`, mark);
+    }
+    this.marks = [...marks.values()];
+  }
+
+  range() {
+    return [this.from, this.to];
+  }
+}
+
+// A span of milliseconds in the unit that suits it.
+function spoken(milliseconds) {
+  const round = (number) => Number(number.toPrecision(3));
+  if (milliseconds < 1000) return `${round(milliseconds)} ms`;
+  if (milliseconds < 120000) return `${round(milliseconds / 1000)} s`;
+  return milliseconds < 7200000 ? `${round(milliseconds / 60000)} min` : `${round(milliseconds / 3600000)} h`;
+}
+
+export class Strip {
+  // Calls `onSeek` with a time of a recording that was pointed at.
+  constructor(canvas, onSeek) {
+    this.canvas = canvas;
+    this.minute = new Minute();
+    this.marks = this.minute;
+    this.lanes = [""];
+    this.view = [];
+    this.drawn = "";
+    setInterval(() => this.draw(), kRedrawMs);
+    canvas.addEventListener("click", (event) => {
+      if (this.marks === this.minute) return;
+      const [from, to] = this.marks.range();
+      const share = (event.offsetX - kLabel) / (canvas.clientWidth - kLabel - 4);
+      onSeek((from + Math.max(0, share) * (to - from)) * 1000);
+    });
+  }
+
+  add(item) {
+    if (item.t === undefined) return;
+    this.minute.add(item);
+    if (this.marks === this.minute) this.addLane(laneOf(item));
+  }
+
+  addLane(lane) {
+    if (this.lanes.includes(lane) || this.lanes.length >= kMostLanes) return;
+    this.lanes.push(lane);
+    this.lanes.sort((a, b) => Number(a) - Number(b));
+  }
+
+  // Shows the items of a recording, or the last minute again.
+  show(items) {
+    this.marks = items === null ? this.minute : new Whole(items.filter((item) => item.t !== undefined));
+    this.lanes = [""];
+    for (const mark of this.marks.marks) this.addLane(mark.lane);
+    this.drawn = "";
+    this.canvas.classList.toggle("seeks", items !== null);
+    this.canvas.setAttribute("aria-label", items === null ? "The last minute, a lane for each phone"
+      : `The recording, which took ${spoken(this.marks.to - this.marks.from)}, a lane for each phone`);
+  }
+
+  // Tells which items the table shows.
+  look(first, last) {
+    this.view = first === undefined ? [] : [first.t / 1000, last.t / 1000];
+  }
+
+  draw() {
+    const [from, to] = this.marks.range();
+    if (document.hidden) return;
     const { canvas } = this;
     const scale = window.devicePixelRatio;
-    const width = canvas.parentElement.clientWidth;
+    const width = canvas.parentElement.clientWidth - 2 * parseFloat(
+      getComputedStyle(canvas.parentElement).paddingLeft);
+    const dark = matchMedia("(prefers-color-scheme: dark)").matches;
+    // What would look the same is not drawn again: the time passes in the last minute only.
+    const moves = this.marks === this.minute && this.marks.marks.length > 0;
+    const look = [moves ? to : 0, width, scale, dark, this.lanes, this.marks !== this.minute && this.view].join();
+    if (look === this.drawn) return;
+    this.drawn = look;
     const height = this.lanes.length * kLane + 16;
     canvas.width = width * scale;
     canvas.height = height * scale;
     canvas.style.height = `${height}px`;
-    const style = getComputedStyle(document.documentElement);
-    const colour = (name) => style.getPropertyValue(`--${name}`);
     const pen = canvas.getContext("2d");
     pen.scale(scale, scale);
+    const x = (time) => kLabel + (width - kLabel - 4) * ((time - from) / (to - from));
+    this.paint(pen, x, width, height, [from, to]);
+  }
+
+  paint(pen, x, width, height, [from, to]) {
+    const style = getComputedStyle(document.documentElement);
+    const colour = (name) => style.getPropertyValue(`--${name}`);
     pen.font = "12px system-ui, sans-serif";
     pen.textBaseline = "middle";
+    const live = this.marks === this.minute;
+    if (!live && this.view.length > 0) {
+      pen.fillStyle = colour("soft");
+      pen.fillRect(x(this.view[0]) - 2, 0, Math.max(6, x(this.view[1]) - x(this.view[0]) + 4), height - 16);
+    }
     this.lanes.forEach((lane, i) => {
       const y = i * kLane + kLane / 2;
       pen.fillStyle = colour("quiet");
-      pen.fillText(lane === "" ? "service" : `phone ${lane}`, 0, y);
+      pen.fillText(lane === "" ? "service" : `phone ${lane}`, 0, y, kLabel - 6);
       pen.fillStyle = colour("line");
       pen.fillRect(kLabel, y, width - kLabel, 1);
     });
     pen.fillStyle = colour("quiet");
-    const x = (time) => kLabel + (width - kLabel - 4) * (1 - (now - time) / kMinute);
-    for (let ago = 50; ago >= 10; ago -= 10) {
-      pen.fillText(`${ago} s`, x(now - ago * 1000) - 12, height - 7);
+    pen.textAlign = "center";
+    const steps = width < 600 ? 3 : 6;
+    for (let i = 1; i < steps; ++i) {
+      const time = from + (to - from) * i / steps;
+      pen.fillText(live ? `${spoken(to - time)} ago` : spoken(time - from), x(time), height - 7);
     }
-    const colours = { request: colour("accent"), event: colour("event"), bad: colour("bad") };
-    for (const mark of this.marks) {
+    const colours = { request: colour("accent"), event: colour("event"), bad: colour("bad"),
+      record: colour("quiet"), note: colour("quiet") };
+    for (const mark of this.marks.marks) {
       const y = this.lanes.indexOf(mark.lane) * kLane + kLane / 2;
       if (y < 0) continue;
       pen.fillStyle = colours[mark.kind];
       // Kinds differ by height as well as by colour.
-      if (mark.kind === "event") pen.fillRect(x(mark.at), y - 7, 3, 7);
-      else pen.fillRect(x(mark.at), mark.kind === "bad" ? y - 7 : y, 3, mark.kind === "bad" ? 15 : 8);
+      const [top, size] = { event: [-7, 7], request: [0, 8] }[mark.kind] ?? [-7, 15];
+      pen.fillRect(x(mark.at), y + top, 3, size);
     }
   }
 }

@@ -2,57 +2,26 @@
 // with a hundred thousand of them.
 
 import { byId, make, setText } from "./dom.js";
+import { Filter } from "./log.js";
+import { cells, kColumns, kindOf, told } from "./row.js";
 import { script, scriptLine } from "./script.js";
 
 const kRowHeight = 26;
-const kMost = 200000;
-const kForget = 20000;
-const kColumns = 7;
-
-const two = (number, digits = 2) => String(number).padStart(digits, "0");
-
-function clock(microseconds) {
-  const date = new Date(microseconds / 1000);
-  return `${two(date.getHours())}:${two(date.getMinutes())}:${two(date.getSeconds())}` +
-    `.${two(date.getMilliseconds(), 3)}`;
-}
-
-const pairs = (values) => Object.entries(values).map(([name, value]) =>
-  `${name}=${typeof value === "string" ? value : JSON.stringify(value)}`).join(" ");
-
-function duration(microseconds) {
-  if (microseconds === undefined) return "";
-  return microseconds < 10000 ? `${microseconds} µs` : `${Math.round(microseconds / 1000)} ms`;
-}
-
-// What each column of a row shows.
-function cells(row) {
-  const { item } = row;
-  if (item.note !== undefined) return ["", "", item.note, "", "", "", ""];
-  const at = clock(item.t);
-  const phone = item.accessory === undefined ? "" : String(item.accessory);
-  if (item.command !== undefined) return [at, "", item.event, phone, item.command, "", ""];
-  const answer = pairs(item.answer);
-  return [at, String(item.pid), item.request, phone, pairs(item.arguments), answer, duration(row.took)];
-}
-
-const departs = ({ answer }) => answer !== undefined &&
-  ((answer.result ?? 0) !== 0 || answer.silent || answer.noReply || answer.mistype !== undefined);
 
 export class Table {
-  constructor(grid) {
+  // Shows the rows of a log. Calls `onView` with the first and the last item that can be seen.
+  constructor(grid, log, onView) {
     this.grid = grid;
     this.body = byId("rows");
-    this.rows = [];
+    this.log = log;
+    this.onView = onView;
+    this.filter = new Filter();
     this.shown = [];
-    this.pending = new Map();
     this.waiting = 0;
     this.paused = false;
     this.follows = true;
     this.selected = null;
     this.pool = [];
-    this.words = [];
-    this.kind = "all";
     this.asked = false;
     grid.addEventListener("scroll", () => {
       this.follows = grid.scrollTop + grid.clientHeight > grid.scrollHeight - kRowHeight;
@@ -61,63 +30,55 @@ export class Table {
     grid.addEventListener("keydown", (event) => this.onKey(event));
     new ResizeObserver(() => this.redraw()).observe(grid);
     byId("filter").addEventListener("input", (event) => {
-      this.words = event.target.value.toLowerCase().split(/\s+/).filter((word) => word !== "");
+      this.filter.words = event.target.value.toLowerCase().split(/\s+/).filter((word) => word !== "");
       this.refilter();
     });
     byId("kind").addEventListener("change", (event) => {
-      this.kind = event.target.value;
+      this.filter.kind = event.target.value;
       this.refilter();
     });
     byId("pause").addEventListener("click", () => this.pause(!this.paused));
     byId("copy").addEventListener("click", () => this.copy());
     byId("export").addEventListener("click", () => this.save());
     byId("clear").addEventListener("click", () => {
-      this.rows = [];
-      this.pending.clear();
+      this.log.clear();
+      this.waiting = 0;
       this.refilter();
     });
     this.redraw();
   }
 
-  note(text) {
-    this.put({ note: `— ${text} —` });
+  // Shows another log, from its beginning, or from its end while it grows.
+  show(log, follows) {
+    this.log = log;
+    this.selected = null;
+    this.follows = follows;
+    if (!follows) this.grid.scrollTop = 0;
+    this.pause(false);
   }
 
-  add(item) {
-    if (item.settled === undefined) return this.put(item);
-    const row = this.pending.get(item.settled);
-    if (row === undefined) return undefined;
-    this.pending.delete(item.settled);
-    row.took = item.took;
-    return this.redraw();
-  }
-
-  put(item) {
-    const row = { item };
-    this.rows.push(row);
-    if (item.request !== undefined) this.pending.set(item.n, row);
-    if (this.rows.length > kMost) {
-      for (const old of this.rows.splice(0, kForget)) this.pending.delete(old.item.n);
-      this.refilter();
-    } else if (this.paused) {
-      ++this.waiting;
-    } else if (this.fits(row)) {
-      this.shown.push(row);
-    }
+  // Tells that a log has another row, or that one has changed.
+  added(log, row) {
+    const forgotten = log.forget();
+    if (log !== this.log) return;
+    if (row !== null && this.paused) ++this.waiting;
+    if (forgotten) this.refilter();
+    else if (row !== null && !this.paused && this.filter.fits(row)) this.shown.push(row);
     this.redraw();
   }
 
-  fits(row) {
-    const { item } = row;
-    if (this.kind !== "all" && item.note === undefined && item[this.kind] === undefined) return false;
-    if (this.words.length === 0) return true;
-    row.text ??= cells(row).join(" ").toLowerCase();
-    return this.words.every((word) => row.text.includes(word));
+  // Scrolls to what happened first at this time or later.
+  seek(time) {
+    const index = this.shown.findIndex((row) => row.item.t >= time);
+    if (index < 0) return;
+    this.select(this.shown[index]);
+    this.grid.scrollTop = Math.max(0, (index - 3) * kRowHeight);
   }
 
   refilter() {
-    const until = this.paused ? this.rows.length - this.waiting : this.rows.length;
-    this.shown = this.rows.slice(0, Math.max(0, until)).filter((row) => this.fits(row));
+    const { rows } = this.log;
+    const until = this.paused ? rows.length - this.waiting : rows.length;
+    this.shown = rows.slice(0, Math.max(0, until)).filter((row) => this.filter.fits(row));
     this.redraw();
   }
 
@@ -152,11 +113,13 @@ export class Table {
     this.body.replaceChildren(...this.pool.slice(0, Math.max(0, count)));
     this.pool.slice(0, Math.max(0, count)).forEach((element, i) => this.fill(element, first + i));
     grid.setAttribute("aria-rowcount", shown.length + 1);
+    const seen = shown.slice(first + 1, first + count - 1).filter((row) => row.item.t !== undefined);
+    this.onView(seen[0]?.item, seen[seen.length - 1]?.item);
     const active = this.pool.find((element) => element.row === this.selected && element.isConnected);
     if (active) grid.setAttribute("aria-activedescendant", active.id);
     else grid.removeAttribute("aria-activedescendant");
     setText(byId("count"), `${shown.length.toLocaleString("en")} of ` +
-      `${this.rows.length.toLocaleString("en")} rows` + (this.paused ? ", paused" : "") +
+      `${this.log.rows.length.toLocaleString("en")} rows` + (this.paused ? ", paused" : "") +
       (this.waiting > 0 ? `, ${this.waiting.toLocaleString("en")} waiting` : ""));
   }
 
@@ -167,12 +130,11 @@ export class Table {
     element.style.top = `${index * kRowHeight}px`;
     element.setAttribute("aria-rowindex", index + 2);
     element.setAttribute("aria-selected", row === this.selected);
-    element.className = `row ${row.item.note !== undefined ? "note"
-      : row.item.event !== undefined ? "event" : departs(row.item) ? "departs" : "request"}`;
+    element.className = `row ${kindOf(row.item)}`;
     cells(row).forEach((text, i) => {
       const cell = element.children[i];
       setText(cell, text);
-      cell.title = i === 4 || i === 5 ? text : "";
+      cell.title = i === 4 ? told(row.item) : i === 5 ? text : "";
     });
   }
 
@@ -182,7 +144,8 @@ export class Table {
   }
 
   onKey(event) {
-    const step = { ArrowDown: 1, ArrowUp: -1, PageDown: 10, PageUp: -10 }[event.key];
+    const all = this.shown.length;
+    const step = { ArrowDown: 1, ArrowUp: -1, PageDown: 10, PageUp: -10, Home: -all, End: all }[event.key];
     if (step === undefined) {
       if (event.key === "Enter") this.copy();
       return;
@@ -200,8 +163,8 @@ export class Table {
 
   async copy() {
     const item = this.selected?.item;
-    if (item === undefined || item.note !== undefined) {
-      setText(byId("said"), "Select a row of the table first.");
+    if (item === undefined || scriptLine(item) === null) {
+      setText(byId("said"), "Select the row of a request or an event in the table first.");
       return;
     }
     await navigator.clipboard.writeText(scriptLine(item));
@@ -209,7 +172,7 @@ export class Table {
   }
 
   save() {
-    const items = this.shown.map((row) => row.item).filter((item) => item.note === undefined);
+    const items = this.shown.map((row) => row.item);
     const link = make("a", { download: "mirvo.scenario",
       href: URL.createObjectURL(new Blob([script(items)], { type: "text/plain" })) });
     link.click();
