@@ -41,11 +41,18 @@ const httplib::Headers kHeaders = {
     {"X-Content-Type-Options", "nosniff"},
 };
 
-// The command line of this process, as a shell would take it.
+// The command line of this process, and where its service is, as a shell would take them.
 std::string ownCommand() {
     std::ifstream file("/proc/self/cmdline");
+    std::vector<std::string> words;
+    for (std::string word; std::getline(file, word, '\0');)
+        words.push_back(word);
+    const auto [folder, variable] = accessory::standin::serviceFolder();
+    if (variable != nullptr && std::string_view(variable) == "SERVICE_FRAMEWORK_DIR") {
+        words.insert(words.begin(), {"env", variable + ("=" + folder)});
+    }
     std::string command;
-    for (std::string word; std::getline(file, word, '\0');) {
+    for (const std::string& word : words) {
         const bool plain = word.find_first_not_of(
                                "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUV"
                                "WXYZ0123456789_-./=:,@+") == std::string::npos;

@@ -1,7 +1,7 @@
 // The phones: what each of them would show.
 
 import { make, setText } from "./dom.js";
-import { kActions } from "./row.js";
+import { kActions, two } from "./row.js";
 
 const kUsualWidth = 1280;
 const kUsualHeight = 720;
@@ -143,7 +143,8 @@ class Phone {
       onScreenOrientationChange: () => this.fact("orientation", String(item.orientation)),
       onControlUnavailable: () => this.fact("control", "unavailable"),
       onTimeDateResponse: () => this.fact("time-date",
-        `${item.date1}-${item.date2}-${item.date3} ${item.hour}:${item.minute}:${item.second}`),
+        `${item.date1}-${two(item.date2)}-${two(item.date3)} ` +
+        `${two(item.hour)}:${two(item.minute)}:${two(item.second)}`),
       error: () => this.fact("error", String(item.code)),
     };
     handlers[item.request ?? item.event]?.();

@@ -35,7 +35,7 @@ export class Play {
     const fields = command.arguments.slice(1).map((argument) => make("input",
       { name: argument.name, "aria-label": `${command.name}: ${argument.name}`,
         placeholder: argument.shown, autocomplete: "off", spellcheck: "false",
-        value: now(argument.name), class: argument.kind === "bytes" ? "wide" : "" }));
+        value: now(argument.name) }));
     return make("form", { class: "event-form", onsubmit: (event) => {
       event.preventDefault();
       this.send(command, fields.map((field) => field.value));

@@ -98,7 +98,9 @@ export class Recording {
     // The person has opened another one since, or gone back.
     if (turn !== this.turn) return undefined;
     if (end.error !== undefined) return this.say(`${name}: ${end.error}`);
-    this.say(`Recording ${name}: ${remarks(end, log.rows.length)}`);
+    const { program, process } = log.rows[0].item;
+    const whose = program === undefined ? "" : ` of ${program}, process ${process}`;
+    this.say(`Recording ${name}${whose}: ${remarks(end, log.rows.length)}`);
     return this.onShow(log);
   }
 }

@@ -3,7 +3,7 @@
 export const kColumns = 7;
 export const kActions = { 1: "press", 2: "lift", 3: "move" };
 
-const two = (number, digits = 2) => String(number).padStart(digits, "0");
+export const two = (number, digits = 2) => String(number).padStart(digits, "0");
 
 function clock(microseconds) {
   const date = new Date(microseconds / 1000);

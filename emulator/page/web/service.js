@@ -24,6 +24,7 @@ export function listen(on) {
   let source = null;
   let heard = 0;
   let lives = null;
+  let refused = false; // since enough pages are open
   let position = { run: "", n: 0 };
 
   function tellWhetherItLives(does) {
@@ -33,6 +34,8 @@ export function listen(on) {
   }
 
   function open() {
+    if (source !== null) return;
+    refused = false;
     const query = new URLSearchParams({ run: position.run, after: position.n });
     source = new EventSource(`stream?${query}`);
     const when = (name, handle) => source.addEventListener(name, (event) => {
@@ -54,7 +57,12 @@ export function listen(on) {
     when("full", (most) => {
       source.close();
       source = null;
-      on.full(most, open);
+      refused = true;
+      lives = null;
+      on.full(most, () => {
+        heard = Date.now();
+        open();
+      });
     });
     source.onerror = () => {
       source.close();
@@ -66,6 +74,6 @@ export function listen(on) {
   open();
   heard = Date.now();
   setInterval(() => {
-    if (lives !== false && Date.now() - heard > kBeatsMissing) tellWhetherItLives(false);
+    if (lives !== false && !refused && Date.now() - heard > kBeatsMissing) tellWhetherItLives(false);
   }, 250);
 }

@@ -61,6 +61,10 @@ class Whole {
   }
 }
 
+// Round spans in milliseconds, up to days.
+const kSteps = [1, 10, 100, 1000, 10000].flatMap((unit) => [unit, 2 * unit, 5 * unit]).concat(
+  [60, 120, 300, 600, 1800, 3600, 7200, 21600, 43200, 86400].map((seconds) => seconds * 1000));
+
 // A span of milliseconds in the unit that suits it.
 function spoken(milliseconds) {
   const round = (number) => Number(number.toPrecision(3));
@@ -157,10 +161,10 @@ export class Strip {
     });
     pen.fillStyle = colour("quiet");
     pen.textAlign = "center";
-    const steps = width < 600 ? 3 : 6;
-    for (let i = 1; i < steps; ++i) {
-      const time = from + (to - from) * i / steps;
-      pen.fillText(live ? `${spoken(to - time)} ago` : spoken(time - from), x(time), height - 7);
+    const most = width < 600 ? 3 : 7;
+    const step = kSteps.find((each) => (to - from) / each < most) ?? (to - from) / most;
+    for (let span = step; span < (to - from) * 0.97; span += step) {
+      pen.fillText(live ? `${spoken(span)} ago` : spoken(span), x(live ? to - span : from + span), height - 7);
     }
     const colours = { request: colour("accent"), event: colour("event"), bad: colour("bad"),
       record: colour("quiet"), note: colour("quiet") };

@@ -72,6 +72,9 @@ export class Table {
     const index = this.shown.findIndex((row) => row.item.t >= time);
     if (index < 0) return;
     this.select(this.shown[index]);
+    // The rows need their height first.
+    this.follows = false;
+    this.draw();
     this.grid.scrollTop = Math.max(0, (index - 3) * kRowHeight);
   }
 
