@@ -4,6 +4,7 @@
 #include <unistd.h>
 #include <zrmirvo/ZRMirvoManager.h>
 
+#include <array>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -86,14 +87,18 @@ private:
         return nullptr;
     }
 
-    // Whether the process has the two descriptors of a binding, for requests and for events.
+    // Whether the process has the descriptors of a binding, one for requests and one for events,
+    // and another for the request before it, which may need a new connection.
     bool roomToBind() const {
-        const int one = fcntl(mCore->mQueue.fd(), F_DUPFD_CLOEXEC, 0);
-        const int other = fcntl(mCore->mQueue.fd(), F_DUPFD_CLOEXEC, 0);
-        for (const int fd : {one, other}) {
+        std::array<int, 3> taken{};
+        for (int& fd : taken)
+            fd = fcntl(mCore->mQueue.fd(), F_DUPFD_CLOEXEC, 0);
+        bool room = true;
+        for (const int fd : taken) {
+            room = room && fd >= 0;
             if (fd >= 0) ::close(fd);
         }
-        return one >= 0 && other >= 0;
+        return room;
     }
 
     void end(const Line& line) {

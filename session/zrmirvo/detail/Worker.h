@@ -46,6 +46,7 @@ namespace zrmirvo::detail {
 //   any more, and when the queue of events has overflown. After an overflow SEEKING waits until the
 //   loop has dispatched the loss, since the queue would overflow again. Nobody tries whether a lost
 //   service still answers: the library has let its binding go, so this manager fails for ever.
+// - Pauses grow until a service has been there for the longest of them.
 // - All that it posts to the loop has reserved room. A phone's last event is posted behind its
 //   release, so nothing can follow it, and holds all handlers of the phone.
 // - Closing ends it between two calls; it then releases the manager, and posts nothing.
