@@ -72,21 +72,22 @@ bool Recorder::start() {
     }
     if (!mFile.open(mSettings.path)) return false;
     begin();
-    if (!flush()) return false;
-    // All signals are blocked in this thread. The application's handlers then never run on it, and
-    // a file that reaches the limit of its size gives an error instead of SIGXFSZ.
+    // All signals are blocked in the thread that writes. The application's handlers then never run
+    // on it, and a file that reaches the limit of its size gives an error instead of SIGXFSZ.
     sigset_t all;
     sigset_t before;
     sigfillset(&all);
     pthread_sigmask(SIG_SETMASK, &all, &before);
+    bool started = true;
+    mRecording = true;
     try {
         std::thread([this] { run(); }).detach();
-        mRecording = true;
     } catch (const std::system_error& error) {
         logError("no recording: cannot start a thread: %s", error.what());
+        started = false;
     }
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    if (!mRecording) return false;
+    if (!started) return false;
     theRecorder = this;
     pthread_atfork(nullptr, nullptr, [] {
         theRecorder->mForked = theRecorder->mRecording.exchange(false);
@@ -145,18 +146,17 @@ uint64_t Recorder::addStatus(const Place& place, int32_t status) {
 // Writing.
 
 void Recorder::run() {
-    bool more = true;
-    while (more) {
+    // The head of the file need not wait for what follows.
+    bool good = flush();
+    for (bool more = true; good && more;) {
         {
             AutoMutex lock(mMutex);
             if (!mFinish) mChanged.waitRelative(mMutex, kInterval);
             more = !mFinish;
         }
-        if (!writeAll()) {
-            mRecording = false;
-            more = false;
-        }
+        good = writeAll();
     }
+    mRecording = false;
     AutoMutex lock(mMutex);
     mFinished = true;
     mChanged.broadcast();
