@@ -20,14 +20,14 @@ const char* variable(const char* name) {
     return value == nullptr || *value == '\0' ? nullptr : value;
 }
 
+}  // namespace
+
 std::string withProcess(std::string path) {
     const std::string process = std::to_string(getpid());
     for (size_t place = 0; (place = path.find("%p", place)) != std::string::npos;)
         path.replace(place, 2, process);
     return path;
 }
-
-}  // namespace
 
 std::optional<uint64_t> parseLimit(const std::string& text) {
     const size_t digits = text.find_first_not_of("0123456789");

@@ -17,6 +17,9 @@ struct Settings {
 // variables cannot be understood.
 std::optional<Settings> readSettings();
 
+// Puts the number of this process in the place of %p.
+std::string withProcess(std::string path);
+
 // Reads a number of bytes, or of units with K, M or G behind it. Nothing for less than 64 KiB.
 std::optional<uint64_t> parseLimit(const std::string& text);
 // Reads words with commas between them into a sum of recording::LeftOut.

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "recorder/Settings.h"
+#include "recorder/Watcher.h"
 
 // Runs a program with the recorder loaded before it.
 
@@ -89,8 +90,10 @@ int run(Options& options) {
     for (std::string& word : options.command)
         words.push_back(word.data());
     words.push_back(nullptr);
+    const Watcher watcher(options.output);
     execvp(words[0], words.data());
     const int error = errno;
+    watcher.dismiss();
     return fail(error == ENOENT ? kNoProgram : kCannotRun,
                 "cannot run " + options.command[0] + ": " + std::generic_category().message(error));
 }

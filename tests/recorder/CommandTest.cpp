@@ -46,6 +46,31 @@ TEST_F(CommandTest, itRunsAProgramThatIsRecorded) {
     EXPECT_EQ(record("-o " + file + " sh -c \"exit 9\"").status, 9);
 }
 
+TEST_F(CommandTest, itSaysThatNothingWasRecorded) {
+    Emulator emulator;
+    const LinkOrder order;
+    mFolder.write("old", "");
+    const struct {
+        std::string words;
+        bool says;
+    } kRows[] = {
+        {"-o " + path("old") + " true", true},
+        // Whatever ends the program.
+        {"-o " + path("of-%p") + " sh -c 'kill -9 $$'", true},
+        {"-o " + path("none") + " no-such-program", false},
+        {"-o " + path("old") + " " APPLICATION " keys 3", false},
+    };
+    for (const auto& row : kRows) {
+        // The pipe ends when everybody has spoken.
+        Process process({"sh", "-c", MIRVO_RECORD " " + row.words + " 2>&1 | cat"});
+        process.wait();
+        const std::string said = process.output();
+        EXPECT_EQ(contains(said, " was not written: the program has not bound"), row.says)
+            << row.words << ": " << said;
+        EXPECT_FALSE(contains(said, "%p")) << said;
+    }
+}
+
 TEST_F(CommandTest, itSaysWhatIsWrong) {
     const std::string folder = mFolder.path();
     ASSERT_EQ(symlink("elsewhere", path("link").c_str()), 0);
