@@ -50,9 +50,12 @@ public:
     void add(size_t place) {
         const Timeline::Entry& entry = mTimeline.entries()[place];
         const Record record = mTimeline.record(entry);
+        if (place > 0 && mTimeline.processes().count(place) > 0) {
+            // Another process counts its bindings anew.
+            endAt(place - 1);
+            mLifeOf.clear();
+        }
         switch (entry.kind()) {
-            case FrameKind::kBegin:
-                return begin(place, record);
             case FrameKind::kBound:
                 lifeOf(entry, place);
                 return;
@@ -98,14 +101,6 @@ private:
             mAll.back().first.bindings.insert(entry.header.binding);
         }
         return mAll[known->second];
-    }
-
-    // Another process counts its bindings anew.
-    void begin(size_t place, const Record& record) {
-        Beginning beginning;
-        if (place == 0 || !readBeginning(record, beginning) || beginning.file != 0) return;
-        endAt(place - 1);
-        mLifeOf.clear();
     }
 
     void endAt(size_t place) {

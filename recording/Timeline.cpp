@@ -29,8 +29,10 @@ void Timeline::read(std::istream& file) {
     while (reader.next(record)) {
         Beginning beginning;
         if (readBeginning(record, beginning)) {
-            if (beginning.process != process) open.clear();
-            mSeveralProcesses |= process != 0 && beginning.process != process;
+            if (beginning.process != process || beginning.file == 0) {
+                open.clear();
+                mProcesses.insert(mEntries.size());
+            }
             process = beginning.process;
             mLeftOut |= beginning.leftOut;
         }
@@ -102,7 +104,7 @@ std::string Timeline::whyNotReplayable() const {
     if (!readBeginning(record(mEntries.front()), beginning) || beginning.file != 0) {
         return "its beginning is missing; \"cat FILE.old FILE\" joins what there is of both files";
     }
-    if (mSeveralProcesses) return "there is more than one process in it";
+    if (mProcesses.size() > 1) return "there is more than one process in it";
     if (mLeftOut != 0) return "it was recorded without all contents";
     return {};
 }

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <istream>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -53,6 +54,8 @@ public:
     // Why this recording cannot be replayed: it begins in the middle, contents were left out, or it
     // holds more than one process. Empty when it can.
     std::string whyNotReplayable() const;
+    // The places where the record of another process begins.
+    const std::set<size_t>& processes() const { return mProcesses; }
     // How many records are missing in gaps.
     uint64_t missing() const { return mMissing; }
     bool torn() const { return mTorn; }
@@ -65,7 +68,7 @@ private:
     std::vector<uint8_t> mContents;
     uint64_t mMissing = 0;
     uint16_t mLeftOut = 0;
-    bool mSeveralProcesses = false;
+    std::set<size_t> mProcesses;
     bool mTorn = false;
 };
 
