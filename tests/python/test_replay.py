@@ -77,6 +77,25 @@ def test_plays_the_demo_in_both_directions(bench):
         assert bench.diff("a b") == bench.diff("a c") == ""
 
 
+def test_takes_a_recording_to_another_framework_and_back(bench):
+    # This framework delivers inside a request.
+    other = pathlib.Path(bench.tools.folder).parent / "tests" / "library"
+    if not other.is_dir():
+        pytest.skip("there is no other framework beside these tools")
+    here = bench.tools
+    bench.tools = here.with_environment(LD_LIBRARY_PATH=str(other))
+    assert bench.run("mirvo-record -o a -- other_framework_test").returncode == 0
+    there = bench.run("mirvoctl replay a")
+    bench.tools = here
+    assert there.stdout == "requests=2 otherwise=0 events=1 missed=0 others=0\n", there
+    for line in ("other_framework_test", "mirvoctl replay a"):
+        ended = bench.serve("--replay a --strict", f"mirvo-record -o b -- {line}")
+        assert "otherwise=0 missing=0 events=1" in ended.stdout, ended
+        assert ended.returncode == 0, ended
+    # The application does not wait for the event, but its replay does.
+    assert bench.diff("a b") == ""
+
+
 REFUSED = "sendKeyEvent accessory=7 keyCode=2 flag=true -> result=5\n"
 
 
