@@ -50,7 +50,7 @@ sp<ServiceClient> bindUntil(const GiveUp& giveUp) {
 
 // Binds as a command does that waits for so long.
 sp<ServiceClient> bindFor(std::chrono::milliseconds wait) {
-    if (wait > wait.zero())
+    if (wait > std::chrono::milliseconds::zero())
         bindUntil([until = Clock::now() + wait] { return Clock::now() >= until; });
     sp<ServiceClient> client = bindToService();
     if (client != nullptr) return client;
