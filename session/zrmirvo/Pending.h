@@ -11,8 +11,7 @@
 namespace zrmirvo {
 namespace detail {
 
-// A request with its result, of which there is one, and with what the application wants to be run
-// then.
+// A request, its one result, and the functions that the application has given to then().
 template <typename T>
 class Outcome : public Request, public std::enable_shared_from_this<Outcome<T>> {
 public:
@@ -23,7 +22,8 @@ public:
     void refuse(Status status) override { finish(T(status)); }
 
     void finish(T result) {
-        // Goes after the lock, on the loop's thread: only a session that is closed drops any.
+        // Declared before the lock, so that functions of the application are destroyed without it.
+        // Only a closed session drops any, and it is closed on the loop's thread.
         EventList dropped;
         const std::lock_guard lock(mSession->mLock);
         mResult.emplace(std::move(result));
@@ -38,7 +38,7 @@ public:
 
     template <typename Task>
     void then(Task&& task) {
-        // Declared before the lock, so that it goes after it where the session is closed.
+        // Declared before the lock, so that it is destroyed without it when the session is closed.
         std::unique_ptr<Event> event = std::make_unique<Continuation<std::decay_t<Task>>>(
             this->shared_from_this(), std::forward<Task>(task));
         const std::lock_guard lock(mSession->mLock);
@@ -69,7 +69,7 @@ private:
         template <typename From>
         Continuation(std::shared_ptr<Outcome> outcome, From&& task)
             : mOutcome(std::move(outcome)), mTask(std::forward<From>(task)) {}
-        // The result does not change any more.
+        // No lock is needed, since a result never changes.
         void run() override { mTask(*mOutcome->mResult); }
 
     private:
@@ -85,10 +85,10 @@ private:
 
 }  // namespace detail
 
-// What becomes of a request: ignored, or looked at with then() or get(). T is Status, or a
-// Result for a request that asks for something.
+// A request that has been made, and whose result comes later. You may ignore it, or get the result
+// with then() or get(). T is Status, or a Result for a request that asks for something.
 //
-// Threads: thread-safe. A small value; copies stand for the same request, and outlive phone and
+// Threads: thread-safe. A small value: copies stand for the same request, and may outlive phone and
 // session.
 template <typename T>
 class Pending {
@@ -100,19 +100,19 @@ public:
     // Stands for the other request from here on.
     Pending& operator=(const Pending&) = default;
 
-    // Has `task` run with the result, by dispatch() or run(), once; at the earliest by the next
-    // one. Several tasks run in the order in which they were given. Destroyed on the thread that
-    // dispatches, save for one that is given after the session has gone, which is destroyed at
-    // once.
+    // Sets a function for the result. dispatch() or run() calls it once, as soon as there is a
+    // result, and never inside this call. Several functions run in the order in which they were
+    // given. They are destroyed on the thread that dispatches. A function that is given after the
+    // session was destroyed never runs and is destroyed at once.
     template <typename Task>
     void then(Task&& task) const {
         mOutcome->then(std::forward<Task>(task));
     }
 
-    // Waits for the result, for programs without a loop. Needs no dispatch. Blocks until the
-    // requests before it have ended and this one, too, each of which waits at most for the request
-    // timeout of the library. Inside dispatch() and run() it would hold up what they run: there it
-    // answers with Status::Code::Refused, and the request goes on.
+    // Waits for the result, in programs without a loop. It needs no dispatch. It blocks until this
+    // request and all those before it have ended, each at most for the request timeout of the
+    // library. Inside dispatch() and run() it would block the loop: there it returns
+    // Status::Code::Refused at once, and the request goes on.
     T get() const { return mOutcome->get(); }
 
 private:

@@ -15,15 +15,15 @@
 
 namespace zrmirvo {
 
-// One projected phone, from its attachment to its end; Session::onPhone hands it over. When the
-// same phone comes back it is another Phone.
+// One projected phone, from its attachment until it is gone. Session::onPhone hands it over. When
+// the same phone comes back, it is another Phone.
 //
 // Threads: handlers are set on the thread that dispatches, and run and are destroyed there. All
 // other operations are thread-safe.
 //
-// Ownership: a small value; copies stand for the same phone, also those that its own handlers hold,
-// and may outlive the phone and the session. Then handlers are dropped at once, and requests end
-// with Status::Code::Gone.
+// Ownership: a small value. Copies stand for the same phone, and the phone's own handlers may hold
+// some. They may outlive the phone and the session. After that, a handler that is set is dropped at
+// once, and requests end with Status::Code::Gone.
 //
 // Requests: each returns at once. The session's own thread makes them in the order in which they
 // were asked for.
@@ -44,8 +44,8 @@ public:
     // Whether they stand for different ones.
     friend bool operator!=(const Phone& a, const Phone& b) { return a.mState != b.mState; }
 
-    // Handlers. Each takes the place of the one set before; null sets none. A handler may set
-    // itself anew.
+    // Handlers. Each replaces the one that was set before; null removes it. A handler may replace
+    // itself.
 
     // The running state changed, in the service's numbering.
     void onRunningState(std::function<void(int state)> run) const {
@@ -83,12 +83,12 @@ public:
     void onDeviceResponse(std::function<void()> run) const {
         mState->set(&Handlers::deviceResponse, std::move(run));
     }
-    // The phone has been detached, or its service is lost. Nothing comes after it, and all handlers
-    // of the phone are destroyed behind it. What the service sent for the phone right before may be
-    // missing, since events of phones and of the service come on ways of their own.
+    // The phone has been detached, or its service is lost. No event comes after this one, and all
+    // handlers of the phone are destroyed after it. Events that the service sent right before may
+    // be missing, since events of phones and events of the service come over different connections.
     void onGone(std::function<void()> run) const { mState->set(&Handlers::gone, std::move(run)); }
 
-    // Requests. What is not said here is said at the operation of ZRMirvo that does the same.
+    // Requests. The operation of ZRMirvo that does the same says what is not said here.
 
     // Sends a key.
     Pending<Status> key(KeyCode key, Press press) const {
@@ -97,8 +97,8 @@ public:
     }
 
     // Sends a touch with any number of pointers. `time` and `extra` reach the service unchanged. A
-    // move takes the place of the request that was queued last for this phone, if that is a move of
-    // the same pointers that has not been sent: then both have the status of what was sent.
+    // move replaces the request that was queued last for this phone, if that is a move of the same
+    // pointers and has not been sent yet. Both then end with the status of the one that is sent.
     Pending<Status> touch(ActionCode action, const std::vector<Point>& points,
                           unsigned long long time = 0, int extra = 0) const {
         return detail::submit<Status>(std::make_shared<detail::Touch>(
@@ -186,7 +186,7 @@ private:
             mState->mSession, mState, std::move(call)));
     }
 
-    // One request with the call `call(phone)`, which returns a status.
+    // A request that makes the call `call(phone)`, which returns a status.
     template <typename Call>
     Pending<Status> status(Call call) const {
         return send<Status>(
@@ -195,7 +195,7 @@ private:
             });
     }
 
-    // The same with bytes.
+    // The same for a call that also hands over bytes.
     template <typename Call>
     Pending<Result<Bytes>> bytes(Call call) const {
         return send<Result<Bytes>>(

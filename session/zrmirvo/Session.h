@@ -24,44 +24,44 @@
 
 namespace zrmirvo {
 
-// The projection service as a head unit wants it: events on the application's own thread, requests
-// that return at once, and a service that is found again after it was lost.
+// Connects a head unit with the projection service. Events come on the application's own thread,
+// requests return at once, and after a loss the session finds the service again.
 //
 //     zrmirvo::Session session("3.6");
 //     session.onPhone([](zrmirvo::Phone phone) {
 //         phone.onRunningState([phone](int state) { … });
 //         phone.key(zrmirvo::Key::Back, zrmirvo::Press::Down);
 //     });
-//     session.run();                       // or fd() and dispatch() in a loop of one's own
+//     session.run();                       // or fd() and dispatch() in your own loop
 //
 // There is one session in a process, since there is one manager. A second one does nothing, and its
-// requests end with Status::Code::SecondSession. What a session cannot see is forbidden: nobody
-// else calls ZRMirvoManager::GetInstance while it exists, no other shared object has a session of
-// its own, and no child goes on using it after fork().
+// requests end with Status::Code::SecondSession. Three things are forbidden, which a session cannot
+// notice: calling ZRMirvoManager::GetInstance while a session exists, having a session in another
+// shared object as well, and using it in a child after fork().
 //
-// Threads: handlers are set on the thread that dispatches, run there, and are destroyed there; the
-// session is constructed and destroyed there, too. Requests, Pending and stop() are thread-safe.
-// Nothing but get(), run() and the destructor blocks, and nothing takes a lock of the application:
-// one that a handler takes may be held around every call but dispatch() and run(). All calls of the
-// library are made by a thread of the session's own, which has no signals but those of its own
-// faults.
+// Threads: handlers are set, run and destroyed on the thread that dispatches; the session is
+// constructed and destroyed there, too. Requests, Pending and stop() are thread-safe. Only get(),
+// run() and the destructor block. A lock that a handler takes may be held during every call but
+// dispatch() and run(). A thread of the session makes all calls of the library. It blocks all
+// signals but those of its own faults.
 //
-// Ownership: the application owns the session. Phone and Pending may outlive it. exit() without the
-// destructor is safe.
+// Ownership: the application owns the session. Phone and Pending may outlive it. A process may end
+// with exit() without destroying the session.
 //
-// Recovery: when the service is lost, each phone is told to be gone, and the session looks for the
-// service until it answers, starts it, with the settings, and reports its phones. A startup that
-// the service refuses is repeated likewise. When more events wait than `options` allows, some are
-// missing, and that is treated as a loss of the service, too: the session looks for it again once
-// the loss has been dispatched.
+// Recovery: when the service is lost, onGone is called for each phone. The session then looks for
+// the service until it answers, sends the settings, starts it and reports its phones. It repeats a
+// startup that the service refuses. When more events wait than `options` allows, some are missing.
+// The session then acts as if the service were lost, and looks for it again after the loss has been
+// dispatched.
 class Session {
 public:
-    // How long it waits, and how much it keeps.
+    // How long the session waits, and how much it keeps.
     using Options = SessionOptions;
 
-    // `version` is the version that the application was built for, "3.6". The session begins with
-    // the first call of fd(), dispatch() or run(), or Pending::get(): what is set before is there
-    // from the start. Throws std::system_error when there is no descriptor or no thread to be had.
+    // `version` is the version that the application was built for, such as "3.6". The session
+    // begins its work with the first call of fd(), dispatch(), run() or Pending::get(), so set
+    // handlers before it. Throws std::system_error when the process can have no further descriptor
+    // or thread.
     explicit Session(std::string version, const Options& options = {})
         : mCore(std::make_shared<detail::SessionCore>(
               options, mClaim.first() ? Fate::Open : Fate::SecondSession)),
@@ -71,11 +71,11 @@ public:
         mThread = std::thread([this] { mWorker.run(); });
     }
 
-    // Drops what has not been sent, waits for the one request that is under way, and releases the
-    // manager. Blocks for at most two request timeouts and a binding, and for what the library does
-    // about an error that a phone has just reported, at most one request timeout more. Inside a
-    // handler of its own it is allowed: the dispatch that is under way runs nothing more and
-    // returns.
+    // Drops the requests that have not been sent, waits for the one that is under way, and releases
+    // the manager. Blocks at most for two request timeouts and the time of a binding; when a phone
+    // has just reported an error, at most one request timeout more, for what the library does about
+    // it. A handler may destroy its own session: the dispatch that is under way then runs nothing
+    // more and returns.
     ~Session() {
         if (mThread.joinable()) {
             mCore->close();
@@ -89,23 +89,25 @@ public:
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
 
-    // Is readable while something waits, for poll, epoll and whatever is built on them; it is
-    // level-triggered. Neither read nor close it. Valid as long as the session.
+    // The descriptor for poll, epoll and the loops that are built on them. It is readable while
+    // something waits (level-triggered). Neither read nor close it. It is valid as long as the
+    // session.
     int fd() {
         mCore->begin();
         return mCore->mQueue.fd();
     }
 
-    // Runs the handlers and continuations of what waited when it was called, and returns how many
-    // events that were. Never waits. May be called inside a handler. An exception of a handler
-    // passes through; what waits behind it is run by the next dispatch.
+    // Handles the events that wait at the moment of the call: runs handlers, and the functions
+    // given to Pending::then. Returns how many events it has handled. Never waits. May be called
+    // inside a handler. When a handler throws, dispatch() ends with its exception, and the events
+    // behind it wait for the next dispatch.
     size_t dispatch() {
         const std::shared_ptr<detail::SessionCore> core = mCore;
         core->begin();
         return core->mQueue.dispatch();
     }
 
-    // Dispatches until stop() is called or the session is destroyed, and waits in between.
+    // Dispatches and waits in turn, until stop() is called or the session is destroyed.
     void run() {
         const std::shared_ptr<detail::SessionCore> core = mCore;
         core->begin();
@@ -117,65 +119,68 @@ public:
         }
     }
 
-    // Makes run() return after the handler that is running; the next run(), if there is none.
+    // Makes run() return after the handler that is running. When nothing is in run(), the next
+    // run() returns at once.
     void stop() {
         mCore->mStopped = true;
         mCore->mQueue.postTask([] {});
     }
 
-    // Handlers. Each takes the place of the one set before; null sets none. A handler may set
-    // itself anew.
+    // Handlers. Each replaces the one that was set before; null removes it. A handler may replace
+    // itself.
 
-    // A phone is there: each one, those included that were there before. Its handlers are set here,
-    // so that they miss nothing.
+    // A phone is there. Called for each phone, also for those that were there before the session.
+    // Set the handlers of the phone inside this one, so that they miss nothing.
     void onPhone(std::function<void(Phone phone)> run) {
         using State = std::shared_ptr<detail::PhoneState>;
         std::function<void(const State&)> wrapped;
         if (run) wrapped = [run = std::move(run)](const State& state) { run(Phone(state)); };
         mCore->mHandlers.phone.set(std::move(wrapped));
     }
-    // Whether the service is there: once when that is known, then at each change.
+    // Whether the service is there. Called once when this is known, then at each change.
     void onService(std::function<void(bool there)> run) {
         mCore->mHandlers.service.set(std::move(run));
     }
-    // The version of the application, of the library and of the service do not fit together. That
-    // is final: the session does not look for the service any more, and every request ends with
-    // Status::Code::VersionMismatch. The library asks for the service's version once in a process,
-    // and takes a service that is missing then for 3.6.3: so a session that begins before its
-    // service does not notice that a later one is of another version.
+    // The versions of the application, of the library and of the service do not fit together. This
+    // is final: the session stops looking for the service, and every request ends with
+    // Status::Code::VersionMismatch. The library asks for the service's version once in a process.
+    // When there is no service at that moment, it assumes 3.6.3. A session that begins before its
+    // service therefore does not notice when a later service has another version.
     void onVersionMismatch(std::function<void(const ZRMirvoVersion& versions)> run) {
         mCore->mHandlers.versionMismatch.set(std::move(run));
     }
 
-    // Requests. Each returns at once. What is not said here is said at the operation of
-    // ZRMirvoManager that does the same. One that is not sent within Options::longestWait is not
-    // sent any more.
+    // Requests. Each returns at once. The operation of ZRMirvoManager that does the same says what
+    // is not said here. A request that could not be sent within Options::longestWait is dropped.
 
-    // The settings are kept and sent at each start of the service, these two before `startup`. They
-    // are kept whatever their status, save for Refused because of the text, and QueueFull.
+    // The session keeps settings and sends them at each start of the service, these two before
+    // `startup`. It keeps them whatever their status is, unless this is QueueFull, or Refused
+    // because of the text.
     Pending<Status> configFile(std::string path) {
         return control(Control::What::ConfigFile, std::move(path));
     }
-    // At most 31 characters.
+    // `text` has at most 31 characters.
     Pending<Status> bluetoothConfig(std::string text, int value) {
         return control(Control::What::BluetoothConfig, std::move(text), value);
     }
-    // Kept as well, and sent after `startup`. Done means sent.
+    // Kept, too, but sent after `startup`. Code::Done means that it has been sent.
     Pending<Status> connect(std::string argument) {
         return control(Control::What::Connect, std::move(argument));
     }
-    // The same text as that of connect(), or an empty one, also ends the keeping of that. Done
-    // means sent.
+    // Ends a connection. With the text of a connect(), or with an empty one for all, the session
+    // also forgets that connect(). Code::Done means that the request has been sent.
     Pending<Status> disconnect(std::string argument) {
         return control(Control::What::Disconnect, std::move(argument));
     }
 
-    // Starts the service, with the settings. The session does so by itself, at each recovery again.
+    // Starts the service, with the settings. The session does this by itself, and again at each
+    // recovery.
     Pending<Status> startup() { return control(Control::What::Startup); }
-    // Stops the service until startup(), across recoveries. While it waits, nothing is started.
+    // Stops the service. The session does not start it again, not even after a recovery, before the
+    // application calls startup(). Nothing is started while this request waits.
     Pending<Status> shutdown() { return control(Control::What::Shutdown); }
 
-    // Lists the numbers of the phones, at most ten. onPhone tells of all.
+    // Lists the numbers of the phones, at most ten. onPhone reports all of them.
     Pending<Result<std::vector<unsigned int>>> ids() {
         return ask<std::vector<unsigned int>>([](ZRMirvoManager& manager) {
             std::vector<unsigned int> ids(10);
@@ -205,7 +210,7 @@ private:
     using Fate = detail::SessionCore::Fate;
     using Control = detail::Control;
 
-    // Of the sessions of this process, one at a time is the first.
+    // Marks this session as the first of the process as long as it exists. Later ones are refused.
     class Claim {
     public:
         ~Claim() {
@@ -224,7 +229,7 @@ private:
         const bool mFirst = !taken().exchange(true);
     };
 
-    // Keeps from a thread that is started meanwhile all signals but those of its own faults.
+    // A thread that is started while this exists blocks all signals but those of its own faults.
     class BlockedSignals {
     public:
         BlockedSignals() {

@@ -14,20 +14,20 @@ public:
     enum class Code {
         Done,             ///< the service has done it; for connect and disconnect: it has been sent
         Service,          ///< the service has answered with a code of its own, see value()
-        Failed,           ///< no answer, or one of the wrong class: the log says why
+        Failed,           ///< no answer came, or one of the wrong class: the log says why
         NoService,        ///< there is no service at present
-        Refused,          ///< the session's own check: text() says what is wrong
+        Refused,          ///< the session does not accept the arguments: text() says why
         QueueFull,        ///< too many requests wait already
-        TooLate,          ///< it has waited too long and has not been sent
-        Gone,             ///< the phone, or the session, is gone; it has not been sent
+        TooLate,          ///< the request has waited too long and has not been sent
+        Gone,             ///< the phone or the session is gone; the request has not been sent
         VersionMismatch,  ///< the service is of a version that does not fit
-        SecondSession,    ///< there was a session in this process already
+        SecondSession,    ///< there is another session in this process
     };
 
-    // `why` is a literal.
+    // `why` is a string literal, which is not copied.
     explicit Status(Code code, const char* why = "") : mCode(code), mWhy(why) {}
 
-    // What an operation of the facade has returned.
+    // The status for a result of the facade.
     static Status ofResult(int result) {
         Status status(result == 0 ? Code::Done : result == 1 ? Code::Failed : Code::Service);
         status.mValue = result;
@@ -74,13 +74,13 @@ private:
     const char* mWhy;
 };
 
-// How a request has ended that asks for something, and what it got. Without success the value is
-// empty, except that a service may deliver bytes with a code of its own.
+// How a request that asks for something has ended, and what it got. The value is empty when the
+// request was not successful, except that a service may deliver bytes with a code of its own.
 template <typename T>
 struct Result {
     // Without a value.
     explicit Result(Status how) : status(how) {}
-    // With what came.
+    // With a value.
     Result(Status how, T what) : status(how), value(std::move(what)) {}
 
     // Whether the status is Code::Done.
@@ -88,8 +88,8 @@ struct Result {
     // The text of the status.
     std::string text() const { return status.text(); }
 
-    Status status;  ///< How it has ended.
-    T value{};      ///< What it got.
+    Status status;  ///< How the request has ended.
+    T value{};      ///< What the request got.
 };
 
 }  // namespace zrmirvo

@@ -52,7 +52,7 @@ enum class TouchAction : int {
     PointerUp = 6,
 };
 
-// A touch's action by its name or by any other number, which lifts.
+// The action of a touch, by its name or by its number. Any number without a name lifts.
 class ActionCode {
 public:
     // By its name.
@@ -66,21 +66,23 @@ private:
     int mValue;
 };
 
-// A pointer of a touch, such as a finger, and where it is on the phone's screen.
+// A pointer of a touch, such as a finger, and its place on the phone's screen. The service decides
+// on the unit of `x` and `y`. This project's emulator takes them for pixels of a screen whose width
+// and height are the first two values of displayConfiguration().
 struct Point {
     unsigned int id;  ///< The same from press to lift.
-    unsigned int x;   ///< To the right.
-    unsigned int y;   ///< Down.
+    unsigned int x;   ///< From the left edge to the right.
+    unsigned int y;   ///< From the top edge down.
 };
 
 // A date and time as a phone reports it.
 using TimeDate = ZRMirvoTimeDate;
 
-// Bytes of one's own.
+// Bytes that belong to whoever has the vector.
 using Bytes = std::vector<std::byte>;
 
-// Bytes that belong to somebody else. Those of an event are valid while its handler runs; a Bytes
-// made of them is a copy.
+// Refers to bytes that belong to somebody else. Those of an event are valid while its handler runs;
+// a Bytes that is made of them is a copy.
 class ByteSpan {
 public:
     // `data` may be null when `size` is 0.
@@ -105,22 +107,22 @@ private:
     size_t mSize;
 };
 
-// When a session waits how long, and how much it keeps.
+// How long a session waits, and how much it keeps.
 struct SessionOptions {
     // The first pause between two attempts to reach the service. Each is twice the one before,
     // until a service has been there for `longestPause`.
     std::chrono::milliseconds firstPause{100};
     // The longest such pause.
     std::chrono::milliseconds longestPause{2000};
-    // A request that has not been sent after this time is not sent any more.
+    // A request that could not be sent within this time is dropped.
     std::chrono::milliseconds longestWait{5000};
     // How many requests may wait.
     size_t requests = 256;
     // How many events of phones may wait.
     size_t events = 16384;
-    // How many bytes of those events may wait.
+    // How many bytes of data these events may have together.
     size_t eventBytes = size_t{8} << 20;
-    // Whether a move of a touch takes the place of an unsent one.
+    // Whether a move of a touch replaces one that has not been sent yet.
     bool mergeMoves = true;
 };
 

@@ -12,7 +12,7 @@
 
 namespace zrmirvo::detail {
 
-// A copy of the bytes of an event. Without memory it is not valid.
+// A copy of the bytes of an event. It is not valid when there was no memory for it.
 class Copy {
 public:
     Copy(const unsigned char* data, size_t length) noexcept
@@ -30,9 +30,9 @@ private:
     size_t mLength;
 };
 
-// Hands the events of a `Callback` on to a `Target`, a pointer of some kind to such a callback,
-// which each event holds until it has run. A delivery thread is inside: nothing here waits or
-// throws.
+// Passes the events of a `Callback` on to a `Target`, which is some kind of pointer to such a
+// callback. Each event holds this pointer until it has run. Delivery threads call this class, so
+// nothing in it waits or throws.
 template <typename Callback, typename Target>
 class Adapter : public Callback {
 public:
@@ -46,7 +46,7 @@ protected:
 
     void drop() { mCore->drop(this); }
 
-    // An event found no room.
+    // Called when an event found no room.
     virtual void refused() noexcept {}
 
     template <typename Call>

@@ -6,8 +6,8 @@
 
 namespace zrmirvo::detail {
 
-// A function of the application that is called on the loop's thread, and only set, called and
-// destroyed there. It may replace itself and clear what it belongs to while it runs.
+// A function of the application. It is set, called and destroyed on the loop's thread only. While
+// it runs, it may replace itself and destroy the object that it belongs to.
 template <typename... Arguments>
 class Handler {
 public:

@@ -11,8 +11,7 @@
 
 namespace zrmirvo::detail {
 
-// What the library tells a session, on its delivery threads: of the service as a whole to the
-// session's thread,
+// Receives the manager's events on the library's delivery threads, for the session's thread.
 class ManagerEvents final : public ZRMirvoManagerCallback {
 public:
     explicit ManagerEvents(SessionCore& core) : mCore(core) {}
@@ -29,7 +28,7 @@ private:
     SessionCore& mCore;
 };
 
-// and of one phone to the loop.
+// Receives the events of one phone on the library's delivery threads, for the loop.
 class PhoneEvents final : public PhoneAdapter<std::shared_ptr<PhoneState>> {
 public:
     PhoneEvents(const std::shared_ptr<SessionCore>& core, std::shared_ptr<PhoneState> phone)

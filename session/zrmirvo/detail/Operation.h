@@ -16,7 +16,7 @@
 
 namespace zrmirvo::detail {
 
-// A request that is one call of the library: `call(manager, instance)`, which gives a T.
+// A request that makes one call of the library: `call(manager, instance)`, which returns a T.
 template <typename T, typename Call>
 class Operation final : public Outcome<T> {
 public:
@@ -56,7 +56,7 @@ private:
     std::vector<unsigned int> mNumbers;
 };
 
-// A touch, which may be overtaken by a later one as long as it has not been sent.
+// A touch. As long as it has not been sent, a later move can replace it.
 class Touch final : public Outcome<Status> {
 public:
     Touch(std::shared_ptr<SessionCore> session, std::shared_ptr<PhoneState> phone,
@@ -92,7 +92,8 @@ private:
     TouchNumbers mNumbers;
 };
 
-// What the session's thread does itself, since it has to remember it.
+// A setting, a start or a stop. The session's thread handles these itself, since it has to remember
+// them.
 class Control final : public Outcome<Status> {
 public:
     enum class What { ConfigFile, BluetoothConfig, Connect, Disconnect, Startup, Shutdown };
@@ -105,7 +106,7 @@ public:
     What what() const { return mWhat; }
     const std::string& text() const { return mText; }
 
-    // The call alone.
+    // Makes only the call.
     Status call(ZRMirvoManager& manager) const {
         switch (mWhat) {
             case What::ConfigFile:
@@ -134,7 +135,7 @@ private:
     const int mValue;
 };
 
-// Queues what was made, or ends it when something is wrong with it, which `fault` says.
+// Queues a request, or, when `fault` is not null, ends it at once with this reason.
 template <typename T>
 Pending<T> submit(const std::shared_ptr<Outcome<T>>& made, const char* fault = nullptr) {
     if (fault == nullptr) {

@@ -16,8 +16,8 @@ namespace zrmirvo::detail {
 class Request;
 class SessionCore;
 
-// One phone from its attachment to its end, however many phones have its number before and after.
-// As a callback it is called on the loop's thread.
+// One phone, from its attachment until it is gone. Other phones may have the same number before and
+// after it. As a callback it is called on the loop's thread.
 class PhoneState final : public ZRMirvoCallback {
 public:
     PhoneState(std::shared_ptr<SessionCore> session, unsigned int id)
@@ -60,7 +60,8 @@ public:
         mHandlers.gone();
     }
 
-    // Handlers may hold their own phone, and so keep it for ever, unless they go.
+    // Destroys the handlers. They may hold their own phone, which would otherwise never be
+    // destroyed.
     void clear() {
         mEnded = true;
         const Handlers cleared = std::exchange(mHandlers, {});
@@ -83,7 +84,7 @@ public:
     const unsigned int mId;
 
     // Guarded by the session's lock: the request that was queued last, if it still waits, and
-    // whether no other is taken any more.
+    // whether further requests are refused.
     std::shared_ptr<Request> mLast;
     bool mGone = false;
 
@@ -96,7 +97,8 @@ private:
     Handlers mHandlers;
 };
 
-// The last event of a phone. Wherever it goes, on the loop's thread, the handlers go with it.
+// The last event of a phone. Whether it is run or dropped, the phone's handlers are destroyed with
+// it, on the loop's thread.
 class GoneEvent final : public Event {
 public:
     explicit GoneEvent(std::shared_ptr<PhoneState> phone) : mPhone(std::move(phone)) {}

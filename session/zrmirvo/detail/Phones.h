@@ -16,17 +16,16 @@
 
 namespace zrmirvo::detail {
 
-// The phones that are attached. Belongs to the session's thread, except where something else is
-// said.
+// The phones that are attached. Used on the session's thread, unless a comment says otherwise.
 class Phones {
 public:
     explicit Phones(std::shared_ptr<SessionCore> core) : mCore(std::move(core)) {}
 
-    // A phone is there. bind() tells the application of it.
+    // A phone is there. bind() will report it to the application.
     void attach(unsigned int id) { mLines[id]; }
 
-    // Obtains the instances that there are not yet, and tells of the phones. False when one is not
-    // to be had.
+    // Gets the instances that are missing, and reports their phones. False when the library gives
+    // none for a phone.
     bool bind(ZRMirvoManager& manager) {
         bool bound = true;
         for (auto& [id, line] : mLines) {
@@ -63,7 +62,7 @@ public:
         }
     }
 
-    // Once the session's thread has ended, on the loop's: what the handlers hold goes.
+    // Destroys the handlers. Called on the loop's thread after the session's thread has ended.
     void clear() {
         for (const auto& entry : std::exchange(mLines, {})) {
             if (entry.second.phone != nullptr) entry.second.phone->clear();
@@ -71,14 +70,14 @@ public:
     }
 
 private:
-    // A phone that is attached. Without an instance it has not been told to the application.
+    // A phone that is attached. As long as it has no instance, the application does not know it.
     struct Line {
         std::shared_ptr<PhoneState> phone;
         std::unique_ptr<PhoneEvents> events;
     };
 
-    // Without the descriptors of a binding the library gives an instance all the same, which never
-    // works and never says so.
+    // When the process has no descriptors for a binding, the library gives an instance
+    // nevertheless. It never works, and nothing shows this.
     ZRMirvo* obtain(ZRMirvoManager& manager, unsigned int id) const {
         const bool works = roomToBind();
         ZRMirvo* instance = manager.GetMirvoInstance(id);

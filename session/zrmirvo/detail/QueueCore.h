@@ -32,7 +32,7 @@ struct Missing {
     }
 };
 
-// Something that waits to be run on the loop's thread: one piece of memory with all that it needs.
+// Something that waits to be run on the loop's thread. One allocation holds all that it needs.
 class Event {
 public:
     Event() = default;
@@ -50,9 +50,9 @@ private:
     const void* mOwner = nullptr;
     size_t mBytes = 0;
     uint64_t mNumber = 0;
-    // After this one and before the next.
+    // The events that were refused between this one and the next.
     Missing mMissing;
-    // Whether it takes of the room that is bounded.
+    // Whether it counts towards the bounds.
     bool mBounded = false;
 };
 
@@ -114,7 +114,7 @@ private:
     Event* mLast = nullptr;
 };
 
-// What EventQueue is made of. Shared, so that a dispatch that is under way survives its queue.
+// The core of an EventQueue. It is shared, so that a dispatch that is under way survives its queue.
 class QueueCore {
 public:
     QueueCore(size_t maxEvents, size_t maxBytes)
@@ -127,8 +127,9 @@ public:
 
     int fd() const { return mFd; }
 
-    // Adds an event that drop(owner) finds. False when there is no room for it, or when it is null
-    // since there was no memory; that is counted. False, too, once the queue is closed.
+    // Adds an event, which drop(owner) can remove. When there is no room for it, or when it is null
+    // because there was no memory, the event is counted as refused, and the result is false. Also
+    // false when the queue is closed.
     bool postBounded(std::unique_ptr<Event> event, const void* owner, size_t bytes) noexcept {
         const std::lock_guard lock(mLock);
         if (mClosed) return false;
@@ -149,7 +150,7 @@ public:
         return posted;
     }
 
-    // Adds an event for which there always is room.
+    // Adds an event to which the bounds do not apply.
     void postEvent(std::unique_ptr<Event> event) noexcept {
         const std::lock_guard lock(mLock);
         if (mClosed) return;
@@ -170,7 +171,7 @@ public:
         return mClosed;
     }
 
-    // Runs what waited when it was called; how many that were.
+    // Runs the events that wait at the moment of the call. Returns how many it has run.
     size_t dispatch() {
         uint64_t last;
         {
@@ -183,9 +184,9 @@ public:
         return count;
     }
 
-    // Runs the next event, or tells of those that are missing in its place. False when there is
-    // none that was posted before the one after `last`. An exception passes through; the event that
-    // has thrown it has been run.
+    // Runs the next event up to the one with the number `last`, or reports those that are missing
+    // in its place. False when there is none. An exception passes through, and the event that has
+    // thrown it counts as run.
     bool dispatchOne(uint64_t last = UINT64_MAX) {
         const Dispatching dispatching(mDispatcher);
         std::unique_ptr<Event> event;
@@ -212,7 +213,7 @@ public:
         return true;
     }
 
-    // Forgets what waits for `owner`.
+    // Destroys the events that wait for `owner`.
     void drop(const void* owner) {
         EventList dropped;
         const std::lock_guard lock(mLock);
@@ -230,7 +231,7 @@ public:
         signal();
     }
 
-    // Forgets everything, for good. On the loop's thread.
+    // Destroys all events and accepts no further ones. On the loop's thread.
     void close() {
         const Handler<size_t> tell = std::exchange(mOnOverflow, {});
         EventList dropped;
@@ -262,38 +263,38 @@ private:
         const std::thread::id mBefore;
     };
 
-    // The rest is called with the lock.
+    // The operations below are called with the lock held.
 
     void push(std::unique_ptr<Event> event) noexcept {
         event->mNumber = mPosted;
         mWaiting.push(std::move(event));
     }
 
-    // Gives back the room of an event that no longer waits.
+    // An event no longer waits: its room is free again.
     void settle(const Event& event) {
         if (event.mBounded) --mEvents;
         mBytes -= event.mBytes;
     }
 
-    // What is missing behind all that waits.
+    // The events that are missing behind the last one that waits.
     Missing& missingAtEnd() {
         return mWaiting.last() == nullptr ? mMissing : mWaiting.last()->mMissing;
     }
 
-    // Makes the descriptor say whether something waits.
+    // Makes the descriptor readable if, and only if, something waits.
     void signal() noexcept {
         const bool waiting = mMissing.count > 0 || mWaiting.first() != nullptr;
         if (waiting == mSignalled) return;
         mSignalled = waiting;
         eventfd_t value = 1;
-        // Neither can fail: the counter goes from 0 to 1 and back.
+        // Neither of them can fail, since the counter only changes between 0 and 1.
         static_cast<void>(waiting ? eventfd_write(mFd, value) : eventfd_read(mFd, &value));
     }
 
     const size_t mMaxEvents;
     const size_t mMaxBytes;
     const int mFd;
-    // Belongs to the loop's thread.
+    // Used on the loop's thread only.
     Handler<size_t> mOnOverflow;
     std::atomic<std::thread::id> mDispatcher{};
 
@@ -305,7 +306,7 @@ private:
     size_t mEvents = 0;
     size_t mBytes = 0;
     uint64_t mPosted = 0;
-    // Before the first that waits.
+    // The events that are missing before the first one that waits.
     Missing mMissing;
 };
 

@@ -21,7 +21,7 @@ namespace zrmirvo::detail {
 
 using Clock = std::chrono::steady_clock;
 
-// The time after `pause`, which may be as long as can be said.
+// The time after `pause`. A pause may be so long that its end cannot be represented.
 inline Clock::time_point after(std::chrono::milliseconds pause) {
     using std::chrono::milliseconds;
     const Clock::time_point now = Clock::now();
@@ -32,10 +32,10 @@ inline Clock::time_point after(std::chrono::milliseconds pause) {
 class Control;
 class Touch;
 
-// Something that the session's thread is to do, and that ends once.
+// Something that the session's thread has to do. It ends exactly once.
 class Request {
 public:
-    // For a phone, or, with null, for the manager.
+    // With null, the request is for the manager.
     explicit Request(std::shared_ptr<PhoneState> phone = nullptr) : mPhone(std::move(phone)) {}
     virtual ~Request() = default;
     Request(const Request&) = delete;
@@ -45,17 +45,17 @@ public:
     virtual void perform(ZRMirvoManager& manager, ZRMirvo* instance) = 0;
     // Ends it without a call.
     virtual void refuse(Status status) = 0;
-    // What the session's thread does itself, or null.
+    // This request as a Control; null when it is none.
     virtual Control* control() { return nullptr; }
-    // As a touch, or null.
+    // This request as a Touch; null when it is none.
     virtual Touch* touch() { return nullptr; }
-    // Whether `later` is a newer state of the same thing, which this one has taken over. With the
-    // lock.
+    // True when this request has taken over the newer state in `later`, which then need not be
+    // queued. Called with the lock held.
     virtual bool takeOver(Request& /*later*/) { return false; }
 
     PhoneState* phone() const { return mPhone.get(); }
 
-    // When it is too late to send it. Guarded by the lock.
+    // The latest time to send it. Guarded by the lock.
     Clock::time_point mLatest{};
 
 private:
@@ -68,12 +68,13 @@ struct Change {
     bool attached;
 };
 
-// What an application's threads, the library's and the session's own share. The lock is never held
-// while anything of the application runs or is destroyed, nor during a call of the library.
+// The state that the threads of the application, of the library and of the session share. The lock
+// is never held while functions of the application run or are destroyed, nor during a call of the
+// library.
 class SessionCore {
 public:
     enum class Fate { Open, SecondSession, VersionMismatch, Closed };
-    // Of the service itself, and of events, which is treated alike.
+    // The service was lost, or events were, which has the same consequences.
     enum class Loss { None, Service, Overflow };
 
     SessionCore(const SessionOptions& options, Fate fate)
@@ -81,7 +82,7 @@ public:
         mChanges.reserve(kMaxChanges);
     }
 
-    // The application is ready: the session's thread may go to work.
+    // The application is ready, so the session's thread may begin its work.
     void begin() {
         if (mBegun.load(std::memory_order_acquire)) return;
         const std::lock_guard lock(mLock);
@@ -89,8 +90,8 @@ public:
         mWake.notify_one();
     }
 
-    // Puts a request at the end of the queue, or merges it into the last one of its phone, or ends
-    // it. The request that it has become.
+    // Puts a request at the end of the queue, merges it into the last one of its phone, or ends it.
+    // Returns the request that will be sent.
     std::shared_ptr<Request> enqueue(std::shared_ptr<Request> request) {
         const Clock::time_point latest = after(mOptions.longestWait);
         std::unique_lock lock(mLock);
@@ -123,7 +124,7 @@ public:
         return request;
     }
 
-    // From here on every request ends with what `fate` means, those that wait as well.
+    // From now on every request ends with the status for `fate`, also those that wait.
     void end(Fate fate) {
         std::vector<std::shared_ptr<Request>> waiting;
         std::unique_lock lock(mLock);
@@ -136,20 +137,20 @@ public:
             request->refuse(status);
     }
 
-    // The session's thread has to end.
+    // Makes the session's thread end.
     void close() {
         const std::lock_guard lock(mLock);
         mClosing = true;
         mWake.notify_one();
     }
 
-    // Whether nothing has come up that has to be done before anything else.
+    // False when a loss or a close has to be handled before anything else.
     bool undisturbed() {
         const std::lock_guard lock(mLock);
         return !mClosing && mLoss == Loss::None;
     }
 
-    // The loop has caught up.
+    // The loop has dispatched the loss, so the session may look for the service again.
     void resume() {
         const std::lock_guard lock(mLock);
         mResumed = true;
@@ -182,14 +183,14 @@ public:
 
     const SessionOptions mOptions;
     QueueCore mQueue;
-    // Belong to the loop's thread.
+    // Used on the loop's thread only.
     Handlers mHandlers;
     std::atomic<bool> mStopped{false};
 
     std::mutex mLock;
-    // The session's thread has something to do.
+    // Signals that the session's thread has something to do.
     std::condition_variable mWake;
-    // A request has ended.
+    // Signals that a request has ended.
     std::condition_variable mEnded;
     std::atomic<bool> mBegun{false};
 

@@ -15,7 +15,7 @@
 
 namespace zrmirvo::detail {
 
-// What the application has set, and what is sent again at each start of the service. Belongs to the
+// What the application has set, and what is sent again at each start of the service. Used on the
 // session's thread.
 class Settings {
 public:
@@ -26,7 +26,7 @@ public:
 
     void keep(const std::shared_ptr<Control>& setting) { mKept[setting->what()] = setting; }
 
-    // Takes the settings that wait in front of all other requests, so that the start sends them.
+    // Takes the settings that wait at the front of the queue, so that the start sends them.
     void absorb() {
         const std::lock_guard lock(mCore.mLock);
         while (!mCore.mRequests.empty()) {
@@ -37,7 +37,7 @@ public:
         }
     }
 
-    // Sends a setting that is kept. Those that were absorbed end with its status.
+    // Sends a kept setting. Settings of this kind that were absorbed end with its status.
     void send(Control::What what, ZRMirvoManager& manager) {
         const auto kept = mKept.find(what);
         if (kept == mKept.end() || !mCore.undisturbed()) return;
@@ -55,7 +55,8 @@ public:
             setting->refuse(Status(Status::Code::Refused, kKept));
     }
 
-    // What has been disconnected is not connected again. The empty text stands for everything.
+    // Forgets what has been disconnected, so that it is not connected again. The empty text stands
+    // for everything.
     void forget(const std::string& disconnected) {
         const auto kept = mKept.find(Control::What::Connect);
         if (kept == mKept.end()) return;
