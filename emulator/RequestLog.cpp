@@ -54,7 +54,7 @@ void RequestLog::settled(uint64_t number, const Request& request) {
     if (kept != mKept.end()) kept->second.settled = true;
 }
 
-void RequestLog::forget(std::map<uint64_t, Kept>::iterator kept) {
+void RequestLog::forget(ByNumber::iterator kept) {
     mBytes -= variableBytes(*kept->second.item);
     mKept.erase(kept);
 }
@@ -108,7 +108,32 @@ RequestLog::Found RequestLog::find(const Pattern& pattern) const {
 void RequestLog::take(const Kept& kept) {
     const auto found = std::find_if(mKept.begin(), mKept.end(),
                                     [&](const auto& each) { return &each.second == &kept; });
-    if (found != mKept.end()) forget(found);
+    if (found == mKept.end()) return;
+    mTaken.insert(*found);
+    mTakenBytes += variableBytes(*found->second.item);
+    forget(found);
+    while (mTaken.size() > kMaxTaken || mTakenBytes > kMaxTakenBytes) {
+        mTakenBytes -= variableBytes(*mTaken.begin()->second.item);
+        mTaken.erase(mTaken.begin());
+    }
+}
+
+std::string RequestLog::last(std::optional<uint32_t> accessory) const {
+    std::map<uint64_t, const Kept*> all;
+    for (const ByNumber* some : {&mKept, &mTaken}) {
+        size_t found = 0;
+        for (auto kept = some->rbegin(); kept != some->rend() && found < kListed; ++kept) {
+            if (accessory && kept->second.request.accessory != accessory) continue;
+            all[kept->first] = &kept->second;
+            ++found;
+        }
+    }
+    while (all.size() > kListed)
+        all.erase(all.begin());
+    std::string line;
+    for (const auto& [number, kept] : all)
+        line += (line.empty() ? "" : ", ") + describe(*kept);
+    return line;
 }
 
 std::string RequestLog::left() const {

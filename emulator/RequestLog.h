@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <list>
 #include <map>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -33,6 +34,9 @@ public:
     // go first.
     static constexpr size_t kMaxKept = 10'000;
     static constexpr size_t kMaxBytes = 32u << 20;
+    // What is remembered of requests that were taken, to tell what came before a failure.
+    static constexpr size_t kMaxTaken = 200;
+    static constexpr size_t kMaxTakenBytes = 1u << 20;
     // The accessories whose requests are counted each for itself: those that asked last.
     static constexpr size_t kMaxAccessories = 1'000;
 
@@ -48,6 +52,7 @@ public:
 
     // Has requests kept from now on.
     void keep() { mKeeping = true; }
+    bool keeps() const { return mKeeping; }
 
     // Notes a request that has come. The answer is its number.
     uint64_t arrived(const Request& request, const accessory::sp<accessory::ServiceItem>& item);
@@ -68,6 +73,9 @@ public:
     Found find(const Pattern& pattern) const;
     // From now on find() does not find it.
     void take(const Kept& kept);
+    // The last requests of an accessory, or of all without one, in the order in which they came,
+    // taken or not, shown in one line. Empty when there are none.
+    std::string last(std::optional<uint32_t> accessory) const;
 
     // One request, shown in a line that is not too long.
     static std::string describe(const Kept& kept);
@@ -77,7 +85,9 @@ public:
 private:
     using Counts = std::array<std::array<uint32_t, 2>, kOperationCount>;
 
-    void forget(std::map<uint64_t, Kept>::iterator kept);
+    using ByNumber = std::map<uint64_t, Kept>;
+
+    void forget(ByNumber::iterator kept);
     void note(const Request& request, Moment moment);
     uint32_t& counter(const Target& target, Moment moment);
     Counts& countsOf(uint32_t accessory);
@@ -88,8 +98,10 @@ private:
 
     bool mKeeping = false;
     uint64_t mNumber = 0;
-    std::map<uint64_t, Kept> mKept;
+    ByNumber mKept;
     size_t mBytes = 0;
+    ByNumber mTaken;
+    size_t mTakenBytes = 0;
     size_t mForgotten = 0;
 };
 
