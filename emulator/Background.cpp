@@ -40,7 +40,8 @@ std::string withReason(const std::string& what) {
 
 }  // namespace
 
-std::string redirectOutput(const std::string& file) {
+std::string redirectOutput(const std::string& file, int* before) {
+    if (before != nullptr) *before = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0);
     const int fd = open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
     if (fd < 0 || dup2(fd, STDOUT_FILENO) < 0) return withReason("cannot write " + file);
     close(fd);
@@ -65,12 +66,12 @@ std::string Background::enter() {
     return {};
 }
 
-void Background::ready(bool outputHasFile) {
+void Background::ready(bool outputHasFile, bool errorsToo) {
     if (mStarter < 0) return;
     // Whoever reads what the starter prints would otherwise wait for this process, too. Nothing was
     // read from standard input, which leads to nobody.
     if (!outputHasFile) dup2(STDIN_FILENO, STDOUT_FILENO);
-    dup2(STDOUT_FILENO, STDERR_FILENO);
+    dup2(errorsToo ? STDOUT_FILENO : STDIN_FILENO, STDERR_FILENO);
     const int starter = std::exchange(mStarter, -1);
     // Nobody has to wait for it.
     static_cast<void>(write(starter, "", 1) == 1);

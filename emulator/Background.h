@@ -4,9 +4,9 @@
 
 namespace emulator {
 
-// Has standard output go to a file, which is made or emptied. Answers the reason when that cannot
-// be, otherwise nothing.
-std::string redirectOutput(const std::string& file);
+// Has standard output go to a file, which is made or emptied. `before`, if not null, gets a
+// descriptor of where it went. Answers the reason when that cannot be, otherwise nothing.
+std::string redirectOutput(const std::string& file, int* before);
 
 // The process that goes on in the background while the one that was started waits until the service
 // can be found. Before anything starts a thread.
@@ -17,9 +17,9 @@ public:
     // could not serve. Answers the reason when there is no background, otherwise nothing.
     std::string enter();
     // The service can be found. From now on nothing is left of the terminal: standard output goes
-    // to nobody, unless it goes to a file of its own, and standard error goes the same way. Does
-    // nothing in the foreground.
-    void ready(bool outputHasFile);
+    // to nobody, unless it goes to a file of its own. So does standard error, or with `errorsToo`
+    // to the same file. Does nothing in the foreground.
+    void ready(bool outputHasFile, bool errorsToo);
 
 private:
     int mStarter = -1;

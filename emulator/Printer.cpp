@@ -1,5 +1,6 @@
 #include "emulator/Printer.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -26,6 +27,20 @@ Printer::Printer(tool::StandardOutput& output, const Options& options)
 
 void Printer::put(const std::string& line) {
     mLines.put(mOptions.timestamps ? tool::Clock::prefix(mClock.milliseconds()) + line : line);
+}
+
+void Printer::complain(const std::string& sentence) {
+    if (mOptions.json || !mOptions.errorsToo) {
+        fprintf(stderr, "%s\n", sentence.c_str());
+        return;
+    }
+    // In the background standard error is the same file, in which everything is to be in order.
+    struct stat output = {};
+    struct stat errors = {};
+    const bool same = fstat(STDOUT_FILENO, &output) == 0 && fstat(STDERR_FILENO, &errors) == 0 &&
+                      output.st_dev == errors.st_dev && output.st_ino == errors.st_ino;
+    if (!same) fprintf(stderr, "%s\n", sentence.c_str());
+    put(sentence);
 }
 
 void Printer::put(const Json& fields) {
@@ -62,7 +77,15 @@ void Printer::outcome(const Outcome& outcome) {
     }
     if (good) return;
     const std::string place = outcome.place.empty() ? "mirvo-emulator" : outcome.place;
-    fprintf(stderr, "%s: %s\n", place.c_str(), outcome.error.c_str());
+    complain(place + ": " + outcome.error);
+}
+
+int Printer::refuse(int exit, const std::string& error) {
+    Outcome refusal;
+    refusal.error = error;
+    refusal.exit = exit;
+    outcome(refusal);
+    return exit;
 }
 
 void Printer::request(const Request& request, accessory::ServiceItem& item, const Asker& asker,
@@ -125,8 +148,8 @@ void Printer::replay(const Json& summary) {
 
 void Printer::end(int exit, size_t notTaken) {
     if (notTaken > 0) {
-        fprintf(stderr, "mirvo-emulator: %zu notifications were not taken by their clients\n",
-                notTaken);
+        complain("mirvo-emulator: " + std::to_string(notTaken) +
+                 " notifications were not taken by their clients");
     }
     if (!mOptions.json) return;
     put({{"end", true}, {"exit", exit}, {"notTaken", notTaken}});

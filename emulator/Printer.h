@@ -46,6 +46,8 @@ public:
         bool quiet = false;
         bool timestamps = false;
         bool clients = false;
+        // Standard output goes to a file that is to have the errors as well.
+        bool errorsToo = false;
     };
 
     Printer(tool::StandardOutput& output, const Options& options);
@@ -54,6 +56,8 @@ public:
     void ready(const std::string& service, const std::string& directory);
     void page(const std::string& address);
     void outcome(const Outcome& outcome);
+    // Says why the emulator ends before its time. Answers `exit`.
+    int refuse(int exit, const std::string& error);
 
     void request(const Request& request, accessory::ServiceItem& item, const Asker& asker,
                  const Reply& reply, const Rule& rule);
@@ -69,6 +73,8 @@ public:
 
 private:
     void put(const std::string& line);
+    // Says on standard error what has gone wrong.
+    void complain(const std::string& sentence);
     // Adds the time as the first field.
     void put(const Json& fields);
     std::string dropped(size_t count) const;

@@ -23,8 +23,22 @@ private:
     const steady_clock::time_point mStart = steady_clock::now();
 };
 
-std::string orNothing(const std::string& left) {
-    return left.empty() ? "no other request has come" : "these requests have come: " + left;
+// What the accessory has asked before the failure, or all clients where the target names none.
+std::string lastRequests(Run& run, const Target& target) {
+    std::string last;
+    std::string whose =
+        target.accessory ? " of accessory " + std::to_string(*target.accessory) : "";
+    bool known = false;
+    run.service.look([&](RequestLog& log) {
+        known = log.keeps();
+        last = log.last(target.accessory);
+        if (!last.empty() || whose.empty()) return;
+        last = log.last({});
+        whose = ", none of accessory " + std::to_string(*target.accessory);
+    });
+    if (!known) return {};
+    if (last.empty()) return "; no request has come at all";
+    return "; the last requests" + whose + ": " + last;
 }
 
 }  // namespace
@@ -44,7 +58,8 @@ Action waitFor(const Parsed& parsed) {
         };
         if (run.script.waitForRequests(counted, within) || run.over()) return;
         run.fail("waited for " + target.name() + ", which came " + std::to_string(seen) +
-                 " times instead of " + std::to_string(count) + " within " + watch.passed());
+                 " times instead of " + std::to_string(count) + " within " + watch.passed() +
+                 lastRequests(run, target) + run.script.programFate());
     };
 }
 
@@ -68,14 +83,15 @@ Action expect(const Parsed& parsed) {
             } else if (found.other != nullptr) {
                 instead = RequestLog::describe(*found.other) + " came instead";
             } else {
-                instead = orNothing(log.left());
+                instead = "it has not come";
                 return false;
             }
             return true;
         };
-        run.script.waitForRequests(matched, within);
+        const bool decided = run.script.waitForRequests(matched, within);
         if (met || run.over()) return;
-        run.fail("expected " + pattern.shown() + ", but after " + watch.passed() + " " + instead);
+        run.fail("expected " + pattern.shown() + ", but after " + watch.passed() + " " + instead +
+                 lastRequests(run, pattern.target) + (decided ? "" : run.script.programFate()));
     };
 }
 
@@ -91,7 +107,7 @@ Action expectNo(const Parsed& parsed) {
         };
         if (!run.script.waitForRequests(matched, within) || run.over()) return;
         run.fail("expected no " + pattern.target.name() + ", but after " + watch.passed() + " " +
-                 came + " had come");
+                 came + " had come" + lastRequests(run, pattern.target));
     };
 }
 

@@ -8,6 +8,13 @@ namespace emulator {
 
 using std::chrono::steady_clock;
 
+namespace {
+
+// How often it is looked whether clients are left whose program has ended.
+constexpr Script::Milliseconds kLook(500);
+
+}  // namespace
+
 void Script::limit(Milliseconds limit) {
     mLimit = steady_clock::now() + limit;
     mLimitLength = limit;
@@ -21,9 +28,16 @@ void Script::run(const Step& step) {
     mStep = nullptr;
 }
 
-bool Script::waitUntil(const std::function<bool()>& done) {
-    mWaker.waitUntil([&] { return mQuit || done(); }, mLimit);
-    return !over();
+void Script::waitUntil(const std::function<bool()>& done, std::optional<Time> until) {
+    mWaker.waitUntil([&] { return mQuit || done(); }, until);
+}
+
+// A program may have started others and ended, so it is only its end and no client that count.
+bool Script::abandoned() const {
+    if (mProgram == nullptr) return false;
+    const auto ended = mProgram->endedAt();
+    return ended && steady_clock::now() >= *ended + Application::kPatience &&
+           service.connections().empty();
 }
 
 bool Script::waitForRequests(const std::function<bool(RequestLog&)>& done,
@@ -34,13 +48,24 @@ bool Script::waitForRequests(const std::function<bool(RequestLog&)>& done,
         until = until ? std::min(*until, own) : own;
     }
     bool met = false;
+    const auto settled = [&] {
+        service.look([&](RequestLog& log) { met = done(log); });
+        return met || mQuit;
+    };
     service.watch(true);
-    mWaker.waitUntil(
-        [&] {
-            service.look([&](RequestLog& log) { met = done(log); });
-            return met || mQuit;
-        },
-        until);
+    for (;;) {
+        const auto ended = mProgram == nullptr ? std::nullopt : mProgram->endedAt();
+        std::optional<Time> pause = until;
+        if (ended) {
+            const Time look =
+                std::max(*ended + Application::kPatience, steady_clock::now() + kLook);
+            pause = until ? std::min(*until, look) : look;
+        }
+        const auto news = [&] { return mProgram != nullptr && mProgram->endedAt() != ended; };
+        mWaker.waitUntil([&] { return settled() || news(); }, pause);
+        const bool late = until && steady_clock::now() >= *until;
+        if (met || mQuit || mWaker.interrupted() || late || abandoned()) break;
+    }
     service.watch(false);
     return met;
 }
@@ -61,6 +86,8 @@ void Script::fail(const std::string& why) {
     }
     outcome.error = why;
     outcome.exit = kNotMet;
+    // A reason that is dropped with other lines would be the one that is looked for.
+    printer.lines().waitForRoom([this] { return mWaker.interrupted(); });
     printer.outcome(outcome);
 }
 
@@ -73,8 +100,17 @@ bool Script::over() {
     if (mQuit || mFailed) return true;
     if (mWaker.interrupted()) return true;
     if (!late()) return false;
-    fail("the script is not over after " + std::to_string(mLimitLength.count()) + " ms");
+    fail("the script is not over " + limitPassed() + programFate());
     return true;
+}
+
+std::string Script::programFate() const {
+    const std::string fate = mProgram == nullptr ? "" : mProgram->fate();
+    return fate.empty() ? fate : "; " + fate;
+}
+
+std::string Script::limitPassed() const {
+    return "after " + std::to_string(mLimitLength.count()) + " ms";
 }
 
 void Run::all(const std::vector<Step>& steps) {

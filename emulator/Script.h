@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "emulator/Application.h"
 #include "emulator/Printer.h"
 #include "emulator/Service.h"
 #include "tool/Waker.h"
@@ -48,17 +49,21 @@ public:
     void unlimit() { mLimit.reset(); }
     std::optional<Time> deadline() const { return mLimit; }
     void run(const Step& step);
-    // Waits until `done`. False when the script is over before that.
-    bool waitUntil(const std::function<bool()>& done);
+    // Waits until `done`, `until` or the end of the emulator.
+    void waitUntil(const std::function<bool()>& done, std::optional<Time> until = std::nullopt);
 
     // Waits until `done` with the requests that have come, at most for `within` if given. False
-    // when the time is up first; also when the script is over, so ask for that.
+    // when the time is up first, or when nobody is left who could send a request; also when the
+    // script is over, so ask for that.
     bool waitForRequests(const std::function<bool(RequestLog&)>& done,
                          std::optional<Milliseconds> within);
     void pause(Milliseconds milliseconds);
 
     // Ends the script, since the clients have not done what they should, and says so.
     void fail(const std::string& why);
+    // From now on the program is the one whose requests are waited for. It outlives the script's
+    // commands.
+    void follow(Application& program) { mProgram = &program; }
     // Ends the emulator. From any thread.
     void quit();
 
@@ -66,6 +71,10 @@ public:
     bool over();
     // Whether the limit has passed.
     bool late() const { return mLimit && std::chrono::steady_clock::now() >= *mLimit; }
+    // What has become of the program if it has ended, to be added to a sentence.
+    std::string programFate() const;
+    // "after N ms", of the limit.
+    std::string limitPassed() const;
     bool interrupted() const { return mWaker.interrupted(); }
     // Whether the emulator is to end.
     bool ended() const { return mQuit || mWaker.interrupted(); }
@@ -77,11 +86,14 @@ public:
 private:
     friend class Run;
 
+    bool abandoned() const;
+
     tool::Waker& mWaker;
     std::atomic<bool> mQuit = false;
     bool mFailed = false;
     std::optional<Time> mLimit;
     Milliseconds mLimitLength{0};
+    Application* mProgram = nullptr;
     // The command that runs, if any.
     const Step* mStep = nullptr;
 };

@@ -17,12 +17,14 @@ constexpr int kSignals[] = {SIGINT, SIGTERM};
 // What the handler needs. A descriptor for signals would need them blocked in every thread, and the
 // framework has threads of its own.
 std::atomic<int> gSignal;
+std::atomic<bool> gFromTerminal;
 std::atomic<int> gSignalFd;
 struct sigaction gPrevious[std::size(kSignals)];
 
-void onSignal(int number) {
+void onSignal(int number, siginfo_t* info, void* /*context*/) {
     const int error = errno;
     gSignal = number;
+    gFromTerminal = info->si_code == SI_KERNEL;
     eventfd_write(gSignalFd, 1);
     errno = error;
 }
@@ -35,8 +37,8 @@ Waker::Waker(StandardOutput& output)
     gSignalFd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     mOutput.hurryWhenReadable(gSignalFd);
     struct sigaction action = {};
-    action.sa_handler = onSignal;
-    action.sa_flags = SA_RESTART;
+    action.sa_sigaction = onSignal;
+    action.sa_flags = SA_RESTART | SA_SIGINFO;
     for (size_t i = 0; i < std::size(kSignals); ++i)
         sigaction(kSignals[i], &action, &gPrevious[i]);
 }
@@ -55,6 +57,10 @@ void Waker::wake() {
 
 int Waker::signal() const {
     return gSignal;
+}
+
+bool Waker::signalIsFromTerminal() const {
+    return gFromTerminal;
 }
 
 bool Waker::waitUntil(const std::function<bool()>& done, std::optional<Time> time) {

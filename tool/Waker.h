@@ -40,6 +40,9 @@ public:
     bool interrupted() const { return signal() != 0 || mOutput.failed(); }
     // The signal that came last; 0 when none has come.
     int signal() const;
+    // Whether the terminal has sent it, as for Ctrl-C. Then the programs that the tool has started
+    // have got it, too.
+    bool signalIsFromTerminal() const;
 
 private:
     // Sleeps once; `fd` may be -1. False when the time has passed.

@@ -22,7 +22,7 @@ TEST_F(EmulatorScriptTest, expectationsAreMetOrEndTheScript) {
          "startup\nshutdown", 0, ""},
         {"expect-idle\nquit", "", 0, ""},
         {"expect startup\nexpect startup within 1", "startup", 4, ":3: expected startup, but after",
-         "these requests have come: getVersion version=\"\""},
+         "it has not come; the last requests: getVersion version=\"\""},
         // The oldest that fits, past others of the same name; before and after the command.
         {"wait-for sendKeyEvent 2\nexpect sendKeyEvent@7 flag=false\nexpect sendKeyEvent"
          " keyCode=0x4 flag=true\nquit",
@@ -33,9 +33,13 @@ TEST_F(EmulatorScriptTest, expectationsAreMetOrEndTheScript) {
         // Other arguments fail at once.
         {"expect sendKeyEvent keyCode=4 flag=true\nexpect sendKeyEvent@7 flag=true within 60000",
          "device 7 key back", 4, ":3: expected sendKeyEvent@7 flag=true, but after",
-         "ms sendKeyEvent accessory=7 keyCode=4 flag=false came instead"},
+         "ms sendKeyEvent accessory=7 keyCode=4 flag=false came instead; the last requests of"
+         " accessory 7: getMirvo accessory=7, setNotifier accessory=7, sendKeyEvent accessory=7"
+         " keyCode=4 flag=true, sendKeyEvent accessory=7 keyCode=4 flag=false\n"},
         {"expect sendKeyEvent@8 within 1", "", 4, ":2: expected sendKeyEvent@8, but after",
-         "ms no other request has come"},
+         "ms it has not come; no request has come at all\n"},
+        {"expect getVersion\nexpect sendKeyEvent@8 within 1", "startup", 4, ":3: expected",
+         "it has not come; the last requests, none of accessory 8: getVersion version=\"\""},
         {"wait-for startup\nexpect-no startup within 60000", "startup", 4,
          ":3: expected no startup, but after", "ms startup had come"},
         {"expect-no startup within 60000", "startup", 4, "expected no startup"},
