@@ -3,6 +3,7 @@
 #include <sys/resource.h>
 
 #include <fstream>
+#include <regex>
 #include <string>
 
 #include "tests/tools/ToolsFixture.h"
@@ -58,6 +59,33 @@ TEST_F(EmulatorLoadTest, outputThatNobodyReadsHoldsNothingUp) {
     EXPECT_EQ("getIds: ok ids=[]\n", result.output);
     emulator.signal(SIGTERM);
     EXPECT_EQ(0, emulator.wait());
+}
+
+TEST_F(EmulatorLoadTest, droppedLinesAreCountedInALineOfTheirOwn) {
+    std::string requests;
+    for (int i = 0; i < 8; ++i)
+        requests += "connect " + std::string(1'000'000, 'A') + "\n";
+    const struct {
+        const char* options;
+        const char* line;
+    } kRows[] = {{"--timestamps", R"(\[[0-9]+\] dropped [0-9]+ lines that nobody read in time)"},
+                 {"--json", R"(\{"time":[0-9]+,"dropped":[0-9]+\})"}};
+    for (const auto& row : kRows) {
+        SCOPED_TRACE(row.options);
+        const std::string pipe = mFolder.path() + "/pipe" + row.options;
+        Process emulator(bash("mkfifo " + pipe + "\nexec 3<>" + pipe + "\nemulator " + row.options +
+                              " </dev/null >" + pipe));
+        ASSERT_TRUE(eventually([] { return ctl("version").status == 0; }));
+        ctl("--quiet shell", requests);
+        Process reader({"cat", pipe});
+        emulator.signal(SIGTERM);
+        EXPECT_EQ(0, emulator.wait());
+        reader.wait();
+        const std::regex line(row.line);
+        reader.waitForLineThat(row.line, [&](const std::string& found) {
+            return found.size() < 100 && std::regex_match(found, line);
+        });
+    }
 }
 
 TEST_F(EmulatorLoadTest, aReaderThatHasGoneEndsIt) {
@@ -138,6 +166,23 @@ TEST_F(EmulatorLoadTest, whatNobodyTakesIsCounted) {
     EXPECT_EQ(0, emulator.wait());
     EXPECT_TRUE(contains(emulator.errors(), " notifications were not taken by their clients"))
         << emulator.errors();
+}
+
+TEST_F(EmulatorLoadTest, aProgramIsToldWhatNobodyTakes) {
+    Process emulator({MIRVO_EMULATOR, "--json"});
+    emulator.type("ids 7");
+    emulator.waitForLineThat("ids", [](const std::string& line) { return contains(line, ":1\""); });
+    Process monitor({MIRVOCTL, "monitor"});
+    monitor.waitForLine("monitoring accessories=[7]");
+    monitor.signal(SIGSTOP);
+    emulator.type("repeat 500\nhid 7 " + std::string(20'000, '4') + "\nend");
+    emulator.waitForLineThat("end", [](const std::string& line) { return contains(line, ":4\""); });
+    emulator.signal(SIGTERM);
+    EXPECT_EQ(0, emulator.wait());
+    emulator.waitForLineThat("more than 0", [](const std::string& line) {
+        return contains(line, R"("end":true,"exit":0,"notTaken":)") &&
+               !contains(line, R"("notTaken":0})");
+    });
 }
 
 TEST_F(EmulatorLoadTest, largeMessagesLeaveNoMemoryBehind) {
