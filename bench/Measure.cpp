@@ -48,6 +48,10 @@ std::vector<Candidate> roundTrips(const Setting& setting, Place place) {
          [=, &setting] { return requestPair(place, setting.newFolder(), 0, 1); }},
         {"sendKeyEvent", keyEvent(false)},
         {"sendKeyEvent, every trace line produced", keyEvent(true)},
+        {"sendKeyEvent, by mirvo-emulator --quiet",
+         [=, &setting] {
+             return emulatorPair(place, setting.newFolder(), setting.programs + "/mirvo-emulator");
+         }},
 #ifdef BENCH_SD_BUS
         {"sd-bus, peer to peer", [=] { return sdBusPair(place); }},
 #endif
@@ -59,6 +63,7 @@ const char* const kKeys[] = {"floor_ns",
                              "request_ratio",
                              "sendKeyEvent_ratio",
                              "sendKeyEvent_traced_ratio",
+                             "sendKeyEvent_emulator_ratio",
                              "sdbus_ratio"};
 
 }  // namespace

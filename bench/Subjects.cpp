@@ -7,6 +7,7 @@
 #include <zrmirvo/ZRMirvoManager.h>
 
 #include <cstdlib>
+#include <fstream>
 #include <utility>
 
 #include "protocol/AccessoryMessages.h"
@@ -105,6 +106,18 @@ std::vector<zrmirvo::ZRMirvo*> instances(size_t count) {
 
 void sendKey(zrmirvo::ZRMirvo& instance) {
     require(instance.sendKeyEvent(/*back*/ 4, true) == 0, "sendKeyEvent");
+}
+
+std::unique_ptr<Client> keyEventClient(int processor, const std::string& folder, size_t count,
+                                       bool traced) {
+    return std::make_unique<Client>(processor, [&] {
+        useFolder(folder);
+        const std::vector<zrmirvo::ZRMirvo*> made = instances(count);
+        if (traced) traceEverything();
+        return Batch([made](size_t calls) {
+            return timeInTurn(calls, made.size(), [&](size_t which) { sendKey(*made[which]); });
+        });
+    });
 }
 
 // Checks the order of the notifications, and wakes the waiting thread when the last one has come.
@@ -220,14 +233,24 @@ Pair requestPair(Place place, const std::string& folder, size_t bytes, size_t th
 Pair keyEventPair(Place place, const std::string& folder, size_t count, bool traced) {
     Pair pair;
     pair.service = startService(place.service, folder);
-    pair.client = std::make_unique<Client>(place.client, [&] {
+    pair.client = keyEventClient(place.client, folder, count, traced);
+    return pair;
+}
+
+Pair emulatorPair(Place place, const std::string& folder, const std::string& emulator) {
+    const std::string script = folder + "/script";
+    require(static_cast<bool>(std::ofstream(script) << "ids " << kAccessory << std::endl),
+            "the script");
+    Pair pair;
+    pair.service = std::make_unique<Process>(place.service, [&](int control) {
         useFolder(folder);
-        const std::vector<zrmirvo::ZRMirvo*> made = instances(count);
-        if (traced) traceEverything();
-        return Batch([made](size_t calls) {
-            return timeInTurn(calls, made.size(), [&](size_t which) { sendKey(*made[which]); });
-        });
+        // The line with which it begins says that it is ready.
+        require(dup2(control, STDOUT_FILENO) >= 0, "dup2");
+        execl(emulator.c_str(), "mirvo-emulator", "--quiet", "--script", script.c_str(), nullptr);
+        require(false, emulator.c_str());
     });
+    pair.service->awaitReady();
+    pair.client = keyEventClient(place.client, folder, 1, /*traced=*/false);
     return pair;
 }
 

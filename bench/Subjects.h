@@ -37,6 +37,8 @@ std::unique_ptr<Process> startService(int processor, const std::string& folder);
 Pair requestPair(Place place, const std::string& folder, size_t bytes, size_t threads);
 // Calls the facade's sendKeyEvent on each of `instances` instances in turn.
 Pair keyEventPair(Place place, const std::string& folder, size_t instances, bool traced);
+// The same on one instance, against the program `emulator`, which prints nothing of it.
+Pair emulatorPair(Place place, const std::string& folder, const std::string& emulator);
 // Sends notifications from the service to an application's callback: as many as possible, or a
 // single one, whose time is measured.
 Pair notifyPair(Place place, const std::string& folder);
