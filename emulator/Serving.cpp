@@ -35,20 +35,25 @@ int outputForProgram(const Options& options) {
     return options.background ? STDIN_FILENO : STDERR_FILENO;
 }
 
+// Lets the program end by itself for a while. The script's limit only cuts that short.
+void givePatience(Application& application, Script& script) {
+    const auto patience = Script::Time::clock::now() + Application::kPatience;
+    const auto limit = script.deadline();
+    script.unlimit();
+    script.waitUntil([&] { return application.endedAt().has_value(); },
+                     limit ? std::min(*limit, patience) : patience);
+}
+
 // Waits until the program has ended, or is to be ended.
 void serveProgram(Application& application, const Plan& plan, const std::function<bool()>& failed,
                   Script& script) {
-    auto until = script.deadline();
-    if (plan.tests) {
-        const auto patience = Script::Time::clock::now() + Application::kPatience;
-        until = until ? std::min(*until, patience) : patience;
-        // The test is met; the limit only cuts the patience short.
-        script.unlimit();
-    }
-    script.waitUntil([&] { return application.endedAt() || failed(); }, until);
+    if (plan.tests) return givePatience(application, script);
+    script.waitUntil([&] { return application.endedAt() || failed(); }, script.deadline());
     if (!application.endedAt() && script.late()) {
         script.fail(application.name() + " has not ended " + script.limitPassed());
     }
+    // What records the program, say, writes its last lines when that ends by itself.
+    if (failed()) givePatience(application, script);
 }
 
 // Serves until the program, the last client or something else ends it.
@@ -115,7 +120,10 @@ int serve(const Options& options, const Plan& plan, size_t prepared, Application
     }
     if (script.failed()) return kNotMet;
     int status = kDone;
-    if (plan.replay != nullptr && !plan.replay->fault(false).empty()) return status;
+    if (plan.replay != nullptr && !plan.replay->fault(false).empty()) {
+        if (application.exists()) givePatience(application, script);
+        return status;
+    }
     const bool reads =
         (options.script.empty() && options.application.empty()) || options.thenPrompt;
     if (reads && !script.ended() && standardInputHasCommands()) {
