@@ -14,15 +14,19 @@ def block(kind, body):
 
 def start():
     """A section with one interface whose times are nanoseconds."""
-    return (block(0x0A0D0D0A, struct.pack("<IHHq", 0x1A2B3C4D, 1, 0, -1)) +
-            block(1, struct.pack("<HHIHHI", 147, 0, 0, 9, 1, 9)))
+    return block(0x0A0D0D0A, struct.pack("<IHHq", 0x1A2B3C4D, 1, 0, -1)) + block(
+        1, struct.pack("<HHIHHI", 147, 0, 0, 9, 1, 9)
+    )
 
 
 def record(kind, content, number=0, sequence=0, time=0, took=0):
     head = struct.pack("<HHIIIQQ", 1, 0, 1, 1, 0, time, took)
     frame = struct.pack("<HHiIII", 1, kind, number, sequence, len(content), 0)
     packet = head + frame + content
-    return block(6, struct.pack("<IIIII", 0, time >> 32, time & 0xFFFFFFFF, len(packet), len(packet)) + packet)
+    return block(
+        6,
+        struct.pack("<IIIII", 0, time >> 32, time & 0xFFFFFFFF, len(packet), len(packet)) + packet,
+    )
 
 
 def begin(program, process):
@@ -32,5 +36,6 @@ def begin(program, process):
 def connect(text, sequence, time):
     """A request with a text, and the reply to it."""
     content = struct.pack("<iiq", CONNECT, 0, 0) + text.encode() + b"\0" + struct.pack("<i", 0)
-    return (record(REQUEST, content, MANAGER_COMMON, sequence, time) +
-            record(REPLY, struct.pack("<i", 0), REPLY_COMMON, sequence, time + 3000, 3000))
+    return record(REQUEST, content, MANAGER_COMMON, sequence, time) + record(
+        REPLY, struct.pack("<i", 0), REPLY_COMMON, sequence, time + 3000, 3000
+    )
