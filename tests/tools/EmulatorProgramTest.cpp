@@ -101,16 +101,17 @@ TEST_F(EmulatorProgramTest, aSignalReachesTheProgramOnce) {
 
 TEST_F(EmulatorProgramTest, itsLinesAreApartFromTheEmulatorsOwn) {
     const std::string file = mFolder.path() + "/lines";
-    const std::string program = "echo printed; echo complained >&2";
-    const std::string script = "expect startup within 1";
-    const std::string failure = ":1: expected startup";
+    // It has printed before the emulator fails and ends it.
+    const std::string program = "echo printed; echo complained >&2; " + kRequest;
+    const std::string script = "wait-for startup\nexpect shutdown within 1";
+    const std::string failure = ":2: expected shutdown";
 
     Process json(command("--json", script, program));
     EXPECT_EQ(4, json.wait());
     EXPECT_FALSE(contains(json.output(), "\nprinted\n")) << json.output();
     EXPECT_TRUE(contains(json.errors(), "printed\n")) << json.errors();
     EXPECT_TRUE(contains(json.errors(), failure)) << json.errors();
-    EXPECT_TRUE(contains(json.output(), "\"error\":\"expected startup")) << json.output();
+    EXPECT_TRUE(contains(json.output(), "\"error\":\"expected shutdown")) << json.output();
 
     Process filed(command("--output " + file, script, program));
     EXPECT_EQ(4, filed.wait());
