@@ -1,6 +1,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <memory>
 #include <utility>
 
@@ -9,7 +10,7 @@
 #include "standin/NotifyChannel.h"
 #include "tests/fuzz/Input.h"
 
-// Sends arbitrary datagrams to all parts of the stand-in that receive: a client that waits for a
+// Gives arbitrary datagrams to all parts of the stand-in that receive: a client that waits for a
 // reply, a client that listens, and a connection of the host. All of them run on the fuzzer's own
 // thread. When they have read everything, the peer has gone.
 
@@ -20,40 +21,53 @@ using standin::HostConnection;
 using standin::NotifyChannel;
 using standin::UniqueFd;
 
-struct Ends {
-    UniqueFd subject;
-    UniqueFd peer;
-};
+// What the peer sends. The stand-in receives it from the functions below, which take the place of
+// the C library's: a kernel between them would take more time than the stand-in does.
+Input* peer = nullptr;
+
+// Where the length of a message is allowed at all, it is made smaller than this, because making
+// room for a large one takes more time than everything else here.
+constexpr uint32_t kLongest = 3 * kMaxPart;
 
 // The next datagram of the input. One that begins a part of a large message is filled up to the
 // length of that part, since no input is that long.
-std::vector<uint8_t> nextDatagram(Input& input) {
-    std::vector<uint8_t> datagram = input.block();
-    FrameHeader header;
+std::vector<uint8_t> nextDatagram() {
+    std::vector<uint8_t> datagram = peer->block();
     if (datagram.size() < kHeaderSize) return datagram;
+    FrameHeader header;
     std::memcpy(&header, datagram.data(), kHeaderSize);
-    if (header.length > kMaxPart && header.length <= kMaxContent && header.offset < header.length) {
+    if (header.length > kMaxContent) return datagram;
+    header.length %= kLongest;
+    std::memcpy(datagram.data(), &header, kHeaderSize);
+    if (header.length > kMaxPart && header.offset < header.length) {
         datagram.resize(kHeaderSize + partLength(header));
     }
     return datagram;
 }
 
-// Makes a connected pair in which the input's datagrams, as many as there is room for, wait for the
-// subject.
-Ends connection(Input& input) {
-    int fds[2];
-    if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, fds) != 0) abort();
-    Ends ends{UniqueFd(fds[0]), UniqueFd(fds[1])};
-    // Room for all answers, which nobody reads.
-    const int room = 1 << 20;
-    setsockopt(fds[0], SOL_SOCKET, SO_SNDBUF, &room, sizeof(room));
-    while (!input.empty()) {
-        const std::vector<uint8_t> datagram = nextDatagram(input);
-        if (datagram.empty()) continue;
-        if (send(fds[1], datagram.data(), datagram.size(), MSG_DONTWAIT | MSG_NOSIGNAL) < 0) break;
+// An empty block stands for a call that fails.
+ssize_t receive(const iovec* places, size_t count) {
+    if (peer->empty()) return 0;
+    const std::vector<uint8_t> datagram = nextDatagram();
+    if (datagram.empty()) {
+        constexpr int kErrors[] = {EINTR, EAGAIN, ECONNRESET, EBADF};
+        errno = kErrors[peer->number<uint8_t>() % std::size(kErrors)];
+        return -1;
     }
-    shutdown(fds[1], SHUT_WR);
-    return ends;
+    size_t taken = 0;
+    for (size_t i = 0; i < count; ++i) {
+        const size_t length = std::min(places[i].iov_len, datagram.size() - taken);
+        std::memcpy(places[i].iov_base, datagram.data() + taken, length);
+        taken += length;
+    }
+    return static_cast<ssize_t>(datagram.size());
+}
+
+// A socket on which nothing is received or sent in truth.
+UniqueFd aSocket() {
+    static int ends[2] = {-1, -1};
+    if (ends[0] < 0 && socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) != 0) abort();
+    return UniqueFd(dup(ends[0]));
 }
 
 // A message that reads in every way. Its block has a bound, because making large ones takes more
@@ -114,23 +128,20 @@ public:
     int lost = 0;
 };
 
-void request(Input& input) {
-    Ends ends = connection(input);
-    const auto client =
-        standin::Client::create(info(), std::make_unique<NoMore>(), std::move(ends.subject));
+void request() {
+    const auto client = standin::Client::create(info(), std::make_unique<NoMore>(), aSocket());
     for (int i = 0; i < 3; ++i) {
         sp<ServiceItem> item = new Sample<ServiceItem>;
         client->request(item);
     }
 }
 
-void listen(Input& input) {
-    Ends ends = connection(input);
+void listen() {
     const auto lost = std::make_shared<std::atomic<bool>>(false);
     const sp<NotifyChannel> channel = new NotifyChannel(info()->notifyFactory(), lost);
     const sp<Listener> listener = new Listener;
     channel->add(listener);
-    channel->setSocket(std::move(ends.subject));
+    channel->setSocket(aSocket());
     static std::vector<uint8_t> buffer(kMaxDatagram);
     while (channel->process(buffer.data())) {
     }
@@ -138,16 +149,37 @@ void listen(Input& input) {
     channel->close();
 }
 
-void serve(Input& input) {
-    Ends ends = connection(input);
-    HostConnection served(std::move(ends.subject), getpid(), 1);
+void serve() {
+    HostConnection served(aSocket(), getpid(), 1);
     served.serve(info()->itemFactory().get(),
                  [](ServiceHost::Request&) { return sp<ServiceReply>(new Sample<ServiceReply>); });
 }
 
 }  // namespace
 
+extern "C" {
+
+ssize_t recv(int, void* place, size_t size, int) {
+    const iovec whole{place, size};
+    return receive(&whole, 1);
+}
+
+ssize_t recvmsg(int, msghdr* message, int) {
+    return receive(message->msg_iov, message->msg_iovlen);
+}
+
+ssize_t send(int, const void*, size_t size, int) {
+    return static_cast<ssize_t>(size);
+}
+
+ssize_t sendmsg(int, const msghdr*, int) {
+    return 0;
+}
+
+}  // extern "C"
+
 void fuzz(Input& input) {
-    constexpr void (*kSubjects[])(Input&) = {request, listen, serve};
-    kSubjects[input.number<uint8_t>() % 3](input);
+    peer = &input;
+    constexpr void (*kSubjects[])() = {request, listen, serve};
+    kSubjects[input.number<uint8_t>() % 3]();
 }
