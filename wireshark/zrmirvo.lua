@@ -122,6 +122,16 @@ zrmirvo.experts = { short, failed }
 -- before them.
 local NUMBERS = { i32 = 4, u32 = 4, i64 = 8, u64 = 8, flag = 4, one = 4 }
 
+-- A text and its size with the zero behind it. Nothing when that is missing, which stringz() would
+-- take for an error of this script.
+local function text_at(content, place)
+    if place >= content:len() then return nil end
+    local rest = content:range(place)
+    local size = rest:raw():find("\0", 1, true)
+    if size == nil then return nil end
+    return rest:stringz(), size
+end
+
 -- Adds the fields of a message in `content`, a range, to the tree. Returns their values by name, and
 -- whether all of them were there.
 local function dissect_fields(list, content, tree)
@@ -151,10 +161,9 @@ local function dissect_fields(list, content, tree)
                 values[name] = kind == "u32" and range:le_uint() or size == 4 and range:le_int() or nil
             end
         elseif kind == "text" then
-            if left() == 0 then return values, false end
-            local text = content:range(place):stringz()
-            if #text + 1 > left() then return values, false end
-            tree:add(f[name], take(#text + 1), text)
+            local text, size = text_at(content, place)
+            if text == nil then return values, false end
+            tree:add(f[name], take(size), text)
         elseif kind == "bytes" then
             local count = math.max(values.size, 0)
             if left() < count then return values, false end
@@ -238,9 +247,9 @@ local function dissect_other(kind, content, tree)
     elseif kind == BEGIN and content:len() > 12 then
         tree:add_le(f.process, content:range(0, 4))
         tree:add_le(f.file, content:range(4, 4))
-        tree:add(f.program, content:range(12), content:range(12):stringz())
         values.file = content:range(4, 4):le_uint()
-        values.name = content:range(12):stringz()
+        values.name = text_at(content, 12)
+        if values.name ~= nil then tree:add(f.program, content:range(12), values.name) end
     end
     return values
 end
