@@ -1,11 +1,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
+#include <zrmirvo/Version.h>
 
 #include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <iostream>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -21,6 +23,7 @@ enum ExitStatus {
     kBadCommand = 2,
     kNoRecorder = 3,
     kNoFile = 4,
+    kCannotWrite = 5,
     kCannotRun = 126,
     kNoProgram = 127
 };
@@ -98,6 +101,14 @@ int run(Options& options) {
                 "cannot run " + options.command[0] + ": " + std::generic_category().message(error));
 }
 
+// Prints what was asked for, or what is wrong with the command line.
+int say(const CLI::App& app, const CLI::ParseError& error) {
+    if (app.exit(error) != 0) return kBadCommand;
+    if (std::cout.flush()) return 0;
+    return fail(kCannotWrite,
+                "cannot write to standard output: " + std::generic_category().message(errno));
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -105,6 +116,8 @@ int main(int argc, char** argv) {
     CLI::App app(
         "Runs a program and records what passes between it and the projection service.\n"
         "Its exit status is the program's.");
+    app.set_version_flag("--version", "mirvo-record " ZRMIRVO_VERSION_TEXT,
+                         "Print the version of mirvo-record");
     app.add_option("-o,--output", options.output,
                    "The file; %p in its name is the number of the process")
         ->type_name("FILE")
@@ -122,7 +135,7 @@ int main(int argc, char** argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? 0 : kBadCommand;
+        return say(app, error);
     }
     return run(options);
 }

@@ -95,6 +95,12 @@ TEST_F(CommandTest, itSaysWhatIsWrong) {
         EXPECT_EQ(result.status, row.status) << row.words;
         EXPECT_TRUE(contains(result.errors, row.says)) << row.words << ": " << result.errors;
     }
+    for (const std::string option : {"--help", "--version"}) {
+        EXPECT_TRUE(contains(record(option).output, "mirvo-record ") || option == "--help");
+        Process full({"sh", "-c", MIRVO_RECORD " " + option + " >/dev/full"});
+        EXPECT_EQ(full.wait(), 5) << option;
+        EXPECT_TRUE(contains(full.errors(), "cannot write to standard output: No space left"));
+    }
     EXPECT_NE(access(path("a").c_str(), F_OK), 0);
 }
 
