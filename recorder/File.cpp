@@ -37,14 +37,20 @@ bool File::openNew(int flags) {
     const int file = openat(mFolder, mName.c_str(),
                             O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | flags, 0600);
     if (file < 0) {
-        logError("no recording: cannot open %s: %s", mPath.c_str(), errorText(errno).c_str());
+        // What the system says of a link, "too many levels of symbolic links", misleads.
+        const std::string why =
+            errno == ELOOP ? "it is a symbolic link, which is never followed" : errorText(errno);
+        logError("no recording: cannot open %s: %s", mPath.c_str(), why.c_str());
         return false;
     }
     struct stat found = {};
     const char* fault = nullptr;
-    if (fstat(file, &found) != 0 || !S_ISREG(found.st_mode) || found.st_nlink != 1 ||
-        found.st_uid != geteuid()) {
-        fault = "it is not a file of this user's with one name";
+    if (fstat(file, &found) != 0 || !S_ISREG(found.st_mode)) {
+        fault = "it is no ordinary file, and no other is written to";
+    } else if (found.st_uid != geteuid()) {
+        fault = "it belongs to another user";
+    } else if (found.st_nlink != 1) {
+        fault = "it has a second name (a hard link), under which somebody else may need it";
     } else if (flock(file, LOCK_EX | LOCK_NB) != 0) {
         fault = "another process records into it; %p in the name is the process";
     } else if (fchmod(file, 0600) != 0 || ftruncate(file, 0) != 0) {

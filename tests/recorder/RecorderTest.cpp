@@ -298,9 +298,9 @@ TEST_F(RecorderTest, aFileThatCannotBeMadeIsReportedOnce) {
     } kRows[] = {
         {path("none/file"), "", "", "cannot use the folder of"},
         {mFolder.path(), "", "", "cannot open"},
-        {path("link"), "", "", "cannot open"},
-        {path("second-name"), "", "", "it is not a file of this user's with one name"},
-        {path("pipe"), "", "", "it is not a file of this user's with one name"},
+        {path("link"), "", "", "it is a symbolic link, which is never followed"},
+        {path("second-name"), "", "", "it has a second name (a hard link)"},
+        {path("pipe"), "", "", "it is no ordinary file"},
         {path("taken"), "", "", "another process records into it"},
         {mFile, "63K", "", "ZRMIRVO_RECORDING_LIMIT is no size of 64K or more: 63K"},
         {mFile, "1T", "", "ZRMIRVO_RECORDING_LIMIT is no size of 64K or more: 1T"},
