@@ -54,9 +54,10 @@ std::unique_ptr<Replay> readRecording(const Replay::Options& options, Printer& p
     }
 }
 
-// Tells what has come of the replay.
-int endReplay(Replay& replay, int status, Script& script) {
-    const std::string fault = replay.fault(!script.ended());
+// Tells what has come of the replay. A program that a signal has cut short need not have asked
+// everything. Without a program nothing but the signal or a command ends the replay.
+int endReplay(Replay& replay, int status, bool hasProgram, Script& script) {
+    const std::string fault = replay.fault(!hasProgram || !script.ended());
     script.printer.replay(replay.summary());
     // Before what standard error gets.
     script.printer.lines().flush();
@@ -108,7 +109,7 @@ int run(const Options& options, Printer& printer, tool::StandardOutput& output,
     int status = serve(options, plan, prepared, application, page, script);
     status = finish(application, script, status, notTaken);
     service.stop();
-    if (replay != nullptr) status = endReplay(*replay, status, script);
+    if (replay != nullptr) status = endReplay(*replay, status, application.exists(), script);
     return status;
 }
 

@@ -5,6 +5,7 @@ import os
 import pathlib
 import re
 import shlex
+import signal
 import tempfile
 
 import pytest
@@ -165,6 +166,18 @@ def test_notices_another_application(bench):
         ended = bench.serve(f"--replay {options}", line)
         assert ended.returncode == status, (options, ended)
         assert said in ended.stdout + ended.stderr, (options, ended)
+
+
+def test_is_judged_when_it_is_ended(bench):
+    # Without a program, that is the only end of a replay.
+    bench.record("ids 7", "a", PRESS)
+    for line, status in ((PRESS, 0), ("mirvoctl version", 4)):
+        with bench.start("mirvo-emulator", "--replay", "a", "--strict") as service:
+            service.expect_line("ready: ")
+            bench.run(line)
+            service.child.send_signal(signal.SIGINT)
+            assert service.wait() == status, service.log
+        assert ("recorded requests have not come" in service.log) == (status == 4), service.log
 
 
 def test_its_application_meets_the_script_of_a_recording(bench):
