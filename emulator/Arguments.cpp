@@ -71,19 +71,39 @@ Target readTarget(const std::string& given) {
     return target;
 }
 
+// Whether a touch can have this in one of its arrays.
+bool isCoordinate(const Json& value) {
+    return value.is_number_unsigned() &&
+           value.get<uint64_t>() <= std::numeric_limits<uint32_t>::max();
+}
+
+template <typename Number>
+Json readPatternNumber(const std::string& given) {
+    const auto number = tool::toNumber<Number>(given);
+    return number ? Json(*number) : Json();
+}
+
+// Null for what no request can have, since an `expect` of it would never be met.
+Json tryPatternValue(const std::string& name, const std::string& given, const Json& example) {
+    if (name == "data") {
+        const auto bytes = tool::fromHex(given);
+        return bytes ? Json(tool::toHex(bytes->data(), bytes->size())) : Json();
+    }
+    if (example.is_string()) return given;
+    if (name == "time") return readPatternNumber<uint64_t>(given);
+    if (example.is_number_unsigned()) return readPatternNumber<uint32_t>(given);
+    if (example.is_number()) return readPatternNumber<int32_t>(given);
+    const Json value = Json::parse(given, nullptr, /*allow_exceptions=*/false);
+    const bool fits = value.type() == example.type() &&
+                      (!value.is_array() || std::all_of(value.begin(), value.end(), isCoordinate));
+    return fits ? value : Json();
+}
+
 // What a request's argument has to be, given as it is printed.
 Json readPatternValue(const std::string& name, const std::string& given, const Json& example) {
-    if (example.is_string()) {
-        if (name != "data") return given;
-        if (const auto bytes = tool::fromHex(given))
-            return tool::toHex(bytes->data(), bytes->size());
-    } else if (example.is_number()) {
-        if (const auto number = tool::toNumber<int64_t>(given)) return *number;
-    } else {
-        Json value = Json::parse(given, nullptr, /*allow_exceptions=*/false);
-        if (value.type() == example.type()) return value;
-    }
-    throw SyntaxError("not a value of " + name + ": " + given);
+    Json value = tryPatternValue(name, given, example);
+    if (value.is_null()) throw SyntaxError("not a value of " + name + ": " + given);
+    return value;
 }
 
 std::vector<std::pair<std::string, Json>> readPattern(Words& words, const Operation& operation) {
@@ -96,6 +116,10 @@ std::vector<std::pair<std::string, Json>> readPattern(Words& words, const Operat
         const std::string name = given.substr(0, equals);
         if (!known.contains(name)) {
             throw SyntaxError(std::string(operation.name) + " has no argument " + name);
+        }
+        const auto same = [&](const auto& argument) { return argument.first == name; };
+        if (std::any_of(pattern.begin(), pattern.end(), same)) {
+            throw SyntaxError(name + " is given twice");
         }
         pattern.emplace_back(name, readPatternValue(name, given.substr(equals + 1), known[name]));
     }

@@ -49,6 +49,7 @@ Action waitFor(const Parsed& parsed) {
     const Target target = parsed.arguments.target();
     const uint32_t count =
         parsed.arguments.has("count") ? parsed.arguments.number<uint32_t>("count") : 1;
+    if (count == 0) throw SyntaxError("COUNT is 0, so there is nothing to wait for");
     return [=, within = parsed.arguments.within()](Run& run) {
         const Stopwatch watch;
         uint32_t seen = 0;

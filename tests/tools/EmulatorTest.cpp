@@ -33,6 +33,14 @@ TEST_F(EmulatorTest, mistakesInScriptsHaveTheirLine) {
         {"silent startup@7", ":1: startup concerns the service and no accessory: startup@7"},
         {"expect sendKeyEvent keycode=4", ":1: sendKeyEvent has no argument keycode"},
         {"expect sendKeyEvent keyCode=x", ":1: not a value of keyCode: x"},
+        // What could never be met, or always is.
+        {"expect sendKeyEvent keyCode=99999999999\nexpect sendVideoFocus focus=0x80000000\n"
+         "expect sendTouchEvent array1=[1,-1]\nexpect sendKeyEvent keyCode=1 keyCode=2\n"
+         "wait-for startup 0\nexpect-no sendKeyEvent@4294967296 within 1\n"
+         "expect cookTouchEvent time=18446744073709551615 array2=[4294967295] extra=-1\n",
+         ":1: not a value of keyCode: 99999999999\n:2: not a value of focus: 0x80000000\n"
+         ":3: not a value of array1: [1,-1]\n:4: keyCode is given twice\n"
+         ":5: COUNT is 0, so there is nothing to wait for\n:6: ID is not a number in range\n"},
         {"expect-no startup", ":1: within MS is missing"},
         {"on startup\nwait-for startup\nend", ":2: wait-for cannot stand in a reaction"},
         {"on startup\n", ":1: on without end"},
@@ -50,6 +58,7 @@ TEST_F(EmulatorTest, mistakesInScriptsHaveTheirLine) {
         std::istringstream lines(row.errors);
         for (std::string line; std::getline(lines, line);)
             EXPECT_TRUE(contains(emulator.errors(), path + line)) << emulator.errors();
+        EXPECT_FALSE(contains(emulator.errors(), path + ":7: not")) << emulator.errors();
     }
     Process missing({MIRVO_EMULATOR, "--script", mFolder.path() + "/none"});
     EXPECT_EQ(2, missing.wait());
