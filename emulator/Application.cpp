@@ -61,6 +61,8 @@ std::string Application::start(const std::vector<std::string>& command, int outp
         {
             AutoMutex lock(mLock);
             mEndedAt = Clock::now();
+            mExited = info.si_code == CLD_EXITED;
+            mStatus = info.si_status;
             mChanged.broadcast();
         }
         mWaker.wake();
@@ -71,6 +73,11 @@ std::string Application::start(const std::vector<std::string>& command, int outp
 std::optional<Application::Clock::time_point> Application::endedAt() {
     AutoMutex lock(mLock);
     return mEndedAt;
+}
+
+bool Application::hasFailed() {
+    AutoMutex lock(mLock);
+    return mEndedAt && !(mExited && mStatus == 0);
 }
 
 bool Application::waitForEnd() {
@@ -106,12 +113,10 @@ Application::End Application::end(bool knows) {
 }
 
 std::string Application::fate() {
-    if (!exists() || !endedAt()) return {};
-    siginfo_t info = {};
-    waitid(P_PID, static_cast<id_t>(mProcess), &info, WEXITED | WNOWAIT | WNOHANG);
-    const bool exited = info.si_code == CLD_EXITED;
-    return mName + (exited ? " had ended with status " : " had been killed by signal ") +
-           std::to_string(info.si_status);
+    AutoMutex lock(mLock);
+    if (!mEndedAt) return {};
+    return mName + (mExited ? " had ended with status " : " had been killed by signal ") +
+           std::to_string(mStatus);
 }
 
 }  // namespace emulator

@@ -38,6 +38,8 @@ public:
     bool exists() const { return mProcess > 0; }
     // Since when it has ended by itself; nothing while it runs. The waker is woken at that moment.
     std::optional<Clock::time_point> endedAt();
+    // Whether it has ended by a signal or with a status that is not 0.
+    bool hasFailed();
 
     struct End {
         // Its exit status, or 128 and the number of the signal that killed it.
@@ -68,6 +70,9 @@ private:
     android::Mutex mLock;
     android::Condition mChanged;
     std::optional<Clock::time_point> mEndedAt GUARDED_BY(mLock);
+    // How it has ended: its status, or the number of the signal that killed it.
+    bool mExited GUARDED_BY(mLock) = false;
+    int mStatus GUARDED_BY(mLock) = 0;
 };
 
 }  // namespace emulator

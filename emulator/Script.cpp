@@ -10,7 +10,8 @@ using std::chrono::steady_clock;
 
 namespace {
 
-// How often it is looked whether clients are left whose program has ended.
+// How often it is looked whether clients are left whose program has ended. What a program has sent
+// before a crash also has this time to arrive.
 constexpr Script::Milliseconds kLook(500);
 
 }  // namespace
@@ -32,12 +33,12 @@ void Script::waitUntil(const std::function<bool()>& done, std::optional<Time> un
     mWaker.waitUntil([&] { return mQuit || done(); }, until);
 }
 
-// A program may have started others and ended, so it is only its end and no client that count.
-bool Script::abandoned() const {
-    if (mProgram == nullptr) return false;
-    const auto ended = mProgram->endedAt();
-    return ended && steady_clock::now() >= *ended + Application::kPatience &&
-           service.connections().empty();
+// From when on nobody is left who could send a request, if no client is connected then. A program
+// that goes to the background ends with 0, and its child may still have to connect.
+std::optional<Script::Time> Script::abandonedAt() const {
+    const auto ended = mProgram == nullptr ? std::nullopt : mProgram->endedAt();
+    if (!ended) return {};
+    return *ended + (mProgram->hasFailed() ? kLook : Application::kPatience);
 }
 
 bool Script::waitForRequests(const std::function<bool(RequestLog&)>& done,
@@ -54,17 +55,16 @@ bool Script::waitForRequests(const std::function<bool(RequestLog&)>& done,
     };
     service.watch(true);
     for (;;) {
-        const auto ended = mProgram == nullptr ? std::nullopt : mProgram->endedAt();
+        const std::optional<Time> abandoned = abandonedAt();
         std::optional<Time> pause = until;
-        if (ended) {
-            const Time look =
-                std::max(*ended + Application::kPatience, steady_clock::now() + kLook);
+        if (abandoned) {
+            const Time look = std::max(*abandoned, steady_clock::now() + kLook);
             pause = until ? std::min(*until, look) : look;
         }
-        const auto news = [&] { return mProgram != nullptr && mProgram->endedAt() != ended; };
-        mWaker.waitUntil([&] { return settled() || news(); }, pause);
-        const bool late = until && steady_clock::now() >= *until;
-        if (met || mQuit || mWaker.interrupted() || late || abandoned()) break;
+        mWaker.waitUntil([&] { return settled() || abandonedAt() != abandoned; }, pause);
+        const auto now = steady_clock::now();
+        if (met || mQuit || mWaker.interrupted() || (until && now >= *until)) break;
+        if (abandoned && now >= *abandoned && service.connections().empty()) break;
     }
     service.watch(false);
     return met;

@@ -86,7 +86,7 @@ public:
 private:
     friend class Run;
 
-    bool abandoned() const;
+    std::optional<Time> abandonedAt() const;
 
     tool::Waker& mWaker;
     std::atomic<bool> mQuit = false;

@@ -1,6 +1,7 @@
 // The program that the emulator runs, and where its lines and the emulator's go.
 
 #include <fstream>
+#include <regex>
 #include <sstream>
 #include <string>
 
@@ -69,6 +70,23 @@ TEST_F(EmulatorProgramTest, theProgramEndsWithTheTest) {
         EXPECT_EQ(row.status, emulator.wait());
         EXPECT_TRUE(contains(emulator.errors(), row.error)) << emulator.errors();
         EXPECT_EQ(*row.error == '\0', emulator.errors().empty()) << emulator.errors();
+    }
+}
+
+// One that ends with success may have gone to the background and is waited for 5000 ms.
+TEST_F(EmulatorProgramTest, aCrashIsNotWaitedOut) {
+    const struct {
+        const char* program;
+        const char* fate;
+    } kRows[] = {{"kill -SEGV $$", ") had been killed by signal 11\n"},
+                 {"exit 3", ") had ended with status 3\n"}};
+    for (const auto& row : kRows) {
+        SCOPED_TRACE(row.program);
+        Process emulator(command("--quiet", "expect startup within 60000", row.program));
+        EXPECT_EQ(4, emulator.wait());
+        EXPECT_TRUE(contains(emulator.errors(), row.fate)) << emulator.errors();
+        const std::regex soon("but after ([0-9]{1,3}|[1-4][0-9]{3}) ms it has not come");
+        EXPECT_TRUE(std::regex_search(emulator.errors(), soon)) << emulator.errors();
     }
 }
 
