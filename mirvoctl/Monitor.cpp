@@ -71,7 +71,9 @@ private:
     }
 
     void showWatching(const std::vector<uint32_t>& ids) {
-        if (mReason.empty()) showOwn("monitoring", {{"accessories", ids}});
+        if (!mReason.empty()) return;
+        mListening = true;
+        showOwn("monitoring", {{"accessories", ids}});
     }
 
     // What the monitor itself has to say.
@@ -97,19 +99,31 @@ private:
         watcher.restart();
     }
 
+    // Says what is missing when it was ended by something else than what it waits for.
+    void notMet(Outcome& outcome) const {
+        const std::string ended =
+            std::string(": ended by ") + (mReason == "time" ? "--for" : "a signal");
+        if (!mListening) {
+            outcome.exit = kRefused;
+            outcome.error =
+                "no event could be heard, since no service had answered monitor's first requests" +
+                ended;
+        } else if (mOptions.count || !mOptions.until.empty()) {
+            outcome.exit = kNotSeen;
+            outcome.error = (mOptions.until.empty() ? "not as many events as --count asks for"
+                                                    : "no " + mOptions.until) +
+                            " came, but " + std::to_string(mCount) + " events" + ended;
+        }
+    }
+
     Outcome outcome() const {
         Outcome outcome;
         outcome.data = {{"events", mCount}, {"ended", mReason}};
-        const bool wanted = mOptions.count || !mOptions.until.empty();
         if (mFailure) {
             outcome.exit = mFailure->status();
             outcome.error = mFailure->what();
-        } else if (wanted && (mReason == "time" || mReason == "signal")) {
-            outcome.exit = kNotSeen;
-            outcome.error = mOptions.until.empty() ? "not as many events as --count asks for"
-                                                   : "no " + mOptions.until;
-            outcome.error += " came, but " + std::to_string(mCount) + " events: ended by " +
-                             (mReason == "time" ? "--for" : "a signal");
+        } else if (mReason == "time" || mReason == "signal") {
+            notMet(outcome);
         }
         return outcome;
     }
@@ -120,6 +134,8 @@ private:
     std::optional<tool::Waker::Time> mEnd;
     // While a loss of the service is being waited out.
     std::optional<tool::Waker::Time> mLossOver;
+    // Whether it has missed nothing since some moment.
+    bool mListening = false;
     uint32_t mCount = 0;
     // Why it ends; empty while it goes on.
     std::string mReason;
