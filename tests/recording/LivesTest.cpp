@@ -122,5 +122,15 @@ TEST(LivesTest, whatWasRecordedBelongsToALifeOfTheService) {
         EXPECT_EQ(livesIn(row.words), row.lives) << row.words;
 }
 
+TEST(LivesTest, anAnswerWithAnyResultButZeroIsAFailure) {
+    for (const char result : {'\0', '\1', '\2'}) {
+        std::string content(8, '\0');
+        content[0] = result;
+        const Timeline timeline = timelineOf("B1 q1 a1" + content);
+        const size_t request = timeline.entries().size() - 2;
+        EXPECT_EQ(timeline.failed(timeline.entries()[request]), result != 0) << int{result};
+    }
+}
+
 }  // namespace
 }  // namespace recording

@@ -303,5 +303,18 @@ TEST(EventQueueTest, aLockAroundUnregisteringIsAllowed) {
     ZRMirvoManager::ReleaseInstance(manager);
 }
 
+TEST(EventQueueTest, aProgramMayHaveClosedItsStandardInput) {
+    const int input = dup(STDIN_FILENO);
+    close(STDIN_FILENO);
+    {
+        EventQueue queue;
+        EXPECT_EQ(queue.fd(), STDIN_FILENO);
+        queue.post([] {});
+        EXPECT_EQ(queue.dispatch(), 1u);
+    }
+    dup2(input, STDIN_FILENO);
+    close(input);
+}
+
 }  // namespace
 }  // namespace session_test

@@ -152,6 +152,11 @@ TEST_F(HostClientsTest, forgetsAClientThatHasGone) {
     // It has read everything, and the end is all that the host can see of it.
     stays.reset();
     EXPECT_TRUE(eventually([&] { return host.sender().clients() == 0; }));
+    // A stop ends it for all, and is over afterwards.
+    host.stop();
+    stays = listen(host);
+    host.notify(large(7));
+    EXPECT_EQ(numbers(stays, 1), std::vector<int32_t>{7});
 }
 
 TEST_F(HostClientsTest, countsWhatWasNotTaken) {
