@@ -131,12 +131,19 @@ void FacadeTest::hold(const std::string& start, Gate& gate) {
     });
 }
 
-Lines FacadeTest::lines() {
+Lines FacadeTest::lines(bool* traced) {
     static const std::regex kPlace(R"(\[(\w+):\d+\])");
-    Lines result = mLog.takeUntraced("ZRMirvo");
-    for (std::string& line : result)
-        line =
-            std::regex_replace(line, kPlace, "[$1:LINE]", std::regex_constants::format_first_only);
+    Lines result;
+    bool found = false;
+    for (const std::string& line : mLog.take("ZRMirvo")) {
+        if (startsWith(line, "D/")) {
+            found = true;
+            continue;
+        }
+        result.push_back(
+            std::regex_replace(line, kPlace, "[$1:LINE]", std::regex_constants::format_first_only));
+    }
+    if (traced != nullptr) *traced = found;
     return result;
 }
 

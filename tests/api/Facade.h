@@ -122,8 +122,9 @@ protected:
     }
     // Holds the first request that begins with `start` at the gate.
     void hold(const std::string& start, Gate& gate);
-    // The lines of the facade that are not those of its call trace, without line numbers.
-    Lines lines();
+    // The lines of the facade that are not those of its call trace, without line numbers. Says in
+    // `traced`, unless that is null, whether there was a call trace.
+    Lines lines(bool* traced = nullptr);
     bool deliver(size_t client, const std::string& message) {
         return mFramework.notify(client, message);
     }

@@ -184,7 +184,10 @@ TEST(RecordingTest, whatOthersAddedOrCutIsNoFault) {
     const Bytes frame = bytes(
         "06000000 24000000 02000000 00000000 00000000 04000000 04000000"
         "'abcd' 24000000");
-    EXPECT_EQ(read(head + statistics + ethernet + frame + kRequestBlock), "100:0:16 1:9:8 end");
+    const Bytes empty =
+        bytes("06000000 20000000 02000000 00000000 00000000 00000000 00000000 20000000");
+    EXPECT_EQ(read(head + statistics + ethernet + frame + empty + kRequestBlock),
+              "100:0:16 1:9:8 end");
     // Two files behind one another.
     EXPECT_EQ(read(kFile + kFile), "100:0:16 1:9:8 100:0:16 1:9:8 end");
     // The content cut.

@@ -145,6 +145,12 @@ TEST_F(HostTest, removesNoFileOfItsSuccessor) {
     fs::remove(socketFile + ".lock");
     first.stop();
     EXPECT_EQ(entries(mDirectory.path()), 0u);
+    mLog.take();
+    fs::create_directory(socketFile + ".lock");
+    EXPECT_FALSE(first.start());
+    EXPECT_EQ(mLog.take("ServiceFramework"),
+              (std::vector<std::string>{"E/ServiceFramework: cannot open " + socketFile +
+                                        ".lock: Is a directory"}));
 }
 
 TEST_F(HostTest, removesWhatAKilledHostLeftBehind) {
@@ -270,10 +276,10 @@ TEST_F(HostTest, refusesWhatItCannotServe) {
 TEST_F(HostTest, takesTheDefaultForATimeoutThatIsNone) {
     ServiceHost host(new TestInfo, echo);
     ASSERT_TRUE(host.start());
-    for (const char* text : {"0", "-5", "12x", "99999999999"}) {
-        setTimeout(text);
+    for (const std::string text : {"", "0", "-5", "12x", "99999999999"}) {
+        setTimeout(text.c_str());
         EXPECT_EQ(ask(bind(), kEcho), kEcho) << text;
-        EXPECT_EQ(mLog.take("ServiceFramework").size(), 1u) << text;
+        EXPECT_EQ(mLog.take("ServiceFramework").size(), text.empty() ? 0u : 1u) << text;
     }
 }
 
