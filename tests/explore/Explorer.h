@@ -17,10 +17,10 @@
 //     }, limits);
 //
 // The locks themselves are never taken: the explorer keeps their owners, and interposes
-// pthread_mutex_*, pthread_cond_*, pthread_create, pthread_join and pthread_detach for that
-// (Interpose.cpp). A wait with a limit times out only when no thread can run. Nothing that a run
-// leaves behind may make the next one differ: `prepare` runs before each and is not explored. In a
-// run the monotonic clock stands still, but for waits that time out.
+// pthread_mutex_*, pthread_cond_*, pthread_create, pthread_join and poll for that (Interpose.cpp).
+// A wait with a limit times out only when no thread can run. Nothing that a run leaves behind may
+// make the next one differ: `prepare` runs before each and is not explored. In a run the monotonic
+// clock stands still, but for waits that time out.
 
 namespace explorer {
 

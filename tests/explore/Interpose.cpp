@@ -34,6 +34,7 @@ Real findAll() {
     find(all.destroyCondition, "pthread_cond_destroy");
     find(all.create, "pthread_create");
     find(all.join, "pthread_join");
+    find(all.poll, "poll");
     return all;
 }
 
@@ -122,6 +123,12 @@ int pthread_create(pthread_t* handle, const pthread_attr_t* attributes, void* (*
 int pthread_join(pthread_t handle, void** result) {
     Scheduler* run = Scheduler::current();
     return run == nullptr ? real().join(handle, result) : run->join(handle, result);
+}
+
+int poll(pollfd* entries, nfds_t count, int milliseconds) {
+    Scheduler* run = Scheduler::current();
+    return run == nullptr || milliseconds >= 0 ? real().poll(entries, count, milliseconds)
+                                               : run->poll(entries, count);
 }
 
 }  // extern "C"

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <poll.h>
 #include <pthread.h>
 #include <ctime>
 
@@ -20,6 +21,7 @@ struct Real {
     int (*destroyCondition)(pthread_cond_t*);
     int (*create)(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
     int (*join)(pthread_t, void**);
+    int (*poll)(pollfd*, nfds_t, int);
 };
 const Real& real();
 

@@ -157,6 +157,16 @@ int Scheduler::join(pthread_t handle, void** result) {
     return real().join(handle, result);
 }
 
+int Scheduler::poll(pollfd* entries, nfds_t count) {
+    Thread& me = self();
+    me.polled = entries;
+    me.polledCount = count;
+    me.state = State::kPolls;
+    decide("polls", nullptr);
+    me.state = State::kReady;
+    return real().poll(entries, count, 0);
+}
+
 void Scheduler::destroyMutex(void* mutex) {
     if (mOwners.count(mutex) != 0) fail("destroys a mutex that is locked");
 }
@@ -177,6 +187,8 @@ bool Scheduler::canRun(const Thread& thread) const {
             return mOwners.count(thread.mutex) == 0;
         case State::kJoins:
             return thread.joined->state == State::kEnded;
+        case State::kPolls:
+            return real().poll(thread.polled, thread.polledCount, 0) > 0;
         default:
             return false;
     }

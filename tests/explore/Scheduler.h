@@ -1,5 +1,6 @@
 #pragma once
 
+#include <poll.h>
 #include <pthread.h>
 #include <semaphore.h>
 
@@ -35,6 +36,8 @@ public:
     int create(pthread_t* handle, const pthread_attr_t* attributes, void* (*body)(void*),
                void* arg);
     int join(pthread_t handle, void** result);
+    // Without a limit.
+    int poll(pollfd* entries, nfds_t count);
     void destroyMutex(void* mutex);
     void destroyCondition(void* condition);
     void point(const char* what) { decide(what, nullptr); }
@@ -51,7 +54,7 @@ public:
     const std::vector<Decision>& decisions() const { return mDecisions; }
 
 private:
-    enum class State { kReady, kWantsMutex, kWaits, kJoins, kEnded };
+    enum class State { kReady, kWantsMutex, kWaits, kJoins, kPolls, kEnded };
     struct Thread {
         int number = 0;
         State state = State::kReady;
@@ -61,6 +64,8 @@ private:
         timespec until{};
         bool timedOut = false;
         const Thread* joined = nullptr;
+        pollfd* polled = nullptr;
+        nfds_t polledCount = 0;
         pthread_t handle{};
         sem_t turn{};
     };

@@ -118,6 +118,13 @@ void everyRequestEndsWithAStatus() {
     lost.join();
 }
 
+void aStopEndsRun() {
+    Drive drive;
+    std::thread stop([&] { drive.session->stop(); });
+    drive.session->run();
+    stop.join();
+}
+
 void theServiceComesBack() {
     Drive drive;
     std::thread lost([] {
@@ -138,6 +145,7 @@ std::vector<Scenario> sessionScenarios() {
         {"events-of-two-threads", eventsOfTwoThreadsAllArrive, {}},
         {"session-goes-during-a-loss", aSessionGoesWhileItsServiceIsLost, kTwoOnly},
         {"requests-during-a-loss", everyRequestEndsWithAStatus, kTwoOnly},
+        {"stop-against-run", aStopEndsRun, {}},
         {"service-comes-back", theServiceComesBack, kTwoOnly},
     };
 }
