@@ -19,9 +19,6 @@ namespace {
 // How long to wait before accepting again when there was no file descriptor left.
 constexpr nsecs_t kAcceptPause = 100 * 1000 * 1000;
 
-// How long a host that stops waits until its clients have read their last replies.
-constexpr nsecs_t kFarewell = 1000 * 1000 * 1000;
-
 sp<ServiceItemFactory> itemFactoryOf(const sp<ServiceInfo>& info) {
     const sp<ServiceProtocol> protocol = info->protocol();
     return protocol == nullptr ? nullptr : protocol->itemFactory();
@@ -61,7 +58,7 @@ bool Host::start() {
     return static_cast<bool>(mListening);
 }
 
-void Host::stop() {
+void Host::stop(nsecs_t farewell) {
     if (mListening) {
         mListening.withdraw();
         {
@@ -79,7 +76,7 @@ void Host::stop() {
         // Requests that have come are still answered, but a client that does not read its reply
         // does not hold this up.
         shutDown(SHUT_RD);
-        const nsecs_t until = systemTime() + kFarewell;
+        const nsecs_t until = systemTime() + farewell;
         while (!mConnections.empty() && systemTime() < until) {
             mChanged.waitRelative(mMutex, until - systemTime());
         }

@@ -24,7 +24,8 @@ public:
     ~Host() { stop(); }
 
     bool start();
-    void stop();
+    // Requests that have come are answered for at most `farewell` nanoseconds.
+    void stop(nsecs_t farewell = kFarewell);
 
     // Serves a socket that was connected elsewhere. False, with one line in the log, when it is no
     // sequenced-packet socket or its peer belongs to another user.
@@ -37,6 +38,8 @@ public:
     NotifySender& sender() { return mSender; }
 
 private:
+    static constexpr nsecs_t kFarewell = 1000 * 1000 * 1000;
+
     void acceptConnections();
     void serve(HostConnection& connection);
     void retire(HostConnection& connection) EXCLUDES(mMutex);

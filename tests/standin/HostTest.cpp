@@ -14,6 +14,7 @@
 #include "tests/standin/Wire.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/Signal.h"
+#include "tests/support/Task.h"
 
 // Hosts of this process: their directory, their name, their end.
 
@@ -25,6 +26,7 @@ using testing_support::entries;
 using testing_support::Folder;
 using testing_support::LogCapture;
 using testing_support::Signal;
+using testing_support::Task;
 
 class HostTest : public testing::Test {
 protected:
@@ -195,6 +197,30 @@ TEST_F(HostTest, waitsForItsHandlersWhenItStops) {
     stopping.join();
 }
 
+TEST_F(HostTest, answersEachRequestThatHasComeWhenItStops) {
+    Signal handling[2];
+    Signal mayEnd[2];
+    Host host(new TestInfo, [&](ServiceHost::Request& request) {
+        handling[request.connection - 1].set();
+        EXPECT_TRUE(mayEnd[request.connection - 1].wait());
+        return echo(request);
+    });
+    Pair pairs[] = {makePair(), makePair()};
+    for (int i = 0; i < 2; ++i) {
+        ASSERT_TRUE(host.adopt(std::move(pairs[i].own)));
+        sendTo(pairs[i].peer, frame(FrameKind::kRequest, 1, 8));
+        ASSERT_TRUE(handling[i].wait());
+    }
+    Task stopping([&] { host.stop(std::chrono::nanoseconds(testing_support::kDeadline).count()); });
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_TRUE(stopping.waits());
+        mayEnd[i].set();
+        EXPECT_EQ(receiveFrom(pairs[i].peer), frame(FrameKind::kReply, 1, 8));
+        EXPECT_TRUE(receiveFrom(pairs[i].peer).empty());
+        EXPECT_EQ(host.connections().size(), 1u - i);
+    }
+}
+
 TEST_F(HostTest, stopsAlthoughAClientDoesNotRead) {
     Host host(new TestInfo, [](ServiceHost::Request&) {
         const sp<TestReply> reply = new TestReply;
@@ -206,7 +232,7 @@ TEST_F(HostTest, stopsAlthoughAClientDoesNotRead) {
     sendTo(pair.peer, frame(FrameKind::kRequest, 1, 8));
     // The answer has begun, and fits into no socket.
     EXPECT_EQ(receiveFrom(pair.peer).size(), kMaxDatagram);
-    host.stop();
+    host.stop(0);
     EXPECT_TRUE(host.connections().empty());
 }
 
