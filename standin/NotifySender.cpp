@@ -286,12 +286,11 @@ void NotifySender::waitForEvents() {
 }
 
 void NotifySender::handle(Listener& listener, uint32_t events) {
-    bool dead = false;
-    if ((events & ~EPOLLOUT) != 0) {
-        uint8_t byte;
-        const ssize_t size = recv(listener.fd.get(), &byte, 1, MSG_DONTWAIT);
-        dead = size >= 0 || errno != EAGAIN;
-        if (size > 0) logError("process %d sends where it asked to listen", listener.process);
+    // A client that listens has nothing to send, so anything but room for more is its end.
+    const bool dead = (events & ~EPOLLOUT) != 0;
+    uint8_t byte;
+    if (dead && recv(listener.fd.get(), &byte, 1, MSG_DONTWAIT) > 0) {
+        logError("process %d sends where it asked to listen", listener.process);
     }
     AutoMutex lock(mMutex);
     if (dead) {

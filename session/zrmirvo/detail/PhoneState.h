@@ -55,10 +55,7 @@ public:
         if (!mEnded) (mHandlers.*kind).set(std::forward<Function>(function));
     }
 
-    void tellGone() {
-        mEnded = true;
-        mHandlers.gone();
-    }
+    void tellGone() { mHandlers.gone(); }
 
     // Destroys the handlers. They may hold their own phone, which would otherwise never be
     // destroyed.
