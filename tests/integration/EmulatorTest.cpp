@@ -65,7 +65,7 @@ protected:
         mEmulator->type("arrived " + request + "\ndie");
     }
 
-    static void shortenTimeout() { setenv("SERVICE_FRAMEWORK_TIMEOUT_MS", "400", 1); }
+    static void shortenTimeout() { setenv("SERVICE_FRAMEWORK_TIMEOUT_MS", "1500", 1); }
 
     const testing_support::Folder mFolder;
     std::unique_ptr<Process> mEmulator;
@@ -124,7 +124,7 @@ TEST_F(EmulatorTest, aServiceThatAnswersBadlyFailsOneRequest) {
     unsigned int id = 10;
     for (const char* command : {"once silent", "once mistype", "once delay"}) {
         SCOPED_TRACE(command);
-        const std::string time = std::string(command) == "once delay" ? " 800" : "";
+        const std::string time = std::string(command) == "once delay" ? " 3000" : "";
         for (const char* operation : {" startup", " getMirvo"})
             mEmulator->type(command + std::string(operation) + time);
         mEmulator->type("once answer shutdown 5");
@@ -153,9 +153,9 @@ TEST_F(EmulatorTest, aServiceThatHangsBlocksNobodyForLong) {
     manager->ReleaseMirvoInstance(instance);
     manager.reset();
     const auto taken = std::chrono::steady_clock::now() - begin;
-    EXPECT_GE(taken, std::chrono::milliseconds(3 * 400));
-    // Without the shortened timeout, one request would take this long.
-    EXPECT_LT(taken, std::chrono::seconds(5));
+    EXPECT_GE(taken, 3 * std::chrono::milliseconds(1500));
+    // With the timeout that is not shortened, three requests would take this long.
+    EXPECT_LT(taken, 3 * std::chrono::seconds(5));
 
     mEmulator->signal(SIGCONT);
     EXPECT_EQ(obtainManager()->startup(), 0);

@@ -84,9 +84,9 @@ TEST_F(SessionTest, aRefusedStartupIsRepeated) {
 TEST_F(SessionTest, aShutdownBeforeTheStartPreventsItUnlessItIsTooLate) {
     for (const bool late : {false, true}) {
         SCOPED_TRACE(late);
-        startEmulator(late ? "once delay getIds 1000\nattach 7" : "attach 7");
+        startEmulator(late ? "once delay getIds 3000\nattach 7" : "attach 7");
         Session::Options options;
-        if (late) options.longestWait = std::chrono::milliseconds(500);
+        if (late) options.longestWait = std::chrono::seconds(2);
         Session session("3.6", options);
         session.configFile("/kept");
         EXPECT_EQ(session.shutdown().get().code(), late ? Code::TooLate : Code::Done);

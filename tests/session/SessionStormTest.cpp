@@ -146,7 +146,7 @@ TEST_F(SessionTest, survivesFiftyCrashesAtRandomMoments) {
 }
 
 TEST_F(SessionTest, aHangingServiceDoesNotHoldUpTheLoop) {
-    setenv("SERVICE_FRAMEWORK_TIMEOUT_MS", "500", 1);
+    setenv("SERVICE_FRAMEWORK_TIMEOUT_MS", "2000", 1);
     startEmulator();
     Session session("3.6");
     HeadUnit unit(session);

@@ -128,10 +128,11 @@ TEST_F(SessionTest, handlersAreToldOnTheLoop) {
 }
 
 TEST_F(SessionTest, eachEndOfARequestHasItsStatus) {
+    setenv("SERVICE_FRAMEWORK_TIMEOUT_MS", "60000", 1);
     startEmulator("answer sendCalibrateEvent 5\nmistype sendForceLandscape\nattach 7");
     Session::Options options;
     options.requests = 2;
-    options.longestWait = std::chrono::milliseconds(500);
+    options.longestWait = std::chrono::seconds(2);
     Session session("3.6", options);
     std::unique_ptr<Phone> found;
     session.onPhone([&](const Phone& phone) { found = std::make_unique<Phone>(phone); });
@@ -150,7 +151,7 @@ TEST_F(SessionTest, eachEndOfARequestHasItsStatus) {
     ASSERT_TRUE(dispatchUntil(session, [&] { return refused; }));
 
     // One request takes long, two wait too long, and the others find no room.
-    mEmulator->type("once delay sendKeyEvent 1000");
+    mEmulator->type("once delay sendKeyEvent 4000");
     EXPECT_EQ(requests("sendKeyEvent"), 0u);
     std::vector<Code> codes;
     const auto note = [&](Status status) { codes.push_back(status.code()); };
@@ -271,7 +272,7 @@ TEST_F(SessionTest, moreChangesThanCanWaitAreALoss) {
 }
 
 TEST_F(SessionTest, whatIsHeldGoesWithTheSession) {
-    setenv("SERVICE_FRAMEWORK_TIMEOUT_MS", "500", 1);
+    setenv("SERVICE_FRAMEWORK_TIMEOUT_MS", "2000", 1);
     startEmulator("attach 7\nattach 8");
     std::unique_ptr<Phone> kept;
     std::unique_ptr<Pending<Status>> unsent;

@@ -119,7 +119,8 @@ TEST_F(ServiceTest, survivesAHungService) {
         const int64_t start = milliseconds();
         EXPECT_TRUE(fails());
         EXPECT_GE(milliseconds() - start, 250);
-        EXPECT_LT(milliseconds() - start, 3000);
+        // One that took the default would wait for so long.
+        EXPECT_LT(milliseconds() - start, 5000);
     };
     setTimeout("300");
     const sp<ServiceClient> client = bind();
@@ -134,13 +135,17 @@ TEST_F(ServiceTest, survivesAHungService) {
     mService.signal(SIGCONT);
     setTimeout("60000");
     EXPECT_EQ(ask(bind(), kEcho + 1), kEcho + 1);
-    // Who could not listen has lost the service, and does not wait a second time.
-    const int64_t start = milliseconds();
-    EXPECT_EQ(ask(listening, kEcho), kNone);
-    EXPECT_LT(milliseconds() - start, 250);
+    // Who could not listen has lost the service, and does not ask it a second time.
+    {
+        testing_support::LogCapture log;
+        EXPECT_EQ(ask(listening, kEcho), kNone);
+        const auto lines = log.take("ServiceFramework");
+        ASSERT_EQ(lines.size(), 1u);
+        EXPECT_NE(lines[0].find("the service is lost"), std::string::npos) << lines[0];
+    }
     EXPECT_EQ(recorder->await(1), Numbers{Recorder::kLost});
     waitsInVain([&] { return ask(client, kSilence) == kNone; });
-    EXPECT_EQ(ask(client, kEcho + 2), kEcho + 2);
+    EXPECT_TRUE(eventually([&] { return ask(client, kEcho + 2) == kEcho + 2; }));
 }
 
 TEST_F(ServiceTest, deliversToOthersWhileCallbacksBlock) {
@@ -265,7 +270,6 @@ TEST_F(ServiceTest, copesWithoutFileDescriptors) {
 #ifdef __SANITIZE_ADDRESS__
     GTEST_SKIP() << "the sanitizer needs descriptors for its own checks";
 #endif
-    setTimeout("300");
     const sp<ServiceClient> client = bind();
     ASSERT_EQ(ask(client, kEcho), kEcho);
     const sp<Recorder> recorder = new Recorder;
@@ -280,6 +284,7 @@ TEST_F(ServiceTest, copesWithoutFileDescriptors) {
 
     const sp<ServiceClient> control = bind();
     ASSERT_EQ(ask(control, kLimitDescriptors, 0), kLimitDescriptors);
+    setTimeout("300");
     // The service may be waiting for the next client with a descriptor that it already has.
     ask(bind(), kEcho);
     const sp<ServiceClient> waiting = bind();
@@ -290,7 +295,7 @@ TEST_F(ServiceTest, copesWithoutFileDescriptors) {
     ASSERT_EQ(ask(control, kLimitDescriptors, 256), kLimitDescriptors);
     setTimeout("60000");
     EXPECT_EQ(ask(bind(), kEcho), kEcho);
-    EXPECT_EQ(ask(waiting, kEcho), kEcho);
+    EXPECT_TRUE(eventually([&] { return ask(waiting, kEcho) == kEcho; }));
 }
 
 }  // namespace
