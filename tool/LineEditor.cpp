@@ -1,5 +1,6 @@
 #include "tool/LineEditor.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <termios.h>
 #include <unistd.h>
@@ -54,6 +55,21 @@ std::string commonBeginning(const std::vector<std::string>& words) {
 
 }  // namespace
 
+AwayFromTerminal::AwayFromTerminal() {
+    if (tcgetpgrp(STDIN_FILENO) == getpgrp()) return;
+    const int none = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    if (none < 0) return;
+    mInput = fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0);
+    if (mInput >= 0) dup2(none, STDIN_FILENO);
+    close(none);
+}
+
+AwayFromTerminal::~AwayFromTerminal() {
+    if (mInput < 0) return;
+    dup2(mInput, STDIN_FILENO);
+    close(mInput);
+}
+
 LineEditor::LineEditor(Prompt prompt)
     : mPrompt(std::move(prompt)),
       mHistoryFile(historyFile(mPrompt.tool)),
@@ -82,6 +98,7 @@ void LineEditor::open() {
 }
 
 LineEditor::~LineEditor() {
+    const AwayFromTerminal away;
     if (mEditor != nullptr) el_end(mEditor);
     history_end(mHistory);
 }
@@ -107,7 +124,8 @@ std::optional<std::string> LineEditor::next(Waker& waker, std::optional<Waker::T
     // What stands on the screen so far stays there.
     if (line == nullptr || count <= 0) {
         el_set(mEditor, EL_PREP_TERM, 0);
-        fputc('\n', stderr);
+        if (!mAway || !mAway->away()) fputc('\n', stderr);
+        mAway.reset();
         return std::nullopt;
     }
     std::string text(line, static_cast<size_t>(count));
@@ -127,7 +145,10 @@ void LineEditor::remember(const char* line) {
 
 int LineEditor::readCharacter(EditLine* editor, wchar_t* character) {
     LineEditor& own = self(editor);
-    if (!waitForInput(*own.mWaker, own.mUntil)) return -1;
+    if (!waitForInput(*own.mWaker, own.mUntil)) {
+        own.mAway.emplace();
+        return -1;
+    }
     // A shell that ran meanwhile has set the terminal up for itself.
     termios settings = {};
     if (tcgetattr(STDIN_FILENO, &settings) == 0 && (settings.c_lflag & ICANON) != 0) {

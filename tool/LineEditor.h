@@ -9,6 +9,23 @@
 
 namespace tool {
 
+// While this exists, standard input is no terminal for a process in the background. Setting the
+// terminal up from there, as libedit does at the end of a line and at its own, would stop the
+// process, which could then not even be ended by SIGTERM.
+class AwayFromTerminal {
+public:
+    AwayFromTerminal();
+    ~AwayFromTerminal();
+    AwayFromTerminal(const AwayFromTerminal&) = delete;
+    AwayFromTerminal& operator=(const AwayFromTerminal&) = delete;
+
+    // Whether the process was in the background.
+    bool away() const { return mInput >= 0; }
+
+private:
+    int mInput = -1;
+};
+
 // The part of LineReader that works at a terminal.
 class LineEditor {
 public:
@@ -37,6 +54,8 @@ private:
     // While a line is read.
     Waker* mWaker = nullptr;
     std::optional<Waker::Time> mUntil;
+    // While libedit ends a line that will not be read any more.
+    std::optional<AwayFromTerminal> mAway;
 };
 
 }  // namespace tool
