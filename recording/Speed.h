@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <optional>
@@ -28,8 +29,10 @@ public:
     // How long something takes at this speed, when it took so many nanoseconds in the recording.
     std::chrono::nanoseconds scaled(uint64_t nanoseconds) const {
         if (mTimes == 0) return std::chrono::nanoseconds(0);
-        return std::chrono::nanoseconds(
-            static_cast<int64_t>(static_cast<double>(nanoseconds) / mTimes));
+        // A recording that is damaged, or played slowly, must not lead past the end of the clock.
+        constexpr double kLongest = 1e17;
+        return std::chrono::nanoseconds(static_cast<int64_t>(
+            std::min(static_cast<double>(nanoseconds) / mTimes, kLongest)));
     }
 
 private:

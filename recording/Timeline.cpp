@@ -9,6 +9,12 @@
 #include "tool/Lines.h"
 
 namespace recording {
+namespace {
+
+// A thread may be interrupted before it adds its record. Times that go back further are damaged.
+constexpr uint64_t kDisorder = 10'000'000'000;
+
+}  // namespace
 
 Timeline::Timeline(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
@@ -106,6 +112,17 @@ std::string Timeline::whyNotReplayable() const {
     }
     if (mProcesses.size() > 1) return "there is more than one process in it";
     if (mLeftOut != 0) return "it was recorded without all contents";
+    uint64_t latest = 0;
+    for (const Entry& entry : mEntries) {
+        // These are repeated, with their times, where another file begins.
+        if (entry.kind() == FrameKind::kBound || entry.kind() == FrameKind::kListenerSet) continue;
+        // A replay would wait for years.
+        const uint64_t time = entry.header.monotonic;
+        if (latest > kDisorder && time < latest - kDisorder) {
+            return "its times go back, so it is damaged";
+        }
+        latest = std::max(latest, time);
+    }
     return {};
 }
 

@@ -51,8 +51,8 @@ public:
     // another class.
     bool failed(const Entry& request) const;
 
-    // Why this recording cannot be replayed: it begins in the middle, contents were left out, or it
-    // holds more than one process. Empty when it can.
+    // Why this recording cannot be replayed: it begins in the middle, contents were left out, it
+    // holds more than one process, or it is damaged. Empty when it can.
     std::string whyNotReplayable() const;
     // The places where the record of another process begins.
     const std::set<size_t>& processes() const { return mProcesses; }
