@@ -1,4 +1,5 @@
 #include <atomic>
+#include <csignal>
 #include <map>
 #include <memory>
 #include <optional>
@@ -10,6 +11,7 @@
 #include "mirvoctl/ReplayPlan.h"
 #include "protocol/ProcessState.h"
 #include "recording/Messages.h"
+#include "tool/Waker.h"
 
 namespace mirvoctl {
 namespace {
@@ -32,7 +34,9 @@ public:
         }
         // Its class is the framework's own.
         const auto* status = static_cast<ServiceStatusNotify*>(notify.get());
-        if (status->status == ServiceStatusNotify::kServiceLost) mPlan.received(mNumber, "lost");
+        if (status->status == ServiceStatusNotify::kServiceLost) {
+            mPlan.received(mNumber, ReplayPlan::kLost);
+        }
     }
 
 private:
@@ -52,6 +56,31 @@ public:
 
     ReplayPlan::Events run() {
         android::ProcessState::self()->startThreadPool();
+        ReplayPlan::Events events;
+        std::atomic<bool> over{false};
+        tool::Waker waker(mContext.output.standard());
+        std::thread player([&] {
+            events = play();
+            over = true;
+            waker.wake();
+        });
+        if (!waker.waitUntil([&] { return over.load(); })) {
+            mSignal = waker.signal();
+            mPlan.giveUp();
+        }
+        player.join();
+        const AutoMutex lock(mLock);
+        if (mFailure) throw Failure(*mFailure);
+        return events;
+    }
+
+    size_t requests() const { return mRequests; }
+    size_t otherwise() const { return mOtherwise; }
+    // The signal that ended the replay; 0 when none did.
+    int signal() const { return mSignal; }
+
+private:
+    ReplayPlan::Events play() {
         std::vector<std::thread> threads;
         for (const auto& [number, steps] : mPlan.threads()) {
             threads.emplace_back([this, all = &steps] {
@@ -66,15 +95,9 @@ public:
             thread.join();
         ReplayPlan::Events events = mPlan.finish();
         leave();
-        const AutoMutex lock(mLock);
-        if (mFailure) throw Failure(*mFailure);
         return events;
     }
 
-    size_t requests() const { return mRequests; }
-    size_t otherwise() const { return mOtherwise; }
-
-private:
     void perform(size_t step) {
         const Timeline::Entry& entry = mEntries[step];
         const auto& header = entry.header;
@@ -191,6 +214,7 @@ private:
     ReplayPlan mPlan;
     std::atomic<size_t> mRequests{0};
     std::atomic<size_t> mOtherwise{0};
+    int mSignal = 0;
 
     android::Mutex mLock;
     std::optional<Failure> mFailure GUARDED_BY(mLock);
@@ -220,7 +244,17 @@ Outcome replay(Context& context, Arguments& arguments) {
                    " events=" + std::to_string(events.came) +
                    " missed=" + std::to_string(events.missed.size()) +
                    " others=" + std::to_string(events.others) + "\n";
-    if (application.otherwise() > 0 || !events.missed.empty()) {
+    const std::string after =
+        " after " + std::to_string(application.requests()) + " requests of the replay";
+    if (application.signal() != 0) {
+        // In the shell, too, as for a monitor.
+        context.quit = context.quit || application.signal() == SIGTERM;
+        outcome.exit = kNotSeen;
+        outcome.error = "a signal came" + after;
+    } else if (events.lost) {
+        outcome.exit = kNoService;
+        outcome.error = "the service was lost" + after + ", where the recording goes on with it";
+    } else if (application.otherwise() > 0 || !events.missed.empty()) {
         outcome.exit = kRefused;
         outcome.error = std::to_string(application.otherwise()) +
                         " requests were answered otherwise than when they were recorded, and " +

@@ -20,12 +20,16 @@ ReplayPlan::ReplayPlan(const Timeline& timeline, const RecordingOptions& options
     std::set<std::pair<uint32_t, uint32_t>> live;
     // Nor is a binding repeated to a service that was about to be gone.
     std::set<uint32_t> served;
-    for (const recording::Life& life : recording::livesOf(timeline))
+    std::set<uint32_t> lasting;
+    for (const recording::Life& life : recording::livesOf(timeline)) {
         served.insert(life.bindings.begin(), life.bindings.end());
+        if (!life.loss) lasting.insert(life.bindings.begin(), life.bindings.end());
+    }
     AutoMutex lock(mLock);
     for (size_t i = 0; i < mEntries.size(); ++i) {
         const auto& header = mEntries[i].header;
         if (served.count(header.binding) == 0) continue;
+        if (lasting.count(header.binding) > 0) mLasting.insert(header.listener);
         const std::pair<uint32_t, uint32_t> place(header.binding, header.listener);
         switch (mEntries[i].kind()) {
             case FrameKind::kBound:
@@ -48,7 +52,7 @@ ReplayPlan::ReplayPlan(const Timeline& timeline, const RecordingOptions& options
             case FrameKind::kStatus: {
                 const bool isNotify = mEntries[i].kind() == FrameKind::kNotify;
                 if (!isNotify && !isLoss(timeline.record(mEntries[i]))) break;
-                const std::string what = isNotify ? nameOf(timeline.decode(mEntries[i])) : "lost";
+                const std::string what = isNotify ? nameOf(timeline.decode(mEntries[i])) : kLost;
                 mLeft.insert(i);
                 mEvents[i] = what;
                 mAwaited[{header.listener, what}].insert(i);
@@ -127,6 +131,12 @@ void ReplayPlan::received(uint32_t listener, const std::string& what) {
     std::set<size_t>& awaited = mAwaited[{listener, what}];
     if (awaited.empty()) {
         ++mResult.others;
+        // Nothing else of the recording can come any more.
+        if (what == kLost && mLasting.count(listener) > 0 && !mLeft.empty()) {
+            mResult.lost = true;
+            mGivenUp = true;
+            mChanged.broadcast();
+        }
         return;
     }
     const size_t place = *awaited.begin();

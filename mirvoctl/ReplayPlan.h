@@ -32,6 +32,8 @@ public:
     bool await(size_t step);
     // A step has been taken; a request is then answered.
     void taken(size_t step);
+    // What a listener is told when its service is lost.
+    static constexpr const char* kLost = "lost";
     // A listener, by its number in the recording, has got a notification.
     void received(uint32_t listener, const std::string& what);
     void giveUp();
@@ -46,6 +48,8 @@ public:
         size_t came = 0;
         std::vector<std::string> missed;
         size_t others = 0;
+        // Whether the service was lost where the recording goes on with it, which ends the replay.
+        bool lost = false;
     };
     // Waits for the events that are left, and answers what came of all.
     Events finish();
@@ -64,6 +68,8 @@ private:
     const RecordingOptions& mOptions;
     const recording::Comparison mComparison;
     std::map<uint32_t, std::vector<size_t>> mThreads;
+    // The listeners whose service is not lost in the recording.
+    std::set<uint32_t> mLasting;
 
     android::Mutex mLock;
     android::Condition mChanged;

@@ -180,6 +180,26 @@ def test_is_judged_when_it_is_ended(bench):
         assert ("recorded requests have not come" in service.log) == (status == 4), service.log
 
 
+def test_ends_with_its_service_and_by_a_signal(bench):
+    watched = "ids 7\nwait-for setNotifier@7\nwait 20\nstate 7 1"
+    assert bench.record(watched, "a", "mirvoctl monitor 7 --count 1").returncode == 0
+    with zrmirvo.Emulator(bench.tools, folder=os.getcwd()) as emulator:
+        emulator.ids(7)
+        for signalled, status, said in (
+            (True, 4, "mirvoctl: a signal came after 6 requests"),
+            (False, 3, "mirvoctl: the service was lost after 6 requests"),
+        ):
+            # It waits for the event, which does not come.
+            with bench.start("mirvoctl", "replay", "a", "--patience", "60000") as player:
+                emulator.expect("setNotifier")
+                if signalled:
+                    player.child.send_signal(signal.SIGINT)
+                else:
+                    emulator.die()
+                assert player.wait() == status, player.log
+            assert said in player.log
+
+
 def test_its_application_meets_the_script_of_a_recording(bench):
     keys = "device 7 key menu\ndevice 7 cook-key menu down\n"
     pathlib.Path("input").write_text(f"{keys}device 8 calibrate\ndevice 9 calibrate\nids\n")
@@ -200,10 +220,18 @@ def test_refuses_what_cannot_be_replayed(bench):
     for name in ("good", "other"):
         bench.record("ids 7", name, PRESS)
     bench.tools.run("sh", "-c", "cat good other >two; echo no recording >text")
+    damaged = bytearray(pathlib.Path("good").read_bytes())
+    end = len(damaged)
+    for _ in range(2):
+        end -= int.from_bytes(damaged[end - 4 : end], "little")
+    # The last packet but one is days later than the last.
+    damaged[end + 28 + 16 + 6] ^= 1
+    pathlib.Path("damaged").write_bytes(damaged)
     for name, sentence in (
         ("none", "the file cannot be read"),
         ("text", "this is no pcapng file"),
         ("a", "without all contents"),
+        ("damaged", "its times go back"),
         ("two", "more than one process"),
     ):
         for line in (f"mirvo-emulator --replay {name}", f"mirvoctl replay {name}"):
