@@ -1,6 +1,7 @@
 #include "recording/Lives.h"
 
 #include <algorithm>
+#include <iterator>
 #include <map>
 #include <string>
 #include <utility>
@@ -45,7 +46,22 @@ private:
 // Finds the lives in the entries of a timeline, one after the other.
 class Finder {
 public:
-    explicit Finder(const Timeline& timeline) : mTimeline(timeline) {}
+    // `successors` are the places of bindings that were made to the next service before the record
+    // of the loss.
+    Finder(const Timeline& timeline, const std::set<size_t>& successors)
+        : mTimeline(timeline), mSuccessors(successors) {
+        for (size_t place = 0; place < timeline.entries().size(); ++place) {
+            const Timeline::Entry& entry = timeline.entries()[place];
+            const auto& other = entry.other;
+            if (entry.kind() == FrameKind::kRequest && other &&
+                timeline.entries()[*other].kind() == FrameKind::kReply) {
+                mAnswered[{processAt(place), entry.header.binding}] = place;
+            }
+        }
+    }
+
+    // A successor that has not been known. It shows when the loss is added.
+    std::optional<size_t> newSuccessor() const { return mNewSuccessor; }
 
     void add(size_t place) {
         const Timeline::Entry& entry = mTimeline.entries()[place];
@@ -92,7 +108,8 @@ private:
     Found& lifeOf(const Timeline::Entry& entry, size_t place) {
         const auto [known, isNew] = mLifeOf.try_emplace(entry.header.binding, mAll.size());
         if (isNew) {
-            if (!mRuns) {
+            mBegun[entry.header.binding] = place;
+            if (!mRuns || mSuccessors.count(place) > 0) {
                 mAll.emplace_back();
                 mAll.back().first.begin = place;
                 mRuns = true;
@@ -124,6 +141,7 @@ private:
         if (life.loss) return;
         life.loss = place;
         life.end = place;
+        findSuccessor(life, place);
         for (const size_t request : life.requests) {
             if (life.answers(mTimeline, request))
                 life.end = std::max(life.end, *mTimeline.entries()[request].other);
@@ -131,9 +149,34 @@ private:
         if (&life == &mAll.back().first) mRuns = false;
     }
 
+    // The thread that is told of the loss may be late, and another may have bound to the next
+    // service by then. Such a binding is known by an answer to what it is asked after the loss,
+    // since a client of a service that is gone never gets one.
+    void findSuccessor(const Life& life, size_t loss) {
+        const uint32_t lost = mTimeline.entries()[loss].header.binding;
+        for (const uint32_t binding : life.bindings) {
+            const auto answered = mAnswered.find({processAt(loss), binding});
+            if (answered == mAnswered.end() || answered->second < loss) continue;
+            const size_t begun = mBegun[binding];
+            if (begun > mBegun[lost])
+                mNewSuccessor = std::min(begun, mNewSuccessor.value_or(begun));
+        }
+    }
+
+    // Each process counts its bindings anew.
+    size_t processAt(size_t place) const {
+        const auto& processes = mTimeline.processes();
+        return static_cast<size_t>(std::distance(processes.begin(), processes.upper_bound(place)));
+    }
+
     const Timeline& mTimeline;
+    const std::set<size_t>& mSuccessors;
+    std::optional<size_t> mNewSuccessor;
+    // By process and binding, the last request that was answered.
+    std::map<std::pair<size_t, uint32_t>, size_t> mAnswered;
     std::vector<Found> mAll;
     std::map<uint32_t, size_t> mLifeOf;  // by binding
+    std::map<uint32_t, size_t> mBegun;   // by binding, its first place
     bool mRuns = false;                  // whether the last of them has not ended
 };
 
@@ -146,10 +189,14 @@ bool Life::answers(const Timeline& timeline, size_t request) const {
 }
 
 std::vector<Life> livesOf(const Timeline& timeline) {
-    Finder finder(timeline);
-    for (size_t place = 0; place < timeline.entries().size(); ++place)
-        finder.add(place);
-    return finder.take();
+    std::set<size_t> successors;
+    for (;;) {
+        Finder finder(timeline, successors);
+        for (size_t place = 0; place < timeline.entries().size() && !finder.newSuccessor(); ++place)
+            finder.add(place);
+        if (!finder.newSuccessor()) return finder.take();
+        successors.insert(*finder.newSuccessor());
+    }
 }
 
 }  // namespace recording

@@ -114,6 +114,9 @@ TEST(LivesTest, whatWasRecordedBelongsToALifeOfTheService) {
         // It was reached again when it was about to be gone.
         {"B1 S1 q1 a1 L1 B2 S2 L2 q2 n2 B3 q3 a3", "[1  lost][3 ]"},
         {"B1 S1 q1 a1 L1 B2 S2 q2 L2 n2 B3 q3 a3", "[1  lost][2!  lost][3 ]"},
+        // It was bound to anew before the thread that was told of the loss had a record of it.
+        {"B1 S1 q1 a1 B2 S2 q2 a2 e2x L1 q1 n1 q2 a2 B3 q3 a3", "[1  lost][223 x]"},
+        {"B1 S1 q1 a1 B2 S2 q2 a2 L1 L2 B3 q3 a3 P B1 q1 a1 B2 q2 a2", "[12  lost][3 ][12 ]"},
         // A record of the binding was lost in a gap.
         {"q1 a1 e2x", "[1 x]"},
         {"B1 q1 a1 P B1 q1 a1", "[1 ][1 ]"},
