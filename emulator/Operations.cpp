@@ -7,7 +7,7 @@
 #include "protocol/MVCodes.h"
 #include "protocol/ManagerMessages.h"
 #include "protocol/MirvoServiceInfo.h"
-#include "tool/Text.h"
+#include "recording/Messages.h"
 
 namespace emulator {
 namespace {
@@ -19,103 +19,8 @@ Item& as(ServiceItem& item) {
     return static_cast<Item&>(item);
 }
 
-Json none(ServiceItem&) {
-    return Json::object();
-}
-
-Json versionArgument(ServiceItem& item) {
-    return {{"version", as<MVSItemManagerVersion>(item).version.c_str()}};
-}
-
-Json textArgument(ServiceItem& item) {
-    return {{"arg", as<MVSItemManagerCommon>(item).stringValue.c_str()}};
-}
-
-Json pathArgument(ServiceItem& item) {
-    return {{"path", as<MVSItemManagerCommon>(item).stringValue.c_str()}};
-}
-
-Json bluetoothArguments(ServiceItem& item) {
-    const auto& common = as<MVSItemManagerCommon>(item);
-    return {{"text", common.stringValue.c_str()}, {"value", common.intValue}};
-}
-
-Json flagArgument(ServiceItem& item) {
-    return {{"flag", as<MVSItemAccessoryCommon>(item).boolValue}};
-}
-
-Json keyArguments(ServiceItem& item) {
-    const auto& common = as<MVSItemAccessoryCommon>(item);
-    return {{"keyCode", static_cast<uint32_t>(common.intValue)}, {"flag", common.boolValue}};
-}
-
-Json focusArguments(ServiceItem& item) {
-    const auto& common = as<MVSItemAccessoryCommon>(item);
-    return {{"focus", common.intValue}, {"flag", common.boolValue}};
-}
-
-Json touchArguments(ServiceItem& item) {
-    const auto& touch = as<MVSItemAccessoryTouchEvent>(item);
-    Json arguments = {{"time", touch.time},      {"count", touch.count},
-                      {"array1", Json::array()}, {"array2", Json::array()},
-                      {"array3", Json::array()}, {"action", touch.action},
-                      {"extra", touch.extra}};
-    for (int32_t i = 0; touch.array1 != nullptr && i < touch.count; ++i) {
-        arguments["array1"].push_back(static_cast<uint32_t>(touch.array1[i]));
-        arguments["array2"].push_back(static_cast<uint32_t>(touch.array2[i]));
-        arguments["array3"].push_back(static_cast<uint32_t>(touch.array3[i]));
-    }
-    return arguments;
-}
-
-Json featureArguments(ServiceItem& item) {
-    const auto& raw = as<MVSItemAccessoryRawData>(item);
-    const bool present = raw.data != nullptr && raw.size > 0;
-    return {{"feature", static_cast<uint32_t>(raw.intValue)},
-            {"data", tool::toHex(raw.data, present ? static_cast<size_t>(raw.size) : 0)}};
-}
-
-Json displayArguments(ServiceItem& item) {
-    const auto& display = as<MVSItemAccessoryDisplayConfiguration>(item);
-    return {{"value1", display.value1},
-            {"value2", display.value2},
-            {"value3", display.value3},
-            {"value4", display.value4},
-            {"value5", display.value5}};
-}
-
 using I = MVServiceItem;
 using R = MVServiceReply;
-
-constexpr Operation kOperations[] = {
-    {"getVersion", I::MANAGER_VERSION, 0, R::VERSION, versionArgument},
-    {"startup", I::MANAGER_COMMON, MV_COMMAND_STARTUP, R::COMMON, none},
-    {"shutdown", I::MANAGER_COMMON, MV_COMMAND_SHUTDOWN, R::COMMON, none},
-    {"disconnect", I::MANAGER_COMMON, MV_COMMAND_DISCONNECT, R::COMMON, textArgument},
-    {"setConfigFile", I::MANAGER_COMMON, MV_COMMAND_SET_CONFIG_FILE, R::COMMON, pathArgument},
-    {"setBluetoothConfig", I::MANAGER_COMMON, MV_COMMAND_SET_BLUETOOTH_CONFIG, R::COMMON,
-     bluetoothArguments},
-    {"getMirvo", I::MANAGER_COMMON, MV_COMMAND_GET_MIRVO, R::COMMON, none},
-    {"getIds", I::MANAGER_COMMON, MV_COMMAND_GET_IDS, R::ACCESSORY_IDS, none},
-    {"getHidDescriptor", I::MANAGER_COMMON, MV_COMMAND_GET_HID_DESCRIPTOR, R::RAW_DATA, none},
-    {"connect", I::MANAGER_COMMON, MV_COMMAND_CONNECT, R::COMMON, textArgument},
-    {"setNotifier", I::ACCESSORY_COMMON, MV_COMMON_SET_NOTIFIER, R::COMMON, none},
-    {"sendKeyEvent", I::ACCESSORY_COMMON, MV_COMMON_SEND_KEY_EVENT, R::COMMON, keyArguments},
-    {"sendCalibrateEvent", I::ACCESSORY_COMMON, MV_COMMON_SEND_CALIBRATE_EVENT, R::COMMON, none},
-    {"sendVideoFocus", I::ACCESSORY_COMMON, MV_COMMON_SEND_VIDEO_FOCUS, R::COMMON, focusArguments},
-    {"cookKeyEvent", I::ACCESSORY_COMMON, MV_COMMON_COOK_KEY_EVENT, R::RAW_DATA, keyArguments},
-    {"cookCalibrateEvent", I::ACCESSORY_COMMON, MV_COMMON_COOK_CALIBRATE_EVENT, R::RAW_DATA, none},
-    {"sendOnReadyForPairing", I::ACCESSORY_COMMON, MV_COMMON_SEND_ON_READY_FOR_PAIRING, R::COMMON,
-     flagArgument},
-    {"sendForceLandscape", I::ACCESSORY_COMMON, MV_COMMON_SEND_FORCE_LANDSCAPE, R::COMMON,
-     flagArgument},
-    {"sendTimeDateInquiry", I::ACCESSORY_COMMON, MV_COMMON_SEND_TIME_DATE_INQUIRY, R::COMMON, none},
-    {"setFeature", I::ACCESSORY_RAW_DATA, MV_RAW_DATA_SET_FEATURE, R::RAW_DATA, featureArguments},
-    {"sendTouchEvent", I::ACCESSORY_TOUCH_EVENT, MV_TOUCH_SEND, R::COMMON, touchArguments},
-    {"cookTouchEvent", I::ACCESSORY_TOUCH_EVENT, MV_TOUCH_COOK, R::RAW_DATA, touchArguments},
-    {"sendDisplayConfiguration", I::ACCESSORY_DISPLAY_CONFIGURATION, MV_DISPLAY_CONFIGURATION,
-     R::COMMON, displayArguments},
-};
 
 static_assert(std::size(kOperations) + 1 == kOperationCount);
 
@@ -149,13 +54,6 @@ std::optional<uint32_t> accessoryOf(ServiceItem& item, int32_t command) {
 
 }  // namespace
 
-const Operation* findOperation(const std::string& name) {
-    for (const Operation& operation : kOperations) {
-        if (operation.name == name) return &operation;
-    }
-    return nullptr;
-}
-
 std::vector<std::string> operationNames() {
     std::vector<std::string> names;
     for (const Operation& operation : kOperations)
@@ -164,13 +62,17 @@ std::vector<std::string> operationNames() {
 }
 
 bool concernsAccessory(const Operation& operation) {
-    return operation.item >= I::ACCESSORY_COMMON || operation.command == MV_COMMAND_GET_MIRVO;
+    return operation.type >= I::ACCESSORY_COMMON || operation.code == MV_COMMAND_GET_MIRVO;
 }
 
 Json emptyArguments(const Operation& operation) {
     const sp<ServiceInfo> info = new MirvoServiceInfo;
-    const sp<ServiceItem> item = info->protocol()->itemFactory()->create(operation.item);
-    return operation.arguments(*item);
+    const sp<ServiceItem> item = info->protocol()->itemFactory()->create(operation.type);
+    const Json message = recording::decode(*item).message;
+    Json arguments = Json::object();
+    for (const Argument* next = operation.arguments; next->name != nullptr; ++next)
+        arguments[next->name] = next->isUnsigned ? Json(uint32_t{0}) : message[next->field];
+    return arguments;
 }
 
 const char* replyName(int32_t type) {
@@ -191,16 +93,15 @@ Request identify(ServiceItem& item) {
     const int32_t command = commandOf(item);
     request.accessory = accessoryOf(item, command);
     for (const Operation& operation : kOperations) {
-        if (operation.item != item.type() || operation.command != command) continue;
+        if (operation.type != item.type() || operation.code != command) continue;
         request.operation = &operation;
         break;
     }
     return request;
 }
 
-Json argumentsOf(const Request& request, ServiceItem& item) {
-    if (request.operation != nullptr) return request.operation->arguments(item);
-    return {{"item", item.type()}, {"command", commandOf(item)}};
+Json argumentsOf(ServiceItem& item) {
+    return recording::decode(item).arguments;
 }
 
 size_t variableBytes(ServiceItem& item) {

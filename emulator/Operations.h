@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "protocol/ServiceContract.h"
+#include "recording/Decoder.h"
 #include "tool/Lines.h"
 
 // What the service can be asked, under the names that the library gives it.
@@ -14,19 +15,8 @@ namespace emulator {
 
 using tool::Json;
 
-struct Operation {
-    const char* name;
-    // The class of the request and the command in it.
-    int32_t item;
-    int32_t command;
-    // The class of the answer.
-    int32_t reply;
-    // The arguments by name.
-    Json (*arguments)(accessory::ServiceItem& item);
-};
-
-// Null when there is none of that name.
-const Operation* findOperation(const std::string& name);
+using Operation = accessory::Usage;
+using recording::findOperation;
 
 std::vector<std::string> operationNames();
 
@@ -53,7 +43,7 @@ struct Request {
 Request identify(accessory::ServiceItem& item);
 
 // The arguments of a request by name.
-Json argumentsOf(const Request& request, accessory::ServiceItem& item);
+Json argumentsOf(accessory::ServiceItem& item);
 
 // The bytes that a request holds besides its numbers: texts and blocks.
 size_t variableBytes(accessory::ServiceItem& item);

@@ -17,7 +17,7 @@ Json shown(const Request& request, accessory::ServiceItem& item, const Asker& as
     Json fields = {{"request", request.name()}};
     if (request.accessory) fields["accessory"] = *request.accessory;
     fields.update({{"pid", asker.process}, {"connection", asker.connection}});
-    fields["arguments"] = argumentsOf(request, item);
+    fields["arguments"] = argumentsOf(item);
     fields["answer"] = answerShown(reply, rule);
     return fields;
 }

@@ -46,7 +46,7 @@ Replay::Replay(const Options& options)
 }
 
 std::string Replay::keyOf(const Request& request, accessory::ServiceItem& item) const {
-    return shown(request, mComparison(argumentsOf(request, item)));
+    return shown(request, mComparison(argumentsOf(item)));
 }
 
 std::optional<Replay::Answer> Replay::take(const Request& request, accessory::ServiceItem& item) {

@@ -97,7 +97,7 @@ RequestLog::Found RequestLog::find(const Pattern& pattern) const {
     Found found = {nullptr, nullptr};
     for (const auto& [number, kept] : mKept) {
         if (!pattern.target.covers(kept.request)) continue;
-        if (pattern.arguments.empty() || pattern.fits(argumentsOf(kept.request, *kept.item))) {
+        if (pattern.arguments.empty() || pattern.fits(argumentsOf(*kept.item))) {
             return {&kept, nullptr};
         }
         if (found.other == nullptr) found.other = &kept;
@@ -149,7 +149,7 @@ std::string RequestLog::left() const {
 }
 
 std::string RequestLog::describe(const Kept& kept) {
-    return cut(shown(kept.request, argumentsOf(kept.request, *kept.item)));
+    return cut(shown(kept.request, argumentsOf(*kept.item)));
 }
 
 }  // namespace emulator

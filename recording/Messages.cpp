@@ -106,6 +106,10 @@ sp<ServiceNotify> notifyOf(const Record& record) {
     return made<ServiceNotify, MirvoServiceNotifyFactory>(record);
 }
 
+Decoded decode(ServiceItem& item) {
+    return decodeMessage(FrameKind::kRequest, item);
+}
+
 Decoded decode(ServiceReply& reply) {
     return decodeMessage(FrameKind::kReply, reply);
 }

@@ -13,6 +13,7 @@ accessory::sp<accessory::ServiceItem> itemOf(const Record& record);
 accessory::sp<accessory::ServiceReply> replyOf(const Record& record);
 accessory::sp<accessory::ServiceNotify> notifyOf(const Record& record);
 
+Decoded decode(accessory::ServiceItem& item);
 Decoded decode(accessory::ServiceReply& reply);
 Decoded decode(accessory::ServiceNotify& notify);
 

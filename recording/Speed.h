@@ -31,8 +31,8 @@ public:
         if (mTimes == 0) return std::chrono::nanoseconds(0);
         // A recording that is damaged, or played slowly, must not lead past the end of the clock.
         constexpr double kLongest = 1e17;
-        return std::chrono::nanoseconds(static_cast<int64_t>(
-            std::min(static_cast<double>(nanoseconds) / mTimes, kLongest)));
+        return std::chrono::nanoseconds(
+            static_cast<int64_t>(std::min(static_cast<double>(nanoseconds) / mTimes, kLongest)));
     }
 
 private:
