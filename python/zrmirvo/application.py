@@ -7,10 +7,10 @@ import signal
 import subprocess
 import threading
 import time
-from typing import List, Mapping, Optional, Sequence
+from typing import Callable, List, Mapping, Optional, Sequence
 
 from .errors import ToolEnded
-from .process import PATIENCE, SSH_FAILED, Tools
+from .process import PATIENCE, SSH_FAILED, Tools, how_ended
 from .supervisor import Supervisor
 
 # What the sanitizers print before they describe a finding.
@@ -57,6 +57,7 @@ class Application:
         self._changed = threading.Condition()
         self._lines: List[str] = []
         self._ended = False
+        self._on_end: List[Callable[[], None]] = []
         self._seen = 0
         self._reader = threading.Thread(target=self._read, daemon=True)
 
@@ -89,6 +90,26 @@ class Application:
         with self._changed:
             self._ended = True
             self._changed.notify_all()
+        self.child.wait()
+        for call in self._on_end:
+            call()
+
+    def on_end(self, call: Callable[[], None]) -> None:
+        """Has `call` made when it ends, on a thread of its own. To be said before start()."""
+        self._on_end.append(call)
+
+    @property
+    def runs(self) -> bool:
+        """Whether it has not ended."""
+        return self.child.poll() is None
+
+    @property
+    def failure(self) -> Optional[str]:
+        """How it has ended, when it has failed by itself."""
+        status = self.child.poll()
+        if not status or self._was_stopped:
+            return None
+        return f"the application {how_ended(status)}"
 
     @property
     def child(self) -> subprocess.Popen[bytes]:

@@ -8,6 +8,7 @@ import signal
 import tempfile
 from typing import List, Optional, Sequence
 
+from .application import Application
 from .commands import Commands, at
 from .errors import Refused, ToolEnded
 from .expecting import Growing, Request
@@ -66,6 +67,7 @@ class Emulator(Commands):
         self._lines = 0
         self._outcomes: dict[int, Json] = {}
         self._clients: List[Json] = []
+        self._applications: List[Application] = []
 
     # Life.
 
@@ -257,7 +259,22 @@ class Emulator(Commands):
         It may have come already. `accessory` and any arguments are compared; bytes as bytes.
         """
         __tracebackhide__ = True
-        return self._requests.expect(self.process, operation, within, dict(arguments))
+        return self._requests.expect(
+            self.process, operation, within, dict(arguments), self._why_none
+        )
+
+    def watch(self, application: Application) -> None:
+        """Has expect() fail without waiting when this application has failed, and none is left.
+
+        To be said before the application is started; the fixture `head_unit` does.
+        """
+        application.on_end(lambda: self.process.wake())
+        self._applications.append(application)
+
+    def _why_none(self) -> Optional[str]:
+        if not self._applications or any(each.runs for each in self._applications):
+            return None
+        return self._applications[-1].failure
 
     def expect_none(self, operation: str, *, within: float, **arguments: object) -> None:
         """Fails if such a request comes from now on, within this time."""

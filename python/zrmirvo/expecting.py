@@ -2,10 +2,14 @@
 
 from __future__ import annotations
 
+import time
 from dataclasses import dataclass, field
-from typing import Any, Callable, Generic, Iterator, List, Optional, TypeVar
+from typing import Any, Callable, Generic, Iterator, List, Optional, Tuple, TypeVar
 
 from .process import PATIENCE, Json, JsonProcess
+
+# How long what an application has done may still be on its way once that has ended, in seconds.
+_LATEST = 2.0
 
 # How many of those that came last are shown when an expectation is not met.
 _SHOWN = 10
@@ -74,9 +78,20 @@ class Growing(Generic[Item]):
         self._cursor = 0
         self._name_of: Callable[[Item], str] = name_of
 
-    def expect(self, process: JsonProcess, name: str, within: float, values: Json) -> Item:
-        """The first match behind the cursor, whether it has come already or comes in time."""
+    def expect(
+        self,
+        process: JsonProcess,
+        name: str,
+        within: float,
+        values: Json,
+        why_none: Callable[[], Optional[str]] = lambda: None,
+    ) -> Item:
+        """The first match behind the cursor, whether it has come already or comes in time.
+
+        `why_none` says why nothing more will come, once that is so.
+        """
         __tracebackhide__ = True
+        until = time.monotonic() + within
 
         def look() -> Optional[Item]:
             for index in range(self._cursor, len(self.items)):
@@ -85,12 +100,17 @@ class Growing(Generic[Item]):
                     return self.items[index]
             return None
 
-        found = process.wait_until(look, within)
-        if found is None:
-            raise AssertionError(
-                f"{_wanted(name, values)} did not come in {within} s; {self.last()}"
-            )
-        return found
+        def look_around() -> Optional[Tuple[Optional[Item], Optional[str]]]:
+            item, reason = look(), why_none()
+            return (item, reason) if item or reason else None
+
+        item, reason = process.wait_until(look_around, within) or (None, None)
+        if item is None and reason is not None:
+            item = process.wait_until(look, min(_LATEST, until - time.monotonic()))
+        if item is None:
+            why = f": {reason}" if reason else f" in {within} s"
+            raise AssertionError(f"{_wanted(name, values)} did not come{why}; {self.last()}")
+        return item
 
     def expect_none(self, process: JsonProcess, name: str, within: float, values: Json) -> None:
         """Fails when a match comes from now on, within this time."""

@@ -234,6 +234,11 @@ class JsonProcess:
                     return None
                 self._changed.wait(left)
 
+    def wake(self) -> None:
+        """Has those who wait look again, since something else than its output has changed."""
+        with self._changed:
+            self._changed.notify_all()
+
     def _end_error(self) -> Exception:
         try:
             status = self._child.wait(PATIENCE)

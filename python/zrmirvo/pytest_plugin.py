@@ -127,9 +127,9 @@ def head_unit(
             zrmirvo_tools.run("mkdir", "-p", record)
             file = _recording(record, request.node, len(started))
             command = ["mirvo-record", "-o", file, "--", zrmirvo_tools.find(program), *arguments]
-        application = Application(
-            command, {**emulator.environment, **environment}, zrmirvo_tools
-        ).start()
+        application = Application(command, {**emulator.environment, **environment}, zrmirvo_tools)
+        emulator.watch(application)
+        application.start()
         started.append(_Started(program, application, file))
         return application
 

@@ -74,6 +74,12 @@ def test_one(emulator, head_unit):
             "a sanitizer has reported",
         ),
         ("exit 0", "emulator.expect('startup', within=0.1)", True, "startup did not come in 0.1 s"),
+        (
+            "exit 3",
+            "emulator.expect('startup', within=99)",
+            True,
+            "did not come: .* status 3; noth",
+        ),
     ],
 )
 def test_a_head_unit_fails_its_test(start, program, test, failed, shown):
