@@ -87,10 +87,11 @@ class Application:
             with self._changed:
                 self._lines.append(line.decode(errors="replace").rstrip("\n"))
                 self._changed.notify_all()
+        # Its output ends a moment before it does.
+        self.child.wait()
         with self._changed:
             self._ended = True
             self._changed.notify_all()
-        self.child.wait()
         for call in self._on_end:
             call()
 

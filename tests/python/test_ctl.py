@@ -78,6 +78,7 @@ def test_monitor_shows_and_waits(emulator, monitor):
     monitor.wait_watching(7)
     emulator.hid(7, b"a")
     emulator.hid(7, b"b")
+    monitor.process.wait_until(lambda: len(monitor.events) == 3 or None)
     with pytest.raises(
         AssertionError, match="onHidEvent data='63' did not come in 0.05 s"
     ) as error:

@@ -51,11 +51,11 @@ def test_has_a_method_for_every_command(zrmirvo_tools):
         (lambda e: e.no_reply("startup"), 1, 1),
         (lambda e: e.mistype("startup"), 1, 1),
         (lambda e: e.once.silent("startup"), 1, 0),
-        (lambda e: e.delay("startup", 0.5), 1, 1),
+        (lambda e: e.delay("startup", 5), 1, 1),
     ],
 )
 def test_answers_as_it_is_told(emulator, zrmirvo_tools, change, status, later):
-    environment = {**emulator.environment, "SERVICE_FRAMEWORK_TIMEOUT_MS": "300"}
+    environment = {**emulator.environment, "SERVICE_FRAMEWORK_TIMEOUT_MS": "1500"}
     with zrmirvo.Ctl(zrmirvo_tools, environment=environment) as mirvoctl:
         change(emulator)
         assert [mirvoctl.startup().status, mirvoctl.startup().status] == [status, later]
@@ -75,7 +75,7 @@ def test_answers_for_one_accessory_and_with_bytes(emulator, mirvoctl):
     assert mirvoctl.ids()["ids"] == [7, 8]
 
 
-def test_expects_requests_in_their_order(emulator, mirvoctl):
+def test_expects_requests_in_their_order(emulator, mirvoctl, monkeypatch):
     emulator.ids(7)
     mirvoctl.device(7).key("back")
     mirvoctl.device(7).key("menu", "down")
@@ -90,9 +90,16 @@ def test_expects_requests_in_their_order(emulator, mirvoctl):
     # What came before the call does not matter to expect_none, and the cursor stays.
     emulator.expect_none("sendKeyEvent", within=0.05)
     emulator.expect("sendKeyEvent", flag=True, within=0)
-    with pytest.raises(AssertionError, match="^connect arg='b' came"):
+    wait_until = emulator.process.wait_until
+
+    def connect_and_wait(look, within):
+        # What came before counts no more.
         mirvoctl.process.write("connect a")
         mirvoctl.process.write("connect b")
+        return wait_until(look, within)
+
+    monkeypatch.setattr(emulator.process, "wait_until", connect_and_wait)
+    with pytest.raises(AssertionError, match="^connect arg='b' came"):
         emulator.expect_none("connect", arg="b", within=10)
     names = [request.operation for request in emulator.requests]
     assert names.count("sendKeyEvent") == 3
@@ -140,7 +147,7 @@ def test_knows_its_clients(emulator, mirvoctl, monitor):
 
 
 def test_hangs_dies_and_comes_back(emulator, zrmirvo_tools):
-    environment = {**emulator.environment, "SERVICE_FRAMEWORK_TIMEOUT_MS": "300"}
+    environment = {**emulator.environment, "SERVICE_FRAMEWORK_TIMEOUT_MS": "1500"}
     with zrmirvo.Ctl(zrmirvo_tools, environment=environment) as mirvoctl:
         assert mirvoctl.startup().ok
         emulator.hang()

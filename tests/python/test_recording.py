@@ -44,7 +44,9 @@ def test_says_why_there_is_no_recording(zrmirvo_tools, tmp_path, content):
 
 
 def test_plays_a_recording(recorded, zrmirvo_tools):
-    with zrmirvo.Emulator(zrmirvo_tools, replay=recorded, arguments=["--strict"]) as emulator:
+    # The event must not overtake the monitor between its last request and its callback.
+    slowly = ["--strict", "--speed", "0.05"]
+    with zrmirvo.Emulator(zrmirvo_tools, replay=recorded, arguments=slowly) as emulator:
         with zrmirvo.Application(["mirvoctl", *WATCH], emulator.environment, zrmirvo_tools) as same:
             assert same.wait() == 0
         emulator.expect("getMirvo", accessory=7)

@@ -40,6 +40,15 @@ class Bench:
         pathlib.Path("script").write_text(script)
         return self.serve("--script script", f"mirvo-record -o {name} -- {line}")
 
+    def record_event(self, name):
+        with zrmirvo.Emulator(self.tools, folder=os.getcwd()) as emulator:
+            emulator.ids(7)
+            watch = ("mirvoctl", "monitor", "7", "--count", "1")
+            with self.start("mirvo-record", "-o", name, "--", *watch) as monitor:
+                monitor.expect_line("accessories=[7]")
+                emulator.state(7, 1)
+                assert monitor.wait() == 0
+
     def diff(self, words):
         ended = self.run(f"mirvoctl recording diff {words}")
         assert (ended.returncode, ended.stdout == "") in ((0, True), (1, False)), ended
@@ -148,8 +157,7 @@ def test_tells_differences(bench):
 def test_notices_another_application(bench):
     # It asks otherwise, more often, less often, or too late.
     bench.record("ids 7\nanswer sendKeyEvent 5", "a", PRESS)
-    watched = "ids 7\nwait-for setNotifier@7\nwait 20\nstate 7 1"
-    assert bench.record(watched, "b", "mirvoctl monitor 7 --count 1").returncode == 0
+    bench.record_event("b")
     otherwise = (
         "the application asked sendKeyEvent accessory=7 keyCode=4 flag=true, but the recording"
         " has sendKeyEvent accessory=7 keyCode=2 flag=true"
@@ -181,8 +189,7 @@ def test_is_judged_when_it_is_ended(bench):
 
 
 def test_ends_with_its_service_and_by_a_signal(bench):
-    watched = "ids 7\nwait-for setNotifier@7\nwait 20\nstate 7 1"
-    assert bench.record(watched, "a", "mirvoctl monitor 7 --count 1").returncode == 0
+    bench.record_event("a")
     with zrmirvo.Emulator(bench.tools, folder=os.getcwd()) as emulator:
         emulator.ids(7)
         for signalled, status, said in (

@@ -129,8 +129,8 @@ TEST_F(RecorderTest, aServiceThatDiesAtAnyStepIsRecorded) {
         SCOPED_TRACE(row.step);
         const auto run = [&] {
             Emulator emulator;
-            emulator.type(std::string("delay ") + row.step + " 100000\narrived " + row.step +
-                          "\ndie");
+            emulator.tell(std::string("delay ") + row.step + " 100000");
+            emulator.type(std::string("arrived ") + row.step + "\ndie");
             return app("session");
         };
         const Result plain = run();
