@@ -193,8 +193,8 @@ def test_ends_with_its_service_and_by_a_signal(bench):
     with zrmirvo.Emulator(bench.tools, folder=os.getcwd()) as emulator:
         emulator.ids(7)
         for signalled, status, said in (
-            (True, 4, "mirvoctl: a signal came after 6 requests"),
-            (False, 3, "mirvoctl: the service was lost after 6 requests"),
+            (True, 4, "mirvoctl: a signal came after "),
+            (False, 3, "mirvoctl: the service was lost after "),
         ):
             # It waits for the event, which does not come.
             with bench.start("mirvoctl", "replay", "a", "--patience", "60000") as player:
