@@ -17,7 +17,7 @@ LINES = [
     ("stratup", {"operation": None, "ok": False}),
     ("device 7 key", {"operation": "sendKeyEvent", "ok": False, "status": None}),
     ("startup --help", {"operation": "startup", "ok": True}),
-    ("monitor --for 1 --count 9", {"operation": "monitor", "ok": False}),
+    ("monitor --for 300 --count 9", {"operation": "monitor", "ok": False}),
 ]
 EVENTS = [
     *("state 7 1", "unavailable 7", "orientation 7 2", "request 7 1 2", "request-data 7 41"),
