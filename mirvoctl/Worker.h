@@ -10,7 +10,7 @@
 
 namespace mirvoctl {
 
-// A thread that does one job after the other, so that whoever gives them never waits for a request.
+// A thread that does one job after the other. Threads that post jobs never wait for a request.
 //
 // Threads: thread-safe.
 class Worker {
@@ -21,8 +21,8 @@ public:
     Worker(const Worker&) = delete;
     Worker& operator=(const Worker&) = delete;
 
-    // Starts the thread, which keeps `owner`. After the job that is under way when stop() is called
-    // comes `last`, and then the future that this returns is ready.
+    // Starts the thread, which holds `owner` as long as it runs. After stop(), the thread ends the
+    // job that is under way, does `last`, and makes the future that this returns ready.
     std::future<void> start(std::shared_ptr<void> owner, Job last);
 
     void post(Job job);
@@ -30,7 +30,7 @@ public:
     bool stopped() const;
 
 private:
-    // False when there will be none any more.
+    // Waits for the next job. Returns false when the thread was stopped.
     bool take(Job& job);
 
     mutable android::Mutex mLock;

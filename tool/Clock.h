@@ -6,8 +6,8 @@
 
 namespace tool {
 
-// The time that the tools show: whole milliseconds since the tool was started, which a change of
-// the machine's date does not touch. In JSON it is the field "time".
+// The time that the tools show: whole milliseconds since the tool was started. A change of the
+// machine's date does not change it. In JSON it is the field "time".
 class Clock {
 public:
     int64_t milliseconds() const {
@@ -15,7 +15,7 @@ public:
         return std::chrono::duration_cast<std::chrono::milliseconds>(passed).count();
     }
 
-    // What --timestamps puts before a line.
+    // The text that --timestamps puts before a line.
     static std::string prefix(int64_t milliseconds) {
         return "[" + std::to_string(milliseconds) + "] ";
     }

@@ -10,7 +10,7 @@ std::string usage(const CommandInfo& command) {
 }
 
 std::string commandHelp(const std::vector<CommandInfo>& commands) {
-    // A usage that is wider has its help on the next line.
+    // When a usage is wider than the column, its help stands on the next line.
     constexpr size_t kMaxWidth = 28;
     size_t width = 0;
     for (const CommandInfo& command : commands) {

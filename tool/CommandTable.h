@@ -5,20 +5,20 @@
 
 namespace tool {
 
-// What a tool says about one of its commands. Its help and its completion are made from this, and
-// tests hold its manual page and its documents against it.
+// Describes one command of a tool. The tool's help and completion are made from this, and tests
+// compare its manual page and its documents with it.
 struct CommandInfo {
     const char* name;
-    // As in "ID [COUNT]"; "" when it has none.
+    // The arguments as they are typed, such as "ID [COUNT]"; "" when there are none.
     const char* arguments;
     // One line without a full stop.
     const char* help;
 };
 
-// The name and the arguments.
+// Returns the name and the arguments.
 std::string usage(const CommandInfo& command);
 
-// A line for each command: its usage and, in one column, its help.
+// Returns a line for each command: its usage and, in one column, its help.
 std::string commandHelp(const std::vector<CommandInfo>& commands);
 
 }  // namespace tool

@@ -3,17 +3,17 @@
 #include <string>
 #include <vector>
 
-// The commands that the emulator understands, as data: its parser, its help and its completion are
-// made from this table, and the documents are held against it.
+// The commands that the emulator understands, as data. Its parser, its help and its completion are
+// made from this table, and tests compare the documents with it.
 
 namespace tool {
 
-// What may stand for an argument.
+// What may be typed for an argument.
 enum class Kind {
     kId,            // an accessory
     kInteger,       // 32 bits with a sign
     kCount,         // 32 bits without a sign
-    kMilliseconds,  // the same, as a time
+    kMilliseconds,  // 32 bits without a sign, a time
     kProcess,       // a client's process id
     kOperation,     // OP, or OP@ID for one accessory
     kBytes,         // pairs of hexadecimal digits up to the end of the line, also none
@@ -28,10 +28,10 @@ enum class Kind {
 };
 
 struct Argument {
-    // As in JSON.
+    // The name in JSON.
     const char* name;
     Kind kind;
-    // As in the help: what is typed.
+    // What is typed, as the help shows it.
     const char* shown;
     bool optional = false;
 };
@@ -42,23 +42,23 @@ struct EmulatorCommand {
     const char* name;
     Section section;
     std::vector<Argument> arguments;
-    // One line that begins with a verb.
+    // One line of help, which begins with a verb.
     const char* help;
-    // Whether lines up to `end` belong to it.
+    // Whether the lines up to `end` belong to the command.
     bool block = false;
 };
 
-// All commands, those of a section one behind the other. One that can be given in two ways has a
-// row for each; the one with a keyword comes first.
+// All commands, those of a section one behind the other. A command that can be given in two ways
+// has a row for each; the row with a keyword comes first.
 const std::vector<EmulatorCommand>& emulatorCommands();
 
-// What a section's commands are about.
+// Returns the title of a section in the help, which says what its commands are about.
 const char* sectionTitle(Section section);
 
-// The command with its arguments: "expect OP [NAME=VALUE…] [within MS]".
+// Returns the command with its arguments: "expect OP [NAME=VALUE…] [within MS]".
 std::string usage(const EmulatorCommand& command);
 
-// All commands by section, each with its line of help.
+// Returns all commands by section, each with its line of help.
 std::string emulatorHelp();
 
 }  // namespace tool

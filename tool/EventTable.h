@@ -13,18 +13,18 @@ namespace tool {
 struct EventInfo {
     static constexpr size_t kMaxFields = 10;
 
-    // The library's callback. Where an event reaches no callback, the emulator's command.
+    // The name of the library's callback. Without a callback, that of the emulator's command.
     const char* name;
     // The emulator's command; null when no command sends it.
     const char* command;
-    // In the order in which callback and command have them; the rest are null. `data` holds bytes,
-    // every other field a number.
+    // The fields in the order in which callback and command have them; the rest are null. `data`
+    // holds bytes, every other field a number.
     const char* fields[kMaxFields];
 
     size_t fieldCount() const;
 };
 
-// All events, the manager's first.
+// All events; those of the manager come first.
 constexpr EventInfo kEvents[] = {
     {"onError", nullptr, {}},
     {"onAttach", "attach", {"accessory"}},
@@ -46,16 +46,16 @@ constexpr EventInfo kEvents[] = {
     {"notify", "notify", {"accessory", "subCode", "value"}},
 };
 
-// The event with this name or this command. Null when there is none.
+// Returns the event with this name or this command, or null when there is none.
 const EventInfo* findEvent(std::string_view nameOrCommand);
 
-// Whether the library has a callback for it.
+// Whether the library has a callback for this event.
 inline bool isCallback(const EventInfo& event) {
     return event.name[0] == 'o' && event.name[1] == 'n';
 }
 
-// The fields of an event as an object with `values` in the order of the table, as many as there are
-// fields; bytes as hexadecimal digits.
+// Returns the fields of an event as a JSON object. `values` has one value for each field, in the
+// order of the table; bytes are hexadecimal digits.
 Json eventFields(const EventInfo& event, std::initializer_list<Json> values);
 
 }  // namespace tool

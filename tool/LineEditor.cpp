@@ -21,7 +21,8 @@ namespace {
 constexpr int kHistorySize = 1000;
 constexpr wchar_t kControlD = 4;
 
-// Below the folder for what programs remember. Empty when there is none.
+// Returns the path of the file for earlier lines, in the user's folder for the state of programs;
+// empty when there is no such folder.
 std::string historyFile(const char* tool) {
     // NOLINTBEGIN(concurrency-mt-unsafe)
     const char* state = getenv("XDG_STATE_HOME");
@@ -41,7 +42,7 @@ std::string historyFile(const char* tool) {
     return error ? "" : folder / (std::string(tool) + ".history");
 }
 
-// What all of the words begin with.
+// Returns the longest text with which all of the words begin.
 std::string commonBeginning(const std::vector<std::string>& words) {
     std::string common = words.front();
     for (const std::string& word : words) {
@@ -89,11 +90,11 @@ void LineEditor::open() {
     el_set(
         mEditor, EL_PROMPT, +[](EditLine* editor) { return self(editor).mText.data(); });
     el_set(mEditor, EL_GETCFN, readCharacter);
-    // The narrow variant of this one never gives its copies of the texts back.
+    // The variant of this function for char texts never frees its copies of them.
     el_wset(mEditor, EL_ADDFN, L"complete-word", L"Complete the word", completeWord);
     el_set(mEditor, EL_BIND, "^I", "complete-word", nullptr);
     el_set(mEditor, EL_BIND, "^R", "em-inc-search-prev", nullptr);
-    // The user's own keys.
+    // Reads the user's own settings of keys.
     el_source(mEditor, nullptr);
 }
 
@@ -110,7 +111,7 @@ LineEditor& LineEditor::self(EditLine* editor) {
 }
 
 std::optional<std::string> LineEditor::next(Waker& waker, std::optional<Waker::Time> until) {
-    // Setting the terminal up would stop a process in the background.
+    // The terminal stops a background process that changes its settings.
     if (tcgetpgrp(STDIN_FILENO) != getpgrp() && !waitForInput(waker, until)) {
         return std::nullopt;
     }
@@ -121,7 +122,7 @@ std::optional<std::string> LineEditor::next(Waker& waker, std::optional<Waker::T
     el_resize(mEditor);
     int count = 0;
     const char* line = el_gets(mEditor, &count);
-    // What stands on the screen so far stays there.
+    // The line that is half typed stays on the screen.
     if (line == nullptr || count <= 0) {
         el_set(mEditor, EL_PREP_TERM, 0);
         if (!mAway || !mAway->away()) fputc('\n', stderr);
@@ -149,7 +150,7 @@ int LineEditor::readCharacter(EditLine* editor, wchar_t* character) {
         own.mAway.emplace();
         return -1;
     }
-    // A shell that ran meanwhile has set the terminal up for itself.
+    // A shell that ran in the meantime has changed the terminal's settings.
     termios settings = {};
     if (tcgetattr(STDIN_FILENO, &settings) == 0 && (settings.c_lflag & ICANON) != 0) {
         el_set(editor, EL_PREP_TERM, 0);
@@ -161,9 +162,9 @@ int LineEditor::readCharacter(EditLine* editor, wchar_t* character) {
         // NOLINTNEXTLINE(concurrency-mt-unsafe): the state is this function's own.
         const size_t used = mbrtowc(character, &byte, 1, &state);
         if (used == static_cast<size_t>(-2)) continue;
-        // A byte that is no text in this locale is kept as it is.
+        // A byte that is no character in this locale is kept as it is.
         if (used == static_cast<size_t>(-1)) *character = static_cast<unsigned char>(byte);
-        // A control-D that was typed before the terminal was set up comes as a null.
+        // A control-D that was typed before the terminal's settings were changed comes as a null.
         if (byte == '\0') *character = kControlD;
         return 1;
     }

@@ -34,7 +34,7 @@ public:
     LineEditor(const LineEditor&) = delete;
     LineEditor& operator=(const LineEditor&) = delete;
 
-    // As LineReader::next().
+    // Does what LineReader::next() says.
     std::optional<std::string> next(Waker& waker, std::optional<Waker::Time> until);
 
 private:
@@ -46,12 +46,12 @@ private:
 
     const Prompt mPrompt;
     std::string mText;
-    // Empty when earlier lines cannot be kept.
+    // The file for earlier lines. Empty when they cannot be kept.
     std::string mHistoryFile;
-    // Null until the first line is read, since making it sets the terminal up.
+    // Null until the first line is read, since creating it changes the terminal's settings.
     EditLine* mEditor = nullptr;
     History* const mHistory;
-    // While a line is read.
+    // Used only while a line is being read.
     Waker* mWaker = nullptr;
     std::optional<Waker::Time> mUntil;
     // While libedit ends a line that will not be read any more.

@@ -24,7 +24,7 @@ std::optional<std::string> LineReader::next(Waker& waker, std::optional<Waker::T
 }
 
 std::optional<std::string> LineReader::nextPlain(Waker& waker, std::optional<Waker::Time> until) {
-    // Where the search for the end of the line goes on.
+    // The place up to which no end of line was found.
     size_t searched = mBegin;
     size_t end;
     while ((end = mBuffer.find('\n', searched)) == std::string::npos && !mEnded) {
@@ -43,8 +43,8 @@ std::optional<std::string> LineReader::nextPlain(Waker& waker, std::optional<Wak
 }
 
 bool waitForInput(Waker& waker, std::optional<Waker::Time> until) {
-    // How often a process in the background looks whether it has come to the foreground, of which
-    // nobody tells it.
+    // How often a background process looks whether it is in the foreground now. No signal or
+    // descriptor reports this.
     constexpr std::chrono::milliseconds kLook(200);
     while (waker.waitReadable(STDIN_FILENO, until)) {
         const pid_t foreground = tcgetpgrp(STDIN_FILENO);

@@ -14,22 +14,22 @@ class LineEditor;
 
 // What a terminal shows and offers.
 struct Prompt {
-    // The tool, for which earlier lines are kept.
+    // The name of the tool. Each tool keeps its own earlier lines.
     const char* tool;
-    // What stands before the next line.
+    // The text before the next line.
     std::function<std::string()> text;
-    // What may stand for the last of the words, with those before it. May be null.
+    // Returns the words that can replace the last one of `words`. Null for no completion.
     std::function<std::vector<std::string>(const std::vector<std::string>& words)> complete;
 };
 
-// Waits until standard input has something to read. False when the time has passed or `waker` was
-// interrupted first. A process in the background of its terminal waits until it is in the
-// foreground, since reading would stop it.
+// Waits until standard input has something to read. Returns false when the time is over or `waker`
+// was interrupted first. A process in the background of its terminal waits until it is in the
+// foreground, since the terminal stops background processes that read.
 bool waitForInput(Waker& waker, std::optional<Waker::Time> until);
 
-// Reads standard input line by line. At a terminal it shows a prompt on standard error and lets the
-// user edit the line, look for earlier ones, which it keeps for the next time, and complete words
-// with TAB. Elsewhere it reads lines as they are, however long.
+// Reads standard input line by line. At a terminal it shows a prompt on standard error. The user
+// can then edit the line, complete words with TAB, and find earlier lines, which are kept for the
+// next time. Elsewhere lines are read as they are, however long.
 //
 // Threads: one at a time.
 class LineReader {
@@ -39,11 +39,11 @@ public:
     LineReader(const LineReader&) = delete;
     LineReader& operator=(const LineReader&) = delete;
 
-    // The next line without its end. Nothing at the end of the input, when the time has passed and
-    // when `waker` is interrupted.
+    // Returns the next line without its end, or nothing: at the end of the input, when the time is
+    // over, or when `waker` is interrupted.
     std::optional<std::string> next(Waker& waker, std::optional<Waker::Time> until = std::nullopt);
 
-    // Whether lines are typed.
+    // Whether a person types the lines.
     bool atTerminal() const { return mEditor != nullptr; }
 
 private:

@@ -3,16 +3,16 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-// What the lines of the tools are made of.
+// Texts of which the tools make their lines.
 
 namespace tool {
 
 using Json = nlohmann::ordered_json;
 
-// One line of JSON. What comes from a client or a service need not be valid text.
+// Returns `value` as one line of JSON. Bytes in texts that are not valid UTF-8 are replaced.
 std::string dump(const Json& value);
 
-// The members of an object as " name=value" each.
+// Returns the members of an object, each as " name=value".
 std::string pairs(const Json& values);
 
 }  // namespace tool

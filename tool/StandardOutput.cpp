@@ -17,13 +17,13 @@
 namespace tool {
 namespace {
 
-// How long a write waits for its reader once the tool is to end.
+// How long a write waits for its reader after the tool was told to end.
 constexpr int kHurryMs = 1000;
 
 int openFailure() {
     for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-        // The lowest number that is free is the one that is missing. Reading only, so that writing
-        // to a standard output that was closed keeps failing.
+        // open() gives the lowest free number, which is the missing one. The file is opened for
+        // reading only, so that a write to a standard output that was closed still fails.
         if (fcntl(fd, F_GETFD) < 0) open("/dev/null", fd == STDERR_FILENO ? O_WRONLY : O_RDONLY);
     }
     ::signal(SIGPIPE, SIG_IGN);

@@ -7,22 +7,22 @@
 #include <string_view>
 #include <vector>
 
-// How the tools read words, numbers and bytes, and show bytes.
+// Reads words, numbers and bytes as users type them for the tools, and shows bytes.
 
 namespace tool {
 
 using Bytes = std::vector<uint8_t>;
 
-// The words of a line up to a word that begins with '#'. Double quotes keep blanks in a word.
-// Nothing when a quote stays open.
+// Returns the words of a line. A word that begins with '#' ends the line. Double quotes keep blanks
+// in a word. Returns nothing when a quote stays open.
 std::optional<std::vector<std::string>> splitWords(std::string_view line);
 
-// Hexadecimal digits in pairs, blanks between pairs ignored. Nothing for anything else.
+// Reads pairs of hexadecimal digits, with or without blanks between pairs. Otherwise nothing.
 std::optional<Bytes> fromHex(std::string_view text);
 std::string toHex(const void* data, size_t size);
 
-// The whole of `text` as a decimal number, or a hexadecimal one behind 0x. Nothing when it is
-// something else or does not fit.
+// Reads all of `text` as a decimal number, or as a hexadecimal one behind 0x. Returns nothing
+// when it is something else or does not fit.
 template <typename Number>
 std::optional<Number> toNumber(std::string_view text) {
     const bool hex = text.substr(0, 2) == "0x";

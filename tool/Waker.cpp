@@ -14,8 +14,8 @@ namespace {
 
 constexpr int kSignals[] = {SIGINT, SIGTERM};
 
-// What the handler needs. A descriptor for signals would need them blocked in every thread, and the
-// framework has threads of its own.
+// What the signal handler needs. A signalfd is not used, since the signals would have to be blocked
+// in every thread, and the framework has threads of its own.
 std::atomic<int> gSignal;
 std::atomic<bool> gFromTerminal;
 std::atomic<int> gSignalFd;
@@ -87,11 +87,11 @@ bool Waker::sleep(int fd, std::optional<Time> time) {
     int timeout = -1;
     if (time) {
         using std::chrono::milliseconds;
-        // Rounded up, so that the time has passed when the sleep is over.
+        // Rounded up, so that the time is really over when the sleep ends.
         const auto left = std::chrono::ceil<milliseconds>(*time - std::chrono::steady_clock::now());
         timeout = static_cast<int>(std::clamp<int64_t>(left.count(), 0, 1'000'000'000));
     }
-    // Without an event of its own, standard output reports only that its reader has gone.
+    // No event is asked for, so standard output reports only that its reader has gone away.
     pollfd sources[] = {{gSignalFd, POLLIN, 0},
                         {mEvents, POLLIN, 0},
                         {fd, POLLIN, 0},

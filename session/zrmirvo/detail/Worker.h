@@ -21,8 +21,8 @@
 
 namespace zrmirvo::detail {
 
-// What the session's own thread does. It makes every call of the library, and is the only one that
-// does, apart from the library's threads that deliver events:
+// The work of the session's own thread. Apart from the library's threads that deliver events,
+// only this thread calls the library:
 //
 //            ┌─────────────────────────────────────────────────────────────┐
 //            │ GetInstance, getIds: no answer; next attempt after a pause   │
@@ -39,17 +39,17 @@ namespace zrmirvo::detail {
 //            │   ▼                          ▼
 //            └─ LOST: onGone for each phone, ReleaseInstance, onService(false)
 //
-// - SEEKING and UNFIT have no manager: requests end with a status of their own. IDLE and STARTED
-//   serve the requests, one after the other.
-// - Losses come before comings and goings of phones, those before attempts, those before requests.
-// - LOST is entered when the library says that the service is lost, when getIds does not answer 0
-//   any more, and when the queue of events has overflown. After an overflow SEEKING waits until the
-//   loop has dispatched the loss, since the queue would overflow again. Nobody tries whether a lost
-//   service still answers: the library has let its binding go, so this manager fails for ever.
-// - Pauses grow until a service has been there for the longest of them.
-// - All that it posts to the loop has reserved room. A phone's last event is posted behind its
+// - SEEKING and UNFIT have no manager: requests end with NoService or VersionMismatch. IDLE and
+//   STARTED serve the requests, one after the other.
+// - A loss is handled first, then phones that come and go, then attempts, and requests last.
+// - LOST is entered when the library reports the loss of the service, when getIds no longer answers
+//   0, and when the queue of events overflows. After an overflow, SEEKING waits until the loop has
+//   dispatched the loss, since the queue would overflow again. A lost service is not asked again:
+//   the library has released its binding, so this manager fails for ever.
+// - Pauses grow until a service has been there for as long as the longest of them.
+// - The queue has no bounds for what this thread posts. A phone's last event is posted after its
 //   release, so nothing can follow it, and holds all handlers of the phone.
-// - Closing ends it between two calls; it then releases the manager, and posts nothing.
+// - Closing takes effect between two calls. The thread then releases the manager and posts nothing.
 class Worker {
 public:
     Worker(std::shared_ptr<SessionCore> core, std::string version)
@@ -99,7 +99,7 @@ public:
         release();
     }
 
-    // Once the thread has ended, on the loop's: what the phones' handlers hold goes.
+    // Destroys the phones' handlers. Called on the loop's thread after this thread has ended.
     void clear() { mPhones.clear(); }
 
 private:
@@ -112,17 +112,17 @@ private:
         using std::chrono::milliseconds;
         const milliseconds longest = mCore->mOptions.longestPause;
         mAttempt = after(mPause);
-        // A first pause of 0 grows, too.
+        // With the maximum, a first pause of 0 grows, too.
         mPause = mPause < longest / 2 ? std::max(2 * mPause, milliseconds(1)) : longest;
     }
 
-    // Pauses are short again once the service has been there for a while. One that crashes as soon
-    // as it has been started is not started ever more often.
+    // Makes the pauses short again when the service has been there for a while. So the pauses keep
+    // growing for a service that crashes after each start.
     void calm() {
         if (mManager != nullptr && Clock::now() >= mCalm) mPause = mCore->mOptions.firstPause;
     }
 
-    // Does what is to be done and has not succeeded so far.
+    // Takes the next step that has not succeeded so far.
     void attempt() {
         mAttempt.reset();
         if (mManager == nullptr) {
@@ -152,8 +152,8 @@ private:
         attempt();
     }
 
-    // There is no manager for this application, or there is none yet: the service may not have
-    // given a version that can be read.
+    // GetInstance gave no manager. Either the versions do not fit, or there is none yet because the
+    // service has given no version that can be read.
     void refused() {
         const ZRMirvoVersion version = ZRMirvoManager::getVersion();
         if (version.serverMajor < 0) {
@@ -165,7 +165,7 @@ private:
         mCore->end(SessionCore::Fate::VersionMismatch);
     }
 
-    // Whether the application has asked for a shutdown meanwhile, before which nothing is started.
+    // Whether the application has asked for a shutdown in the meantime. Nothing is started then.
     bool shutdownWaits() {
         const std::lock_guard lock(mCore->mLock);
         const auto& requests = mCore->mRequests;
@@ -175,7 +175,7 @@ private:
         });
     }
 
-    // The settings before, startup, connect after it.
+    // Sends the settings before startup, startup itself, and connect after it.
     Status start() {
         mSettings.send(Control::What::ConfigFile, *mManager);
         mSettings.send(Control::What::BluetoothConfig, *mManager);
@@ -192,7 +192,7 @@ private:
         return status;
     }
 
-    // Looks which phones are there. Those that come and go meanwhile are told by their events, too.
+    // Asks which phones are there. Events report those that come and go at the same time, too.
     void list() {
         follow();
         unsigned int ids[10];
@@ -207,7 +207,7 @@ private:
         if (bind()) calm();
     }
 
-    // Does what the events say, in their order.
+    // Handles the phones that have come and gone, in the order of the events.
     void follow() {
         std::vector<Change> changes;
         changes.reserve(SessionCore::kMaxChanges);
@@ -225,8 +225,8 @@ private:
         }
     }
 
-    // Tells of the phones that have not been told of. False, with another attempt ahead, when one
-    // is not to be had.
+    // Reports the phones that the application does not know yet. When the library gives no instance
+    // for one of them, plans another attempt and returns false.
     bool bind() {
         const bool bound = mPhones.bind(*mManager);
         if (!bound) later();
@@ -247,7 +247,7 @@ private:
         tellService(false);
     }
 
-    // Whatever the library says from here on, it says of the next manager.
+    // Releases the manager. Everything that the library reports afterwards is about the next one.
     void release() {
         if (mManager == nullptr) return;
         ZRMirvoManager::ReleaseInstance(std::exchange(mManager, nullptr));
@@ -274,7 +274,7 @@ private:
             request->refuse(Status(Code::Gone));
         } else if (late) {
             request->refuse(Status(Code::TooLate));
-            // The start may have waited for a shutdown that does not come.
+            // The start may have waited for this request, if it was a shutdown.
             if (control != nullptr && mManager != nullptr) mAttempt = Clock::now();
         } else if (control != nullptr) {
             control->finish(perform(*control));
@@ -301,10 +301,10 @@ private:
 
     const std::shared_ptr<SessionCore> mCore;
     const std::string mVersion;
-    // The pause before the next attempt but one, and when the next attempt is due.
+    // The pause after the next attempt, and the time of the next attempt.
     std::chrono::milliseconds mPause;
     std::optional<Clock::time_point> mAttempt;
-    // Until when the service that was found has to stay for that to count.
+    // The pauses become short again when the service is still there at this time.
     Clock::time_point mCalm;
 
     ManagerEvents mEvents;
@@ -312,7 +312,7 @@ private:
     // Whether the application wants the service to be started, and whether it is.
     bool mWanted = true;
     bool mStarted = false;
-    // What the application knows.
+    // What the application was told last.
     std::optional<bool> mTold;
     Phones mPhones;
     Settings mSettings;
