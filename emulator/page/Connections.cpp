@@ -1,14 +1,5 @@
 #include "emulator/page/Connections.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-
-#include <filesystem>
-#include <system_error>
-
-#include "tool/Text.h"
-
 namespace emulator::page {
 
 using android::AutoMutex;
@@ -49,20 +40,6 @@ void Connections::run() {
             mChanged.broadcast();
         }
         serve();
-    }
-}
-
-void cutOff(int port) {
-    std::error_code error;
-    // The library keeps to itself which descriptors it has.
-    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd", error)) {
-        const auto fd = tool::toNumber<int>(entry.path().filename().string());
-        sockaddr_in own = {};
-        socklen_t size = sizeof(own);
-        const bool known = fd && getsockname(*fd, reinterpret_cast<sockaddr*>(&own), &size) == 0;
-        if (known && own.sin_family == AF_INET && ntohs(own.sin_port) == port) {
-            ::shutdown(*fd, SHUT_RDWR);
-        }
     }
 }
 

@@ -11,15 +11,15 @@
 
 namespace emulator::page {
 
-// The threads that serve connections. Few connections wait for one: whoever opens more waits in the
-// system, since each that is accepted takes a descriptor from the service's own clients.
+// The threads that serve connections. Only few connections wait here for a thread. All others wait
+// in the system, since each accepted one uses a descriptor that the service's clients may need.
 class Connections : public httplib::TaskQueue {
 public:
     explicit Connections(size_t threads);
 
-    // Waits until there is room.
+    // Adds a connection. Waits until there is room.
     void enqueue(std::function<void()> serve) override;
-    // Serves those that have been accepted, and ends.
+    // Serves the connections that were accepted, and ends the threads.
     void shutdown() override;
 
 private:
@@ -33,9 +33,5 @@ private:
     bool mOver GUARDED_BY(mLock) = false;
     std::vector<std::thread> mThreads;
 };
-
-// Ends whatever comes and goes through the connections that were accepted at this port of
-// 127.0.0.1, so that nobody who sends or takes little by little keeps a thread.
-void cutOff(int port);
 
 }  // namespace emulator::page

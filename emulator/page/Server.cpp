@@ -1,13 +1,14 @@
 #include "emulator/page/Server.h"
 
-#include <fcntl.h>
 #include <httplib.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <fstream>
 #include <thread>
 
 #include "emulator/page/Assets.h"
+#include "emulator/page/BoundedServer.h"
 #include "emulator/page/Connections.h"
 #include "emulator/page/Counted.h"
 #include "emulator/page/Rendering.h"
@@ -20,12 +21,10 @@ namespace {
 
 using std::chrono::steady_clock;
 
-// How long a browser may take to send or to take the next bytes.
-constexpr time_t kPatienceSeconds = 2;
-// How long it may take to send a command, and a recording.
+// How long a browser may take to send a command, and a recording.
 constexpr std::chrono::seconds kCommandTime(10);
 constexpr std::chrono::seconds kRecordingTime(60);
-// Streams, commands, a recording, and a few for files.
+// The threads: for streams, for commands, for a recording, and a few for files.
 constexpr size_t kThreads = Server::kMaxStreams + PageCommands::kMaxRunning + 1 + 3;
 
 constexpr const char* kJson = "application/json";
@@ -41,7 +40,8 @@ const httplib::Headers kHeaders = {
     {"X-Content-Type-Options", "nosniff"},
 };
 
-// The command line of this process, and where its service is, as a shell would take them.
+// Returns the command line of this process, quoted for a shell. It begins with the folder of the
+// service when that was chosen by a variable.
 std::string ownCommand() {
     std::ifstream file("/proc/self/cmdline");
     std::vector<std::string> words;
@@ -70,7 +70,8 @@ std::optional<std::string> onlyHeader(const httplib::Request& request, const cha
     return request.get_header_value(name);
 }
 
-// Passes a body on. False when it is longer, or does not come in this time.
+// Passes a body on, piece by piece. Returns false when it is longer than `limit`, or does not come
+// within this time.
 template <typename Body>
 bool read(const httplib::ContentReader& reader, size_t limit, std::chrono::seconds time,
           Body&& body) {
@@ -83,7 +84,7 @@ bool read(const httplib::ContentReader& reader, size_t limit, std::chrono::secon
     });
 }
 
-// The whole of a command.
+// Reads a whole command. Returns nothing when it is too long or does not come.
 std::optional<std::string> commandOf(const httplib::ContentReader& reader) {
     std::string text;
     const auto take = [&](const char* data, size_t size) { text.append(data, size); };
@@ -95,8 +96,8 @@ void answer(httplib::Response& response, const Json& data) {
     response.set_content(tool::dump(data), kJson);
 }
 
-// The status of what no handler is to see; 0 for the rest. What says to be too long would be read
-// to its end.
+// Returns the status of a request that no handler may see, and 0 for all others. A body whose
+// header says that it is too long is refused here, since the library would read all of it.
 int refusal(const Place& place, const httplib::Request& request) {
     const Visit visit = {request.method != "GET", request.path, onlyHeader(request, "Host"),
                          request.has_header("Origin"), onlyHeader(request, "Origin")};
@@ -136,26 +137,21 @@ public:
     ~Web() {
         mFeed.close();
         mServer.stop();
-        cutOff(mPort);
+        mServer.cutOff();
         if (mThread.joinable()) mThread.join();
     }
 
     int bind(int port) {
-        // Without SO_REUSEPORT, by which two services would share the port.
+        // SO_REUSEPORT is not set, since two services would share the port with it.
         mServer.set_socket_options([](socket_t socket) {
             const int yes = 1;
             setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof(yes));
-            fcntl(socket, F_SETFD, FD_CLOEXEC);
         });
-        if (port == 0) return mPort = mServer.bind_to_any_port("127.0.0.1");
-        return mPort = mServer.bind_to_port("127.0.0.1", port) ? port : -1;
+        if (port == 0) return mServer.bind_to_any_port("127.0.0.1");
+        return mServer.bind_to_port("127.0.0.1", port) ? port : -1;
     }
 
     void serve(const Place& place) {
-        // A connection that is kept for the next request would keep a thread.
-        mServer.set_keep_alive_max_count(1);
-        mServer.set_read_timeout(kPatienceSeconds);
-        mServer.set_write_timeout(kPatienceSeconds);
         mServer.set_tcp_nodelay(true);
         mServer.set_payload_max_length(Viewer::kMaxBytes);
         mServer.set_default_headers(kHeaders);
@@ -201,10 +197,10 @@ public:
             return Json(mCommands.completionsOf(line));
         });
         post("recording", [this](auto& response, const auto& reader) { view(response, reader); });
-        // Otherwise the library would take the whole body of it.
+        // Without this handler, the library would read the whole body of such a request.
         post(".*", [](auto& response, const auto& /*reader*/) { response.status = 404; });
         mThread = std::thread([this] { mServer.listen_after_bind(); });
-        // The library cannot be stopped before.
+        // The HTTP library cannot be stopped before it runs.
         while (!mServer.is_running())
             std::this_thread::yield();
     }
@@ -217,7 +213,7 @@ private:
             response.set_content(message("full", kMaxStreams), kType);
             return;
         }
-        // What a page has read of another run says nothing about this one.
+        // The number that a page has read in another run means nothing in this one.
         uint64_t from = 0;
         if (request.get_param_value("run") == mHello["run"].get<std::string>()) {
             from = tool::toNumber<uint64_t>(request.get_param_value("after")).value_or(0);
@@ -229,7 +225,8 @@ private:
             });
     }
 
-    // Shows a recording to the page that sends it. One at a time, since each needs much memory.
+    // Shows a recording to the page that sends it. Only one is read at a time, since each needs
+    // much memory.
     void view(httplib::Response& response, const httplib::ContentReader& reader) {
         auto turn = std::make_shared<const Counted>(mViewing);
         const bool busy = turn->number > 1;
@@ -251,7 +248,7 @@ private:
             [turn = std::move(turn), viewer](size_t /*offset*/, httplib::DataSink& sink) mutable {
                 const std::string line = viewer->next();
                 if (!line.empty()) return sink.write(line.data(), line.size());
-                // Before the page learns that this one is over.
+                // First, so that the page can send the next recording as soon as this one is over.
                 turn.reset();
                 sink.done();
                 return true;
@@ -264,8 +261,7 @@ private:
     const Json mHello;
     std::atomic<int> mStreams = 0;
     std::atomic<int> mViewing = 0;
-    int mPort = -1;
-    httplib::Server mServer;
+    BoundedServer mServer;
     std::thread mThread;
 };
 
