@@ -6,7 +6,7 @@
 
 namespace emulator::page {
 
-// A file of web/, which Embed.cmake compiles in.
+// A file of web/. Embed.cmake compiles these files into the program.
 struct Asset {
     std::string_view name;
     std::string_view content;

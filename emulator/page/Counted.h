@@ -4,8 +4,8 @@
 
 namespace emulator::page {
 
-// One of those that are doing something now, as long as it exists. `number` says how many they were
-// with it.
+// Counts one activity, such as a stream, for as long as this object exists. `number` says how many
+// there were when it began, itself included.
 struct Counted {
     explicit Counted(std::atomic<int>& all) : count(all), number(++all) {}
     ~Counted() { --count; }

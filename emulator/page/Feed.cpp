@@ -14,7 +14,7 @@ using android::AutoMutex;
 using std::chrono::microseconds;
 
 microseconds now() {
-    // Dates that jump would mix up what came first.
+    // The times must not go back when the machine's date is changed, or the order would be lost.
     static const auto kBegin = std::chrono::system_clock::now().time_since_epoch();
     static const auto kStart = std::chrono::steady_clock::now();
     return std::chrono::duration_cast<microseconds>(kBegin +
@@ -26,7 +26,7 @@ size_t bytesOf(const Happening& happening) {
     return came == nullptr ? 0 : variableBytes(*came->item);
 }
 
-// Whether a request says how things are from now on, rather than that something was pressed.
+// Whether a request sets a state, as sendVideoFocus does, rather than reporting a key or a touch.
 bool lasts(const Operation* operation) {
     static const Operation* const kLasting[] = {
         findOperation("sendDisplayConfiguration"), findOperation("sendForceLandscape"),
@@ -36,7 +36,7 @@ bool lasts(const Operation* operation) {
            std::count(std::begin(kLasting), std::end(kLasting), operation) != 0;
 }
 
-// The focus or the feature that a request is about.
+// Returns the number of the focus or of the feature that a request sets.
 int32_t numberOf(const RequestCame& came) {
     using namespace accessory;
     const std::string_view name = came.request.name();
@@ -57,7 +57,7 @@ void Feed::settled(uint64_t number) {
     AnswerLeft answer = {number, microseconds(0)};
     {
         AutoMutex lock(mLock);
-        // Nobody can be told about what is forgotten.
+        // The answer to a request that was forgotten cannot be shown.
         if (number < oldest() || number > mNumber) return;
         answer.took = left - mKept[number - oldest()]->time;
     }
@@ -102,7 +102,7 @@ void Feed::remember(const Entry& entry) {
 Feed::Batch Feed::after(uint64_t number) {
     Batch batch;
     AutoMutex lock(mLock);
-    // A number of the future is one of another run.
+    // A number that is larger than the last one comes from another run of the emulator.
     if (number > mNumber) number = 0;
     if (number + 1 < oldest()) {
         batch.missed = oldest() - 1 - number;

@@ -24,7 +24,7 @@ struct RequestCame {
     Rule rule;
 };
 
-// The answer of the request of this number has left.
+// The answer to the request with this number has left.
 struct AnswerLeft {
     uint64_t about;
     std::chrono::microseconds took;
@@ -34,17 +34,17 @@ struct EventSent {
     Event event;
 };
 
-// One thing that has happened.
+// One thing that has happened: a request, an answer or an event.
 struct Happening {
     uint64_t number;                 // counted from 1
     std::chrono::microseconds time;  // since 1970
     std::variant<RequestCame, AnswerLeft, EventSent> what;
 };
 
-// What has happened lately, for streams that read it at their own speed. Whoever reports waits for
-// nobody: when the feed is full, the oldest is forgotten, and a stream that had not read it is told
-// how much it missed. The last news of each kind from each accessory is kept apart, so that who
-// missed much, or comes late, still learns how things are.
+// What has happened lately. Streams read it at their own speed, and reporting never waits for them:
+// when the feed is full, the oldest entry is forgotten, and a stream that had not read it learns
+// how many it missed. The last entry of each kind and accessory is kept apart, so that a stream
+// that has missed many, or comes late, still learns the present state.
 //
 // Threads: thread-safe.
 class Feed : public Audience {
@@ -59,9 +59,9 @@ public:
 
     struct Batch {
         std::vector<Entry> entries;
-        // How many happenings have been forgotten that were not read.
+        // How many entries were forgotten before they were read.
         uint64_t missed = 0;
-        // Of the last one read.
+        // The number of the last entry read.
         uint64_t number = 0;
     };
 
@@ -70,14 +70,15 @@ public:
     void settled(uint64_t number) override;
     void event(const Event& event) override;
 
-    // What has happened behind this number, as far as one batch goes.
+    // Returns the entries after this number, at most one batch of them.
     Batch after(uint64_t number);
-    // Sleeps for so long. False, perhaps at once, when the feed is closed.
+    // Sleeps for this time. Returns false when the feed is closed, which also ends the sleep.
     bool sleep(std::chrono::milliseconds time);
     void close();
 
 private:
-    // About whom, of what kind, and which of that kind.
+    // The accessory, the kind of entry, and a number that tells entries of this kind apart, such as
+    // that of a feature.
     using Topic = std::tuple<uint32_t, const void*, int32_t>;
 
     uint64_t put(decltype(Happening::what) what);

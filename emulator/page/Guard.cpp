@@ -15,7 +15,8 @@
 namespace emulator::page {
 namespace {
 
-// Takes as long for every text of the secret's length.
+// Takes the same time for every text with the secret's length, so that the time tells nothing about
+// the secret.
 bool sameSecret(std::string_view given, std::string_view secret) {
     if (given.size() != secret.size()) return false;
     unsigned difference = 0;
@@ -57,7 +58,8 @@ std::string makeSecret() {
 }
 
 bool writePrivately(const std::string& file, const std::string& content) {
-    // A name of its own, so that nobody finds half of it, nor anybody else's file in its place.
+    // The content is written to a file with another name first. So nobody reads half of it, and a
+    // file that somebody else has put in this place is never written to.
     std::string made = file + ".XXXXXX";
     const int fd = mkostemp(made.data(), O_CLOEXEC);
     if (fd < 0) return false;

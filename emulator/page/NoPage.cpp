@@ -1,4 +1,4 @@
-// An emulator that was built without a page.
+// Stands for the page in an emulator that was built without it.
 
 #include "emulator/page/Page.h"
 

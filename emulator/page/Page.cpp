@@ -15,13 +15,13 @@
 namespace emulator::page {
 namespace {
 
-// The files beside the service's socket.
+// Returns the path of a file in the folder of the service's socket.
 std::string fileOf(const char* name) {
     return accessory::standin::serviceFolder().path + "/" + name;
 }
 
-// Has the browser of this desktop show the page. The address goes through a file, since everybody
-// may read the arguments of a process. Answers a sentence when that cannot be.
+// Opens the page in the browser of this desktop. The address goes through a file, since every user
+// can read the arguments of a process. Returns a sentence when this fails.
 std::string openInBrowser(const std::string& address) {
     const std::string file = fileOf("mirvo-emulator.page.html");
     const std::string text =
@@ -33,7 +33,7 @@ std::string openInBrowser(const std::string& address) {
     }
     std::array<char*, 3> command = {const_cast<char*>("xdg-open"), const_cast<char*>(file.c_str()),
                                     nullptr};
-    // It must neither print between the emulator's lines nor read commands.
+    // The browser must neither print between the emulator's lines nor read the commands.
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
@@ -60,7 +60,7 @@ public:
         const int wanted = *tool::toNumber<uint16_t>(mOptions.port);
         Place place = Place::read(file).value_or(Place{0, makeSecret()});
         if (place.secret.empty()) return "the system gives no secret for the page";
-        // Whoever does not care for the port gets the one that open pages know, if it is free.
+        // For port 0, the port that open pages know is used if it is free.
         const int kept = std::exchange(place.port, wanted);
         bool good = wanted == 0 && kept != 0 && mServer.bind(Place{kept, place.secret});
         if (!good) good = mServer.bind(place);

@@ -9,31 +9,32 @@
 namespace emulator::page {
 
 struct PageOptions {
-    // As it was given; empty for no page.
+    // The port as it was typed; empty for no page.
     std::string port;
     bool open = false;
 };
 
-// Adds the options of an emulator that was built with a page.
+// Adds the options of the page. Adds none when the emulator was built without it.
 void addOptions(CLI::App& app, PageOptions& options);
 
 // The page that shows what the phones would show, and on which a person plays the phone. It is
-// served on threads of its own until it is destroyed, which is to be after Service::stop().
+// served on its own threads until it is destroyed. Destroy it after Service::stop().
 class Page {
 public:
-    // Has the service tell it what happens. Before the service starts. The page of an emulator
-    // without --page does nothing.
+    // Makes the service report to the page. Call it before the service starts. Without --page it
+    // does nothing.
     Page(const PageOptions& options, Script& script);
     ~Page();
     Page(const Page&) = delete;
     Page& operator=(const Page&) = delete;
 
-    // When the service has started. Answers a sentence when the page cannot be served. Browsers
-    // find the page then, and wait for serve().
+    // Takes the port. Call it after the service has started. Returns a sentence when this fails,
+    // otherwise an empty text. From then on browsers can connect, and wait for serve().
     std::string start();
-    // When this process starts no other one any more, which would inherit the connections.
+    // Serves the page. Call it after this process has started its last child, since a child would
+    // inherit the connections.
     void serve();
-    // What a browser is told. Empty where there is no page.
+    // Returns the address for a browser; empty when there is no page.
     std::string address() const;
 
 private:

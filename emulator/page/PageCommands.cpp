@@ -10,8 +10,8 @@
 namespace emulator::page {
 namespace {
 
-// Throws SyntaxError for what only a script may say: a page cannot read files, and requests that it
-// took would be missing where a script expects them.
+// Throws SyntaxError for commands that a page may not use: it must not read files, and requests
+// that it took would be missing for the script that expects them.
 void refuse(const std::string& line) {
     const auto words = tool::splitWords(line);
     if (!words || words->empty()) return;
@@ -56,7 +56,7 @@ std::string PageCommands::run(const std::string& lines) {
 
 std::vector<std::string> PageCommands::completionsOf(const std::string& line) const {
     auto words = tool::splitWords(line);
-    // A page has nothing to do with files.
+    // A page must not see the names of files.
     if (!words || (!words->empty() && words->front() == "include")) return {};
     if (words->empty() || line.back() == ' ') words->emplace_back();
     std::vector<std::string> lines = completions(mScript.service, *words);

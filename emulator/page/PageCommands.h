@@ -8,22 +8,22 @@
 
 namespace emulator::page {
 
-// Runs what is typed on pages, besides the script and standard input. Thread-safe; run() is called
-// on a thread that may be held up.
+// Runs the commands that are typed on pages, at the same time as the script and standard input.
+// Thread-safe. run() blocks for as long as its commands take, `wait` for example.
 class PageCommands {
 public:
-    // What may be sent at once.
+    // The most bytes of commands that a page may send at once.
     static constexpr size_t kMaxBytes = 64u << 10;
-    // Commands that may run at the same time, since each has a thread of the server's.
+    // How many commands may run at the same time. Each of them needs a thread of the server.
     static constexpr int kMaxRunning = 4;
 
     explicit PageCommands(Script& script) : mScript(script) {}
 
-    // Runs the lines, if all of them are understood. Answers the sentence to show; empty when all
-    // is well.
+    // Runs the lines if all of them are understood. Returns a sentence to show, which is empty when
+    // all went well.
     std::string run(const std::string& lines);
 
-    // How a line could go on: whole lines, as at the prompt of a terminal.
+    // Completes a line as at the prompt of a terminal. Returns whole lines.
     std::vector<std::string> completionsOf(const std::string& line) const;
 
 private:

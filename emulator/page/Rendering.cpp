@@ -10,7 +10,7 @@
 namespace emulator::page {
 namespace {
 
-// What of one argument is told: characters of a text, and elements of an array.
+// How much of one argument a page receives: characters of a text, or elements of an array.
 constexpr size_t kMaxText = 4096;
 constexpr size_t kMaxElements = 64;
 
@@ -25,7 +25,7 @@ Json cut(Json values) {
     return values;
 }
 
-// The same of a request that has just come as of one in a recording.
+// Cuts a request that has just come and one of a recording in the same way.
 Json cutRequest(Json fields) {
     for (const char* values : {"arguments", "answer"})
         fields[values] = cut(std::move(fields[values]));
@@ -46,7 +46,7 @@ Json shown(const EventSent& sent) {
     return fields;
 }
 
-// The commands that would set a rule.
+// Returns the commands with which a user would set this rule.
 Json commandsOf(const Target& target, const Rule& rule) {
     Json commands = Json::array();
     const auto add = [&](const std::string& name, const std::string& value = "") {

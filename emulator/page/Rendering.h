@@ -6,22 +6,23 @@
 #include "emulator/page/Feed.h"
 #include "recording/Timeline.h"
 
-// What a page is told, as JSON. Texts of clients are values in it and nothing else.
+// Writes what a page receives, as JSON. Texts of clients are only ever values in it.
 
 namespace emulator::page {
 
-// One happening. Of long bytes and arrays it has the beginning.
+// Returns one entry of the feed. Of long bytes and arrays, only the beginning is in it.
 Json shown(const Happening& happening);
 
-// An entry of a recording of this process, alike. Null for what another entry's shows.
+// Returns the same for an entry of a recording that belongs to this process. Null when the row of
+// another entry already shows this one, as a request's row shows its reply.
 Json shown(const recording::Timeline& timeline, const recording::Timeline::Entry& entry,
            uint32_t process);
 
-// How the service is now: which accessories it knows, who is connected, and what is answered
-// otherwise than by a healthy service.
+// Returns the present state of the service: which accessories it knows, which clients are
+// connected, and which requests it answers otherwise than a healthy service.
 Json situation(Service& service);
 
-// The commands and operations of which the page makes its forms.
+// Returns the commands and operations from which the page makes its forms.
 Json vocabulary();
 
 }  // namespace emulator::page

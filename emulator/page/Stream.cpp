@@ -9,9 +9,9 @@ using std::chrono::steady_clock;
 
 namespace {
 
-// What happens within this time is told at once.
+// Everything that happens within this time is sent together.
 constexpr milliseconds kGather(40);
-// How often a page is told that the service lives.
+// How often a page hears that the service lives.
 constexpr milliseconds kBeat(1000);
 
 }  // namespace

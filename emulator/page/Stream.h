@@ -13,19 +13,20 @@
 
 namespace emulator::page {
 
-// A server-sent event.
+// Returns a server-sent event.
 std::string message(const char* event, const Json& data);
 
-// What one page has been told. On the thread of its connection.
+// The stream of events to one page. It is used on the thread of its connection only.
 class Stream {
 public:
-    // Begins behind the happening of this number.
+    // The stream begins with the entry after the one with this number.
     Stream(Feed& feed, Service& service, std::shared_ptr<const Counted> place, uint64_t from)
         : mFeed(feed), mService(service), mPlace(std::move(place)), mNumber(from) {}
     Stream(const Stream&) = delete;
     Stream& operator=(const Stream&) = delete;
 
-    // Begins the stream with `hello`, and then tells what is new. False when the page has gone.
+    // Sends `hello` in the first call, and what is new in every call. Returns false when the page
+    // has gone away.
     bool tell(httplib::DataSink& sink, const Json& hello);
 
 private:

@@ -18,9 +18,9 @@ using recording::Timeline;
 namespace {
 
 constexpr size_t kRowsOfLine = 256;
-// Lines that wait for the page to take them.
+// How many lines may wait until the page takes them.
 constexpr size_t kMaxLines = 4;
-// The lowest that there is.
+// The lowest priority that there is.
 constexpr int kNiceness = 19;
 
 }  // namespace

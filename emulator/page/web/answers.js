@@ -1,9 +1,10 @@
-// How the service answers: switches for each operation, and what departs from normal.
+// Controls how the service answers: switches for each operation, and a list of all answers that depart
+// from normal.
 
 import { byId, make } from "./dom.js";
 import { run } from "./service.js";
 
-// The commands that a switch sends, behind which some need a value.
+// The commands of the switches. Behind some of them stands a value.
 const kSwitches = [
   { name: "silent", label: "silent", value: false },
   { name: "no-reply", label: "no reply", value: false },
@@ -12,7 +13,7 @@ const kSwitches = [
   { name: "answer", label: "bytes", value: "00", before: "bytes ", sort: (rest) => rest.startsWith("bytes") },
   { name: "delay", label: "delay in ms", value: "500" },
 ];
-// Of these only the last one counts.
+// Of these commands only the one that was sent last counts.
 const kInstead = ["silent", "no-reply", "mistype"];
 
 export class Answers {
@@ -59,13 +60,13 @@ export class Answers {
     return this.operation.value + (only === "" ? "" : `@${only}`);
   }
 
-  // The commands that are in force for the target.
+  // Returns the commands that are in force for the target.
   commands() {
     const target = this.target();
     return this.departures.find((each) => each.target === target && !each.once)?.commands ?? [];
   }
 
-  // What stands behind the target in the command that a switch stands for. Undefined when it is off.
+  // Returns the words behind the target in the command of a switch; undefined when the switch is off.
   inForce({ kind }) {
     const begin = `${kind.name} ${this.target()}`;
     const found = this.commands().find((command) => (command === begin || command.startsWith(`${begin} `)) &&
@@ -89,7 +90,7 @@ export class Answers {
   }
 
   show(departures) {
-    // The buttons stay, and who has the focus keeps it, while other things change.
+    // The buttons are not made anew while other things change, so that the focus stays where it is.
     if (this.told === JSON.stringify(departures)) return;
     this.told = JSON.stringify(departures);
     this.departures = departures;

@@ -1,9 +1,9 @@
-// What the other modules build the page with. A text only ever becomes a text, so whatever a client
-// has sent is shown and never interpreted.
+// Functions with which the other modules build the page. A text always becomes a text node, so what
+// a client has sent is shown and never interpreted.
 
 export const byId = (id) => document.getElementById(id);
 
-// Makes an element; `properties` are attributes, or handlers where they begin with "on".
+// Makes an element; `properties` are attributes, or handlers when they begin with "on".
 export function make(name, properties = {}, ...children) {
   const space = ["svg", "circle", "line", "text", "g"].includes(name)
     ? "http://www.w3.org/2000/svg" : "http://www.w3.org/1999/xhtml";
@@ -17,7 +17,7 @@ export function make(name, properties = {}, ...children) {
   return element;
 }
 
-// Sets a text, but only where it changes, since a screen reader would read it again.
+// Sets a text only when it changes, since a screen reader would read it again.
 export function setText(element, text) {
   if (element.textContent !== text) element.textContent = text;
 }

@@ -1,4 +1,4 @@
-// The rows of one source: of the service, or of a recording.
+// The rows of the table that come from one source, which is the service or a recording.
 
 import { cells } from "./row.js";
 
@@ -19,7 +19,7 @@ export class Log {
     return this.add({ note: `— ${text} —` });
   }
 
-  // Answers the new row; or null where the item is about an earlier one.
+  // Returns the new row, or null when the item is about an earlier one.
   add(item) {
     if (item.settled !== undefined) {
       const about = this.pending.get(item.settled);
@@ -33,7 +33,7 @@ export class Log {
     return row;
   }
 
-  // Whether the oldest had to be forgotten.
+  // Forgets the oldest rows when there are too many. Returns whether there were.
   forget() {
     if (this.rows.length <= kMost) return false;
     for (const old of this.rows.splice(0, kForget)) this.pending.delete(old.item.n);
@@ -41,7 +41,7 @@ export class Log {
   }
 }
 
-// Which rows are wanted.
+// Decides which rows the table shows.
 export class Filter {
   constructor() {
     this.words = [];
@@ -52,7 +52,8 @@ export class Filter {
     const { item } = row;
     if (this.kind !== "all" && item.note === undefined && item[this.kind] === undefined) return false;
     if (this.words.length === 0) return true;
-    // A number is that of a phone or an argument, and not a part of a time.
+    // A number that is typed is that of a phone or the value of an argument. The columns with times
+    // would contain it by chance, so they are left out.
     row.text ??= cells(row).slice(1, -1).join(" ").toLowerCase();
     row.numbers ??= new Set(row.text.match(/\d+/g));
     return this.words.every((word) => (/^\d+$/.test(word) ? row.numbers.has(word) : row.text.includes(word)));

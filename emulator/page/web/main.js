@@ -11,14 +11,14 @@ import { listen, run } from "./service.js";
 const banner = byId("banner");
 let service = null;
 let situation = "";
-let deed = null; // "hang" or "die", when this page has done it
+let deed = null; // "hang" or "die", when this page has sent it
 
 function showBanner(...children) {
   banner.replaceChildren(...children);
   banner.hidden = false;
 }
 
-// A command for a shell, with a button that copies it.
+// Makes a command for a shell, with a button that copies it.
 function shell(command) {
   return make("span", { class: "shell" }, make("code", {}, command),
     make("button", { type: "button", onclick: () => navigator.clipboard.writeText(command) }, "Copy"));
@@ -50,7 +50,7 @@ const answers = new Answers(byId("answers"), byId("departures"), vocabulary, (te
 for (const name of ["hang", "die"]) {
   byId(name).addEventListener("click", () => {
     deed = name;
-    // A service that does this has no answer to give.
+    // A service that ends or hangs cannot answer this command.
     run(name);
   });
 }

@@ -1,4 +1,4 @@
-// The phones: what each of them would show.
+// The phones, with what each of them would show.
 
 import { make, setText } from "./dom.js";
 import { kActions, two } from "./row.js";
@@ -8,7 +8,7 @@ const kUsualHeight = 720;
 const kTrailMs = 1500;
 const kLiftMs = 1500;
 const kKeyLightMs = 700;
-// By the service's numbers.
+// The names of the keys, by the service's numbers.
 const kKeys = { 1: "power", 2: "menu", 4: "back", 5: "vol +", 6: "vol −", 7: "play", 8: "pause",
   9: "forward", 10: "rewind", 11: "next", 12: "previous", 13: "stop", 14: "play/pause", 3: "other" };
 const kKeyOrder = [4, 2, 1, 6, 5, 10, 12, 7, 8, 14, 13, 11, 9, 3];
@@ -47,7 +47,7 @@ class Phone {
     this.size = good ? values.slice(0, 2) : [kUsualWidth, kUsualHeight];
     const [width, height] = this.size;
     this.svg.setAttribute("viewBox", `0 0 ${width} ${height}`);
-    // A bezel stays a phone's, whatever numbers were sent.
+    // The frame keeps the proportions of a phone, whatever numbers were sent.
     const ratio = Math.min(3, Math.max(1 / 3, width / height));
     this.svg.style.aspectRatio = String(ratio);
     this.svg.style.width = `min(100%, ${Math.round(Math.min(30, 30 * ratio) * 0.65)}rem)`;
@@ -70,7 +70,7 @@ class Phone {
     array1.forEach((finger, i) => {
       const point = { x: array2[i], y: array3[i], at: now };
       const known = this.fingers.get(finger);
-      // A press lists the fingers that were down before, too.
+      // A press also lists the fingers that were down before.
       const down = known !== undefined && known.kind !== "lift";
       const own = kind === "press" && down ? known.kind : kind;
       const trail = down ? known.trail : [];
@@ -81,7 +81,7 @@ class Phone {
     this.draw(now);
   }
 
-  // Answers whether anything is left that changes with time.
+  // Returns whether anything is left that changes with time.
   draw(now) {
     const parts = [];
     const unit = Math.max(...this.size) / 100;
@@ -115,7 +115,7 @@ class Phone {
   onKey({ keyCode, flag }) {
     const cap = this.keys.get(keyCode) ?? this.keys.get(3);
     cap.classList.toggle("down", flag);
-    // A short press is to be seen as well.
+    // A short press must be visible, too.
     cap.classList.add("lit");
     clearTimeout(cap.timer);
     if (!flag) cap.timer = setTimeout(() => cap.classList.remove("lit"), kKeyLightMs);
@@ -185,7 +185,7 @@ export class Phones {
 
   apply(item) {
     if (item.settled !== undefined || item.accessory === undefined) return;
-    // What is only refused is no phone's.
+    // A request that was refused does not show that there is such a phone.
     const phone = item.answer?.result === 2 ? this.phones.get(item.accessory)
       : this.phone(item.accessory);
     phone?.apply(item, performance.now());

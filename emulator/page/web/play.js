@@ -1,5 +1,5 @@
-// The person's part: a button for every event, with fields for its arguments, and a line for any
-// command. All of it comes from the emulator's own table of commands.
+// The part in which a person plays the phone: a button for every event, with fields for its
+// arguments, and a line for any command. All of it is made from the emulator's table of commands.
 
 import { byId, make, setText } from "./dom.js";
 import { post, run } from "./service.js";

@@ -1,12 +1,12 @@
-// A recording that is dropped on the page, or chosen: the service's own reader reads it, and strip
-// and table show it until the person goes back.
+// Opens a recording that is dropped on the page or chosen. The service reads it, and strip and table
+// show it until the person goes back.
 
 import { byId, setText } from "./dom.js";
 import { Log } from "./log.js";
 
 const kMostBytes = 64 << 20;
 
-// Passes each line of a response on, as what it says.
+// Passes the value of each line of a response on.
 async function eachLine(response, take) {
   const reader = response.body.pipeThrough(new TextDecoderStream()).getReader();
   let rest = "";
@@ -19,7 +19,7 @@ async function eachLine(response, take) {
   }
 }
 
-// What to know about the whole.
+// Returns what there is to know about the whole recording.
 function remarks({ rows, torn, missing }, shown) {
   const told = [`${rows.toLocaleString("en")} rows`];
   if (rows > shown) told.push(`of which the first ${shown.toLocaleString("en")} are shown`);
@@ -29,7 +29,7 @@ function remarks({ rows, torn, missing }, shown) {
 }
 
 export class Recording {
-  // Calls `onShow` with a log of the recording, or null for what the service does.
+  // Calls `onShow` with the log of a recording, or with null when the service is to be shown again.
   constructor(onShow) {
     this.onShow = onShow;
     this.turn = 0;
@@ -37,7 +37,7 @@ export class Recording {
     byId("open").addEventListener("click", () => field.click());
     field.addEventListener("change", () => {
       if (field.files.length > 0) this.open(field.files[0]);
-      // So that the same file can be chosen again.
+      // Without this, the browser would not report that the same file is chosen again.
       field.value = "";
     });
     byId("close").addEventListener("click", () => this.close());
@@ -95,7 +95,7 @@ export class Recording {
     } catch (error) {
       end = { error: `It could not be read: ${error.message}.` };
     }
-    // The person has opened another one since, or gone back.
+    // In the meantime the person has opened another recording, or gone back.
     if (turn !== this.turn) return undefined;
     if (end.error !== undefined) return this.say(`${name}: ${end.error}`);
     const { program, process } = log.rows[0].item;

@@ -1,4 +1,4 @@
-// What a row of the table says, and of what kind it is.
+// Finds the texts of a row of the table, and the kind of the row.
 
 export const kColumns = 7;
 export const kActions = { 1: "press", 2: "lift", 3: "move" };
@@ -19,14 +19,14 @@ function duration(microseconds) {
   return microseconds < 10000 ? `${microseconds} µs` : `${Math.round(microseconds / 1000)} ms`;
 }
 
-// What a request says; of a touch only where the fingers are.
+// Returns the arguments of a request; for a touch, only the places of the fingers.
 function said({ request, arguments: given }) {
   if (request !== "sendTouchEvent" || !(given.action in kActions)) return pairs(given);
   const { array1, array2, array3 } = given;
   return [kActions[given.action], ...array1.map((finger, i) => `${finger}:${array2[i]},${array3[i]}`)].join(" ");
 }
 
-// What each column shows.
+// Returns the texts of a row, one for each column.
 export function cells({ item, took }) {
   if (item.note !== undefined) return ["", "", item.note, "", "", "", ""];
   const at = clock(item.t);
@@ -40,16 +40,16 @@ export function cells({ item, took }) {
   return [at, String(item.pid), item.request, phone, said(item), answer, duration(took)];
 }
 
-// All that a request or an event says.
+// Returns all arguments of a request or an event.
 export const told = (item) => item.command ?? (item.arguments === undefined ? "" : pairs(item.arguments));
 
-// Whether it is a request that was not answered as it should be.
+// Whether an item is a request that was not answered as by a healthy service.
 export function failed({ answer }) {
   return answer != null && ((answer.result ?? 0) !== 0 || answer.silent === true ||
     answer.noReply === true || answer.mistype !== undefined || answer.class !== undefined);
 }
 
-// "note", "record", "event", "bad" or "request".
+// Returns "note", "record", "event", "bad" or "request".
 export function kindOf(item) {
   return ["note", "record", "event"].find((kind) => item[kind] !== undefined) ??
     (failed(item) ? "bad" : "request");

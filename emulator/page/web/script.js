@@ -1,15 +1,15 @@
-// What has happened, as lines of a script of the emulator.
+// Writes what has happened as lines of a script for the emulator.
 
-// A word, quoted where that is needed. Null for what cannot be written in a script.
+// Returns a word, in quotes if it needs them; null when it cannot be written in a script.
 function word(text) {
   if (/["\n\r]/.test(text)) return null;
   return /[\s#]/.test(text) ? `"${text}"` : text;
 }
 
-// A touch's own time differs each time.
+// A script cannot expect the time of a touch, since it differs in each run.
 const isRepeatable = (name) => name !== "time";
 
-// Null for what is neither a request nor an event.
+// Returns the line for a request or an event, and null for everything else.
 export function scriptLine(item) {
   if (item.note !== undefined || item.record !== undefined) return null;
   if (item.command !== undefined) return item.command;

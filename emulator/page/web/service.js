@@ -1,4 +1,4 @@
-// The connection to the service: what it tells, and what it is told.
+// The connection to the service, in both directions.
 
 const kBeatsMissing = 3000;
 const kRetry = 1000;
@@ -9,7 +9,7 @@ export async function post(what, body) {
   return response.json();
 }
 
-// Runs command lines. Answers the emulator's own sentence about them, or "".
+// Runs command lines. Returns the emulator's sentence about a fault in them, or "".
 export async function run(lines) {
   try {
     return (await post("command", lines)).error;
@@ -18,8 +18,8 @@ export async function run(lines) {
   }
 }
 
-// Calls `on.hello`, `on.situation`, `on.news`, `on.full`, and `on.lives` with whether the service can
-// be heard. The next service at the same place is found by itself.
+// Calls `on.hello`, `on.situation`, `on.news` and `on.full` with what the service sends, and `on.lives`
+// with whether the service is heard at all. Connects by itself to the next service at the same place.
 export function listen(on) {
   let source = null;
   let heard = 0;

@@ -1,4 +1,4 @@
-// What happened when, with a lane for each phone: in the last minute, or in the whole of a recording.
+// Draws what happened when, in a lane for each phone: in the last minute, or in a whole recording.
 
 import { kindOf } from "./row.js";
 
@@ -7,7 +7,7 @@ const kLane = 18;
 const kLabel = 72;
 const kRedrawMs = 100;
 const kMostLanes = 12;
-// So many places of the strip have a mark of their own.
+// The number of places on the strip that can have a mark.
 const kPlaces = 2400;
 
 const laneOf = (item) => (item.accessory === undefined ? "" : String(item.accessory));
@@ -19,7 +19,7 @@ class Minute {
   }
 
   add(item) {
-    // One mark stands for all of its kind within a pixel or so.
+    // One mark stands for all items of its kind within about a pixel.
     const width = kMinute / kPlaces;
     const at = Math.round(item.t / 1000 / width) * width;
     const mark = { at, lane: laneOf(item), kind: kindOf(item) };
@@ -61,11 +61,11 @@ class Whole {
   }
 }
 
-// Round spans in milliseconds, up to days.
+// Round spans of time in milliseconds, up to a day.
 const kSteps = [1, 10, 100, 1000, 10000].flatMap((unit) => [unit, 2 * unit, 5 * unit]).concat(
   [60, 120, 300, 600, 1800, 3600, 7200, 21600, 43200, 86400].map((seconds) => seconds * 1000));
 
-// A span of milliseconds in the unit that suits it.
+// Returns a span of milliseconds as a text with a unit that suits it.
 function spoken(milliseconds) {
   const round = (number) => Number(number.toPrecision(3));
   if (milliseconds < 1000) return `${round(milliseconds)} ms`;
@@ -74,7 +74,7 @@ function spoken(milliseconds) {
 }
 
 export class Strip {
-  // Calls `onSeek` with a time of a recording that was pointed at.
+  // Calls `onSeek` with the time in a recording that the person has clicked.
   constructor(canvas, onSeek) {
     this.canvas = canvas;
     this.minute = new Minute();
@@ -114,7 +114,7 @@ export class Strip {
       : `The recording, which took ${spoken(this.marks.to - this.marks.from)}, a lane for each phone`);
   }
 
-  // Tells which items the table shows.
+  // Takes the first and the last item that the table shows.
   look(first, last) {
     this.view = first === undefined ? [] : [first.t / 1000, last.t / 1000];
   }
@@ -127,7 +127,7 @@ export class Strip {
     const width = canvas.parentElement.clientWidth - 2 * parseFloat(
       getComputedStyle(canvas.parentElement).paddingLeft);
     const dark = matchMedia("(prefers-color-scheme: dark)").matches;
-    // What would look the same is not drawn again: the time passes in the last minute only.
+    // A strip that would look the same is not drawn again. Only that of the last minute moves with time.
     const moves = this.marks === this.minute && this.marks.marks.length > 0;
     const look = [moves ? to : 0, width, scale, dark, this.lanes, this.marks !== this.minute && this.view].join();
     if (look === this.drawn) return;
@@ -172,7 +172,7 @@ export class Strip {
       const y = this.lanes.indexOf(mark.lane) * kLane + kLane / 2;
       if (y < 0) continue;
       pen.fillStyle = colours[mark.kind];
-      // Kinds differ by height as well as by colour.
+      // The kinds also differ by height, for people who cannot tell the colours apart.
       const [top, size] = { event: [-7, 7], request: [0, 8] }[mark.kind] ?? [-7, 15];
       pen.fillRect(x(mark.at), y + top, 3, size);
     }

@@ -1,5 +1,5 @@
-// The table of what has happened. Only the rows that can be seen are elements, so it stays quick
-// with a hundred thousand of them.
+// The table of what has happened. Only the visible rows are elements of the page, so the table stays
+// quick with a hundred thousand rows.
 
 import { byId, make, setText } from "./dom.js";
 import { Filter } from "./log.js";
@@ -57,7 +57,7 @@ export class Table {
     this.pause(false);
   }
 
-  // Tells that a log has another row, or that one has changed.
+  // Must be called when a log has a new row, or, with null, when one of its rows has changed.
   added(log, row) {
     const forgotten = log.forget();
     if (log !== this.log) return;
@@ -67,12 +67,12 @@ export class Table {
     this.redraw();
   }
 
-  // Scrolls to what happened first at this time or later.
+  // Scrolls to the first row of this time or later.
   seek(time) {
     const index = this.shown.findIndex((row) => row.item.t >= time);
     if (index < 0) return;
     this.select(this.shown[index]);
-    // The rows need their height first.
+    // The list must have its height before it can be scrolled.
     this.follows = false;
     this.draw();
     this.grid.scrollTop = Math.max(0, (index - 3) * kRowHeight);
