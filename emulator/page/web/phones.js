@@ -84,7 +84,8 @@ class Phone {
   // Returns whether anything is left that changes with time.
   draw(now) {
     const parts = [];
-    const unit = Math.max(...this.size) / 100;
+    // The number of a finger must be readable on a screen that is drawn 300 pixels wide.
+    const unit = Math.max(...this.size) / 65;
     let changing = false;
     for (const [finger, touch] of this.fingers) {
       if (touch.kind === "lift" && now - touch.at > kLiftMs) {

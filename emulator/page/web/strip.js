@@ -161,7 +161,7 @@ export class Strip {
     });
     pen.fillStyle = colour("quiet");
     pen.textAlign = "center";
-    const most = width < 600 ? 3 : 7;
+    const most = width < 600 ? 4 : 7;
     const step = kSteps.find((each) => (to - from) / each < most) ?? (to - from) / most;
     for (let span = step; span < (to - from) * 0.97; span += step) {
       pen.fillText(live ? `${spoken(span)} ago` : spoken(span), x(live ? to - span : from + span), height - 7);
