@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <string>
 
@@ -43,19 +44,27 @@ public:
 
     void endHead() { mInHead = false; }
 
-    bool is_readable() const override { return ready(POLLIN, kPatience); }
+    bool is_readable() const override { return mBegin < mEnd || ready(POLLIN, kPatience); }
     bool is_writable() const override { return ready(POLLOUT | POLLRDHUP, kPatience); }
 
     ssize_t read(char* to, size_t size) override {
-        milliseconds time = kPatience;
-        if (mInHead) {
-            size = std::min(size, mHeadLeft);
-            time = std::chrono::ceil<milliseconds>(mHeadEnd - steady_clock::now());
+        if (mBegin == mEnd) {
+            milliseconds time = kPatience;
+            if (mInHead) time = std::chrono::ceil<milliseconds>(mHeadEnd - steady_clock::now());
+            if (time.count() <= 0 || !ready(POLLIN, time)) return -1;
+            const ssize_t count = recv(mSocket, mBuffer.data(), mBuffer.size(), 0);
+            if (count <= 0) return count;
+            mBegin = 0;
+            mEnd = static_cast<size_t>(count);
         }
-        if (size == 0 || time.count() <= 0 || !ready(POLLIN, time)) return -1;
-        const ssize_t count = recv(mSocket, to, size, 0);
-        if (mInHead && count > 0) mHeadLeft -= static_cast<size_t>(count);
-        return count;
+        size = std::min(size, mEnd - mBegin);
+        if (mInHead) {
+            if (size > mHeadLeft) return -1;
+            mHeadLeft -= size;
+        }
+        std::copy_n(mBuffer.data() + mBegin, size, to);
+        mBegin += size;
+        return static_cast<ssize_t>(size);
     }
 
     ssize_t write(const char* from, size_t size) override {
@@ -78,6 +87,10 @@ private:
 
     BoundedServer& mServer;
     const socket_t mSocket;
+    // The library reads the head byte by byte.
+    std::array<char, 4096> mBuffer;
+    size_t mBegin = 0;
+    size_t mEnd = 0;
     bool mInHead = true;
     size_t mHeadLeft = kMaxHead;
     const steady_clock::time_point mHeadEnd = steady_clock::now() + kPatience;
