@@ -48,7 +48,7 @@ TEST_F(EmulatorProgramTest, theProgramEndsWithTheTest) {
         {"a scene waits", "", "ids 7", "sleep 0.1; exit 3", 3},
         {"a signal of its own", "", "ids 7", "kill -SEGV $$", 139},
         {"endless and met", "", "expect startup", kEndless, 0},
-        {"endless, met and limited", "--limit 3000", "expect startup\nexpect-no shutdown within 1",
+        {"endless, met and limited", "--limit 60000", "expect startup\nexpect-no shutdown within 1",
          kEndless, 0},
         {"endless, and the script quits", "", "wait-for startup\nquit", kEndless, 0},
         {"endless in a scene", "--limit 1", "ids 7", "exec sleep 1000", 4,
