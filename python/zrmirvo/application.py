@@ -34,11 +34,11 @@ _CRASHES = (
 
 
 class Application:
-    """A program under test, ended with the context.
+    """A program under test, which is ended when the context is left.
 
-    Leaving the context raises an AssertionError when the program crashed or a sanitizer reported.
-    A name without a folder is looked for where the tools are. The environment, to which that of
-    `tools` belongs, is added to that of this process.
+    Leaving the context raises an AssertionError when the program crashed or a sanitizer reported
+    a finding. A program without a folder in its name is looked for where the tools are. It gets
+    the environment of this process, to which that of `tools` and `environment` are added.
     """
 
     def __init__(
@@ -65,7 +65,7 @@ class Application:
         return self.start()
 
     def start(self) -> "Application":
-        """Starts it."""
+        """Starts the program."""
         self._child = self._supervisor.start(
             self.command,
             self._environment,
@@ -114,19 +114,19 @@ class Application:
 
     @property
     def child(self) -> subprocess.Popen[bytes]:
-        """The process."""
+        """Returns the process."""
         if self._child is None:
             raise ToolEnded("the application has not been started")
         return self._child
 
     @property
     def log(self) -> str:
-        """What it has printed so far, standard error included."""
+        """Returns what the program has printed so far, standard error included."""
         with self._changed:
             return "\n".join(self._lines)
 
     def expect_line(self, part: str, within: float = PATIENCE) -> str:
-        """The first line with this part behind the last one that was expected."""
+        """Waits for a line that contains `part`, after the last expected one, and returns it."""
         __tracebackhide__ = True
         until = time.monotonic() + within
         with self._changed:
@@ -144,7 +144,10 @@ class Application:
                 self._changed.wait(left)
 
     def wait(self, within: float = PATIENCE) -> int:
-        """Its exit status once it has ended by itself; an AssertionError when it does not."""
+        """Waits until the program ends by itself. Returns its exit status.
+
+        Raises an AssertionError when it still runs after this time.
+        """
         try:
             return self.child.wait(within)
         except subprocess.TimeoutExpired:
@@ -152,20 +155,20 @@ class Application:
             raise AssertionError(problem) from None
 
     def stop(self, within: float = PATIENCE) -> None:
-        """Asks it to end, and makes it. Nothing happens when it has ended."""
+        """Asks the program to end, and kills it if it does not. Does nothing when it has ended."""
         self._was_stopped = self._was_stopped or self.child.poll() is None
         self._supervisor.end(self.child, within)
         self._reader.join(within)
 
     def check(self) -> None:
-        """Raises an AssertionError when it has crashed or a sanitizer has reported."""
+        """Raises an AssertionError when it has crashed or a sanitizer has reported a finding."""
         status = self.child.returncode or 0
-        # A shell, and what stands before a command on a target, make 128 and more of a signal.
+        # A shell, and a program such as ssh before the command, add 128 to the number of a signal.
         number = -status if status < 0 else status - 128
         if number in _CRASHES:
             name = signal.Signals(number).name
             raise AssertionError(f"the application crashed with {name}:\n{self.log}")
-        # ssh says no more of any signal, nor of a connection that is lost.
+        # ssh ends with this status for any signal, and also when its connection was lost.
         if self._behind_prefix and status == SSH_FAILED and not self._was_stopped:
             raise AssertionError(f"the application crashed, or its connection did:\n{self.log}")
         if any(mark in self.log for mark in _SANITIZERS):

@@ -8,7 +8,7 @@ from .process import PATIENCE, Json
 
 
 def at(operation: str, accessory: Optional[int]) -> str:
-    """The operation, where only the requests for one accessory are meant."""
+    """Returns how a command names an operation, for one accessory or for all of them."""
     return operation if accessory is None else f"{operation}@{accessory}"
 
 
@@ -19,7 +19,7 @@ def _quoted(text: str) -> str:
 
 
 class Answers:
-    """How requests are answered. The emulator itself sets it for good, `once` for one request."""
+    """Sets how requests are answered: the emulator itself for good, `once` for one request."""
 
     def __init__(self, perform: Callable[[str], Json], before: str) -> None:
         self._perform = perform
@@ -36,7 +36,7 @@ class Answers:
         data: Optional[bytes] = None,
         accessory: Optional[int] = None,
     ) -> None:
-        """Answers with this result or these bytes; with both, both are set."""
+        """Answers with this result, with these bytes, or with both."""
         if result is None and data is None:
             raise TypeError("answer() needs a result or data")
         if result is not None:
@@ -57,12 +57,12 @@ class Answers:
         self._set("mistype", at(operation, accessory))
 
     def delay(self, operation: str, seconds: float, *, accessory: Optional[int] = None) -> None:
-        """Answers that much later."""
+        """Answers this many seconds later."""
         self._set("delay", at(operation, accessory), round(seconds * 1000))
 
 
 class Commands(Answers):
-    """What the emulator is told, and does."""
+    """The commands that the emulator understands."""
 
     def __init__(self) -> None:
         super().__init__(self.command, "")
@@ -73,11 +73,11 @@ class Commands(Answers):
         raise NotImplementedError
 
     def on(self, operation: str, *commands: str, accessory: Optional[int] = None) -> None:
-        """Performs commands after each such request, once its answer has left."""
+        """Performs commands after each request of this operation, when its answer has left."""
         self.command(f"on {at(operation, accessory)}", *commands, "end")
 
     def on_next(self, operation: str, *commands: str, accessory: Optional[int] = None) -> None:
-        """Performs commands after the next such request, once its answer has left."""
+        """Performs commands after the next request of this operation, when its answer has left."""
         self.command(f"on-next {at(operation, accessory)}", *commands, "end")
 
     def attach(self, accessory: int) -> None:
@@ -105,15 +105,15 @@ class Commands(Answers):
         self.command(f"error {accessory} {code}")
 
     def request(self, accessory: int, param1: int, param2: int) -> None:
-        """Lets the accessory request something with two numbers."""
+        """Reports a request of the accessory with two numbers."""
         self.command(f"request {accessory} {param1} {param2}")
 
     def request_data(self, accessory: int, data: bytes) -> None:
-        """Lets the accessory request something with at most 36 bytes."""
+        """Reports a request of the accessory with at most 36 bytes."""
         self.command(f"request-data {accessory} {data.hex()}")
 
     def response(self, accessory: int) -> None:
-        """Lets the accessory respond."""
+        """Reports a response of the accessory."""
         self.command(f"response {accessory}")
 
     def time_date(
@@ -129,7 +129,7 @@ class Commands(Answers):
         week: int,
         dayOfWeek: int,
     ) -> None:
-        """Lets the accessory respond with a date and a time. The names are those of the event."""
+        """Reports the accessory's date and time. The arguments are named as the event's fields."""
         numbers = (date1, date2, date3, hour, minute, second, fraction, week, dayOfWeek)
         self.command(f"time-date {accessory} {' '.join(map(str, numbers))}")
 
@@ -154,15 +154,15 @@ class Commands(Answers):
         self.command(f"normal {at(operation, accessory)}")
 
     def ids(self, *accessories: int) -> None:
-        """Knows exactly these accessories, without an event."""
+        """Makes exactly these accessories known, without an event."""
         self.command("ids " + " ".join(map(str, accessories)))
 
     def descriptor_bytes(self, data: bytes) -> None:
-        """Has this HID descriptor."""
+        """Sets the HID descriptor that clients read."""
         self.command(f"descriptor-bytes {data.hex()}")
 
     def version(self, text: str) -> None:
-        """Has this version."""
+        """Sets the version of the service."""
         self.command(f"version {_quoted(text)}")
 
     def drop(self, pid: int) -> None:

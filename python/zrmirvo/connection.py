@@ -14,14 +14,14 @@ Self = TypeVar("Self", bound="Connection")
 
 
 def no_service(sentence: str) -> Exception:
-    """The error for what mirvoctl says when there is no service, or none that fits."""
+    """Returns the error when mirvoctl says that there is no service, or none that fits."""
     # The sentence alone tells a service that is not there from one that does not fit.
     fits = re.search("the service (has|gives no) version", sentence) is None
     return NoService(sentence) if fits else WrongVersion(sentence)
 
 
 class Connection:
-    """A process of mirvoctl as a context manager."""
+    """A process of mirvoctl, which ends when the context is left."""
 
     def __init__(
         self,
@@ -58,7 +58,7 @@ class Connection:
 
     @property
     def process(self) -> JsonProcess:
-        """The process that runs now."""
+        """Returns the process that runs now."""
         if self._process is None:
             raise ToolEnded("mirvoctl has not been started")
         return self._process

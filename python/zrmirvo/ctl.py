@@ -12,15 +12,15 @@ from .process import Json, Tools
 
 @dataclass(frozen=True)
 class Result:
-    """What an operation has come to."""
+    """The result of an operation."""
 
     operation: str
     ok: bool
-    # The status of the operation; None where it has none or was not performed.
+    # The status of the operation; None when it has none or was not performed.
     status: Optional[int]
     # What went wrong and what to do about it.
     error: Optional[str]
-    # What mirvoctl would end with.
+    # The exit status that mirvoctl would end with.
     exit: int
     # Everything that was printed, such as "ids" or "data".
     values: Json
@@ -41,7 +41,7 @@ def _on(flag: bool) -> str:
 
 
 class Ctl(Connection):
-    """Every operation of the library, on one connection, made anew after a loss.
+    """Every operation of the library, on one connection, which is renewed after a loss.
 
     with Ctl(environment=emulator.environment) as mirvoctl:
         assert mirvoctl.startup().ok
@@ -73,8 +73,10 @@ class Ctl(Connection):
         )
 
     def command(self, line: str, within: float = 60.0) -> Result:
-        """Performs any command and answers its result. Raises NoService or WrongVersion
-        when there is no service, or none that fits."""
+        """Performs any command and returns its result.
+
+        Raises NoService or WrongVersion when there is no service, or none that fits.
+        """
         before = len(self._results)
         self.process.write(line)
         result = self.process.wait_until(
@@ -91,7 +93,7 @@ class Ctl(Connection):
         return self.command(" ".join(_word(word) for word in words))
 
     def versions(self) -> Result:
-        """The versions of library and service."""
+        """Returns the versions of library and service."""
         return self._run("version")
 
     def startup(self) -> Result:
@@ -103,19 +105,19 @@ class Ctl(Connection):
         return self._run("shutdown")
 
     def connect(self, text: str = "") -> Result:
-        """Connects; what the text means is the service's. Has no status."""
+        """Connects. The service decides what the text means. The result has no status."""
         return self._run("connect", "--", text)
 
     def disconnect(self, text: str = "") -> Result:
-        """Disconnects. Has no status."""
+        """Disconnects. The result has no status."""
         return self._run("disconnect", "--", text)
 
     def config_file(self, path: str) -> Result:
-        """Hands over the path of the configuration file."""
+        """Sends the path of the configuration file."""
         return self._run("config-file", "--", path)
 
     def bluetooth(self, text: str, value: int) -> Result:
-        """Hands over a Bluetooth setting."""
+        """Sends a Bluetooth setting."""
         return self._run("bluetooth", "--", text, value)
 
     def ids(self) -> Result:
@@ -127,7 +129,7 @@ class Ctl(Connection):
         return self._run("hid-descriptor")
 
     def device(self, accessory: int) -> "Device":
-        """The operations of one accessory."""
+        """Returns the operations of one accessory."""
         return Device(self, accessory)
 
 
@@ -143,11 +145,11 @@ class Device:
         return self._ctl.command(f"device {self.accessory} {line}")
 
     def key(self, key: Union[str, int], direction: str = "") -> Result:
-        """Sends a key "down" or "up", without a direction both."""
+        """Sends a key "down" or "up"; without a direction, both one after the other."""
         return self._run("key", key, *([direction] if direction else []))
 
     def cook_key(self, key: Union[str, int], direction: str = "") -> Result:
-        """Has a key turned into bytes."""
+        """Asks the service to turn a key into bytes."""
         return self._run("cook-key", key, *([direction] if direction else []))
 
     def _touch(self, what: str, action: Union[str, int], pointers: object, time: int) -> Result:
@@ -164,7 +166,7 @@ class Device:
     def cook_touch(
         self, action: Union[str, int], *pointers: tuple[int, int, int], time: int = 0
     ) -> Result:
-        """Has a touch turned into bytes."""
+        """Asks the service to turn a touch into bytes."""
         return self._touch("cook-touch", action, pointers, time)
 
     def calibrate(self) -> Result:
@@ -172,11 +174,11 @@ class Device:
         return self._run("calibrate")
 
     def cook_calibrate(self) -> Result:
-        """Has a calibration event turned into bytes."""
+        """Asks the service to turn a calibration event into bytes."""
         return self._run("cook-calibrate")
 
     def landscape(self, flag: bool) -> Result:
-        """Forces landscape orientation, or no longer."""
+        """Forces landscape orientation, or stops forcing it."""
         return self._run("landscape", _on(flag))
 
     def focus(self, focus: int, flag: bool) -> Result:

@@ -15,10 +15,10 @@ from .expecting import Growing, Request
 from .process import PATIENCE, Json, JsonProcess, Tools
 from .supervisor import Supervisor
 
-# The exit status when a script or a command expected what did not come.
+# The exit status when a script or a command expected something that did not come.
 _NOT_MET = 4
 
-# A socket's path is short; this is what there is room for before the names of folder and socket.
+# The path of a socket must be short. This is the room before the names of folder and socket.
 _LONGEST_PLACE = 48
 
 
@@ -34,7 +34,7 @@ class Emulator(Commands):
             emulator.attach(7)
             emulator.expect("sendKeyEvent", accessory=7, keyCode=4, within=2.0)
 
-    Without `folder` it makes one of its own, where programs that get `environment` find it.
+    Without `folder` it makes a folder of its own; programs that get `environment` find it there.
     `script` is a file, or the commands themselves, one a line; `replay` is a recording.
     """
 
@@ -61,8 +61,8 @@ class Emulator(Commands):
         self._script = script
         self._requests: Growing[Request] = Growing(lambda request: request.operation)
         self._process: Optional[JsonProcess] = None
-        # Of the process that runs now: its first line, the number of lines that it was given, and
-        # what they have come to by the number of the line.
+        # About the process that runs now: its first line, the number of lines that it was given,
+        # and the outcome of each line by its number.
         self._ready: Optional[Json] = None
         self._lines = 0
         self._outcomes: dict[int, Json] = {}
@@ -82,7 +82,7 @@ class Emulator(Commands):
         return self
 
     def __exit__(self, kind: object, error: object, trace: object) -> None:
-        # A script ends the service when it is not met; a replay is judged when the service ends.
+        # A script that is not met ends the service. A replay is judged when the service ends.
         unmet = self._script is not None and self.process.returncode == _NOT_MET
         process = self.process
         self._clear_up()
@@ -104,7 +104,7 @@ class Emulator(Commands):
         if self._process is None:
             return
         if self._process.returncode is None:
-            # One that hangs takes the signal that ends it once it goes on.
+            # A process that hangs receives SIGTERM only when it goes on.
             self._signal(signal.SIGTERM)
             self._signal(signal.SIGCONT)
         self._process.close()
@@ -154,7 +154,7 @@ class Emulator(Commands):
         elif "clients" in value:
             self._clients = value["clients"]
         elif "ok" in value:
-            # What a script has come to has the name of its file.
+            # The outcome of a command in a script names the script's file instead.
             place, _, number = value.get("place", "").rpartition(":")
             if place == "<stdin>":
                 self._outcomes[int(number)] = value
@@ -165,14 +165,14 @@ class Emulator(Commands):
 
     @property
     def process(self) -> JsonProcess:
-        """The process that runs now."""
+        """Returns the process that runs now."""
         if self._process is None:
             raise ToolEnded("the emulator has not been started")
         return self._process
 
     @property
     def environment(self) -> dict[str, str]:
-        """What a program needs in its environment to find this service."""
+        """Returns what a program needs in its environment to find this service."""
         return {"SERVICE_FRAMEWORK_DIR": self.folder}
 
     def _signal(self, number: signal.Signals) -> None:
@@ -182,19 +182,20 @@ class Emulator(Commands):
             self._tools.run("kill", f"-{number.name[3:]}", str(self._ready["pid"]))
 
     def hang(self) -> None:
-        """Stops as a process that hangs, until resume()."""
+        """Stops the service until resume(), like a process that hangs."""
         self._signal(signal.SIGSTOP)
         if not self._tools.prefix:
             self.process.wait_stopped()
 
     def resume(self) -> None:
-        """Goes on after hang()."""
+        """Lets the service go on after hang()."""
         self._signal(signal.SIGCONT)
 
     def die(self) -> None:
-        """Ends as by a crash."""
+        """Ends the service as a crash would."""
         if self._script is None:
-            # Its own command first prints what there is to print, and is read when it goes on.
+            # The command `die` first prints all waiting lines. A service that hangs reads it when
+            # it goes on.
             self.process.write("die")
             self._signal(signal.SIGCONT)
         else:
@@ -202,19 +203,19 @@ class Emulator(Commands):
         self.process.wait()
 
     def quit(self) -> None:
-        """Ends in order, when what was sent has been taken."""
+        """Ends the service in order, when its clients have taken what was sent."""
         self.process.write("quit")
         self.process.wait()
 
     def restart(self) -> None:
-        """Starts the service anew, after ending it if it runs. `requests` goes on growing."""
+        """Ends the service if it runs, and starts it again. `requests` keeps what it has."""
         self._end()
         self.start()
 
     # Commands.
 
     def command(self, *lines: str, within: float = PATIENCE) -> Json:
-        """Gives the emulator any command, or the lines of a block, and answers the outcome.
+        """Gives the emulator any command, or the lines of a block, and returns the outcome.
 
         Raises Refused when it is not understood, and an AssertionError when it is an expectation
         that is not met.
@@ -226,7 +227,7 @@ class Emulator(Commands):
         outcome = self.process.wait_until(lambda: self._outcomes.get(number), within)
         if outcome is None:
             raise Refused(f"the emulator has not done in {within} s: {lines[0]}")
-        # A line of a block that is wrong has an outcome of its own.
+        # A wrong line of a block has an outcome of its own.
         for line_number in range(number - len(lines) + 1, number + 1):
             outcome = self._outcomes.get(line_number, outcome)
             if not outcome["ok"]:
@@ -235,14 +236,14 @@ class Emulator(Commands):
         return outcome
 
     def wait_for_script(self, within: float = PATIENCE) -> None:
-        """Waits until the script is over; an AssertionError when it is not met, or not over."""
+        """Waits until the script is over. Raises an AssertionError if it fails or takes longer."""
         try:
             self.command("wait 0", within=within)
         except Refused as refused:
             raise AssertionError(f"the script is not over: {refused}") from None
 
     def clients(self) -> List[Json]:
-        """The clients that are connected, each with "pid", "connections" and "listens"."""
+        """Returns the connected clients, each with "pid", "connections" and "listens"."""
         self.command("clients")
         return self._clients
 
@@ -250,13 +251,14 @@ class Emulator(Commands):
 
     @property
     def requests(self) -> List[Request]:
-        """All requests so far, in the order in which they came. It grows."""
+        """Returns all requests so far, in the order in which they came, as a list that grows."""
         return self._requests.items
 
     def expect(self, operation: str, *, within: float = PATIENCE, **arguments: object) -> Request:
-        """The first such request behind the last one that was expected, or an AssertionError.
+        """Returns the first matching request after the last one that was expected.
 
-        It may have come already. `accessory` and any arguments are compared; bytes as bytes.
+        It may have come already; otherwise this waits for it, and raises an AssertionError when
+        it does not come in time. `accessory` and any arguments are compared; bytes as bytes.
         """
         __tracebackhide__ = True
         return self._requests.expect(
@@ -277,7 +279,7 @@ class Emulator(Commands):
         return self._applications[-1].failure
 
     def expect_none(self, operation: str, *, within: float, **arguments: object) -> None:
-        """Fails if such a request comes from now on, within this time."""
+        """Raises an AssertionError if a matching request comes from now on, within this time."""
         __tracebackhide__ = True
         self._requests.expect_none(self.process, operation, within, dict(arguments))
 
@@ -289,9 +291,9 @@ class Emulator(Commands):
         accessory: Optional[int] = None,
         within: float = PATIENCE,
     ) -> None:
-        """Waits until so many such requests have been answered since the service was started.
+        """Waits until this many requests of the operation were answered since the start.
 
-        A request is in `requests` before its answer has left; here the answer has left.
+        A request is in `requests` before its answer has left; here the answers have left.
         """
         wanted = at(operation, accessory)
         limit = round(within * 1000)

@@ -1,4 +1,4 @@
-"""What can go wrong, in plain words. Every error of this package is a ZrmirvoError."""
+"""The errors of this package, each of which is a ZrmirvoError."""
 
 
 class ZrmirvoError(Exception):
@@ -6,7 +6,7 @@ class ZrmirvoError(Exception):
 
 
 class ToolNotFound(ZrmirvoError):
-    """A program is not where it was looked for."""
+    """A program was not found in the places where it can be."""
 
 
 class WrongVersion(ZrmirvoError):
@@ -14,11 +14,11 @@ class WrongVersion(ZrmirvoError):
 
 
 class NoService(ZrmirvoError):
-    """There is no service where a program looked for it."""
+    """A program found no service in its folder."""
 
 
 class NotJson(ZrmirvoError):
-    """A program printed something that is no JSON."""
+    """A program printed something that is not JSON."""
 
 
 class ToolEnded(ZrmirvoError):

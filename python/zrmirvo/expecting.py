@@ -1,4 +1,4 @@
-"""What a process tells, as a list that grows, and a cursor in it."""
+"""Collects what a process reports, and waits for what a test expects of it."""
 
 from __future__ import annotations
 
@@ -11,13 +11,13 @@ from .process import PATIENCE, Json, JsonProcess
 # How long what an application has done may still be on its way once that has ended, in seconds.
 _LATEST = 2.0
 
-# How many of those that came last are shown when an expectation is not met.
+# How many of the last items are shown when an expectation is not met.
 _SHOWN = 10
 
 
 @dataclass(frozen=True)
 class Request:
-    """A request that the emulator has got, with its answer."""
+    """A request that the emulator has received, with its answer."""
 
     operation: str
     accessory: Optional[int]
@@ -29,7 +29,7 @@ class Request:
     time: int
 
     def value(self, name: str) -> Any:
-        """An argument, or the accessory."""
+        """Returns an argument, or the accessory."""
         return self.accessory if name == "accessory" else self.arguments.get(name)
 
     def __str__(self) -> str:
@@ -38,7 +38,7 @@ class Request:
 
 @dataclass(frozen=True)
 class Event:
-    """A callback that mirvoctl's monitor has got."""
+    """A callback that mirvoctl's monitor has received."""
 
     name: str
     accessory: Optional[int]
@@ -47,7 +47,7 @@ class Event:
     time: int = 0
 
     def value(self, name: str) -> Any:
-        """A field, or the accessory."""
+        """Returns a field, or the accessory."""
         return self.accessory if name == "accessory" else self.fields.get(name)
 
     def __str__(self) -> str:
@@ -55,13 +55,13 @@ class Event:
 
 
 def shown(name: str, accessory: Optional[int], values: Json) -> str:
-    """A name with an accessory and values, as messages have them."""
+    """Returns a name with an accessory and values, as messages show them."""
     at = "" if accessory is None else f" accessory={accessory}"
     return name + at + "".join(f" {key}={value!r}" for key, value in values.items())
 
 
 def _as_json(value: Any) -> Any:
-    """The tools print bytes as hexadecimal digits."""
+    """Returns a value as the tools print it: bytes as hexadecimal digits."""
     if isinstance(value, (bytes, bytearray)):
         return value.hex().upper()
     return list(value) if isinstance(value, tuple) else value
@@ -71,7 +71,7 @@ Item = TypeVar("Item", Request, Event)
 
 
 class Growing(Generic[Item]):
-    """Items in the order in which they came, and a cursor behind the last one that was expected."""
+    """Items in the order in which they came, and a cursor after the last one that was expected."""
 
     def __init__(self, name_of: Callable[[Item], str]) -> None:
         self.items: List[Item] = []
@@ -86,7 +86,7 @@ class Growing(Generic[Item]):
         values: Json,
         why_none: Callable[[], Optional[str]] = lambda: None,
     ) -> Item:
-        """The first match behind the cursor, whether it has come already or comes in time.
+        """Returns the first match after the cursor, which has come already or comes in time.
 
         `why_none` says why nothing more will come, once that is so.
         """
@@ -113,7 +113,7 @@ class Growing(Generic[Item]):
         return item
 
     def expect_none(self, process: JsonProcess, name: str, within: float, values: Json) -> None:
-        """Fails when a match comes from now on, within this time."""
+        """Raises an AssertionError when a match comes from now on, within this time."""
         __tracebackhide__ = True
         begin = len(self.items)
 
@@ -126,7 +126,7 @@ class Growing(Generic[Item]):
             raise AssertionError(f"{found} came; {self.last()}")
 
     def iterate(self, process: JsonProcess, within: float = PATIENCE) -> Iterator[Item]:
-        """Each item behind the cursor; ends when none comes in this time."""
+        """Yields each item after the cursor, and ends when none comes within this time."""
         while True:
             found = process.wait_until(
                 lambda: self.items[self._cursor] if self._cursor < len(self.items) else None,
@@ -143,7 +143,7 @@ class Growing(Generic[Item]):
         return all(item.value(key) == _as_json(value) for key, value in values.items())
 
     def last(self) -> str:
-        """The last items, for a message."""
+        """Returns the last items, for a message."""
         if not self.items:
             return "nothing has come"
         return "the last were:" + "".join(f"\n  {item}" for item in self.items[-_SHOWN:])

@@ -1,4 +1,4 @@
-"""The callbacks of the library, through mirvoctl's monitor as a process."""
+"""The callbacks of the library, as a process of mirvoctl's monitor reports them."""
 
 from __future__ import annotations
 
@@ -16,8 +16,8 @@ class Monitor(Connection):
         with Monitor(7, environment=emulator.environment) as monitor:
             monitor.expect("onHidEvent", accessory=7, data=b"Hi", within=2.0)
 
-    Without accessories it watches all. It begins when its callbacks are registered. With `follow` a
-    loss of the service is the event "lost", and it goes on with the next service.
+    Without accessories it watches all. Its callbacks are registered when the context is entered.
+    With `follow`, a loss of the service is the event "lost", and it goes on with the next service.
     """
 
     def __init__(
@@ -60,16 +60,19 @@ class Monitor(Connection):
 
     @property
     def events(self) -> List[Event]:
-        """All events so far. It grows."""
+        """Returns all events so far, as a list that grows."""
         return self._events.items
 
     def expect(self, name: str, *, within: float = PATIENCE, **fields: object) -> Event:
-        """The first such event behind the last one that was expected, or an AssertionError."""
+        """Returns the first matching event after the last one that was expected.
+
+        Raises an AssertionError when it does not come in time.
+        """
         __tracebackhide__ = True
         return self._events.expect(self.process, name, within, dict(fields))
 
     def expect_none(self, name: str, *, within: float, **fields: object) -> None:
-        """Fails if such an event comes from now on, within this time."""
+        """Raises an AssertionError if a matching event comes from now on, within this time."""
         __tracebackhide__ = True
         self._events.expect_none(self.process, name, within, dict(fields))
 

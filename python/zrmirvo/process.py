@@ -1,4 +1,4 @@
-"""The tools as processes, and how they are found."""
+"""Finds the tools, and runs them as processes."""
 
 from __future__ import annotations
 
@@ -22,30 +22,30 @@ Found = TypeVar("Found")
 
 _TOOLS = ("mirvo-emulator", "mirvoctl", "mirvo-record")
 
-# How long anything is waited for that has no limit of its own, in seconds.
+# How long to wait, in seconds, for everything that has no limit of its own.
 PATIENCE = 10.0
 
-# What ssh ends with when it has no status of the program's.
+# The status of ssh when it has none of the program.
 SSH_FAILED = 255
 
-# How much is shown of a line that is no JSON, in bytes.
+# How many bytes are shown of a line that is not JSON.
 _SHOWN = 300
 
-# How long a command takes at most that only answers a question, on a slow target, too.
+# The longest time, in seconds, for a command that only answers a question, even on a slow target.
 _LONGEST_RUN = 60.0
 
 
 def how_ended(status: int) -> str:
-    """The exit status of a process in words."""
+    """Returns the exit status of a process in words."""
     return f"was killed by signal {-status}" if status < 0 else f"ended with status {status}"
 
 
 class Tools:
     """Where the tools are and how they are started.
 
-    `folder` holds the programs; without one they are looked for in PATH. `prefix` is put before
-    each command, such as ["ssh", "target"]; the programs are then those of the target.
-    `environment` is added to that of this process. Behind a prefix `env` sets it.
+    `folder` holds the programs; without it they are looked for in PATH. `prefix` is put before each
+    command, such as ["ssh", "target"]; the programs are then those of the target. `environment` is
+    added to that of this process; with a prefix, the program `env` sets it on the target.
     """
 
     def __init__(
@@ -60,13 +60,16 @@ class Tools:
         self._fitting: set[str] = set()
 
     def with_environment(self, **more: str) -> "Tools":
-        """The same tools with more in their environment."""
+        """Returns the same tools with more in their environment."""
         tools = Tools(self.folder, self.prefix, {**self.environment, **more})
         tools._fitting = self._fitting
         return tools
 
     def find(self, name: str) -> str:
-        """The path of a program. One that is no tool may also be in PATH; a path stays as it is."""
+        """Returns the path of a program.
+
+        A program that is none of the tools may also be in PATH. A path is returned as it is.
+        """
         if "/" in name:
             return name
         if self.prefix:
@@ -82,18 +85,18 @@ class Tools:
         return path
 
     def command(self, name: str, *arguments: str) -> list[str]:
-        """The whole command line of a program."""
+        """Returns the whole command line of a program."""
         return self._prefixed(self.find(name), *arguments)
 
     def fitting(self, name: str, *arguments: str) -> list[str]:
-        """The command line of a tool whose version fits this package, or WrongVersion."""
+        """Returns the command line of a tool. Raises WrongVersion when its version does not fit."""
         if name not in self._fitting:
             self._check_version(name)
             self._fitting.add(name)
         return self.command(name, *arguments)
 
     def run(self, *command: str) -> "subprocess.CompletedProcess[str]":
-        """Runs a short command where the tools run. Answers what it printed, and its status."""
+        """Runs a short command where the tools run. Returns what it printed, and its status."""
         supervisor = Supervisor.of_process()
         whole = self._prefixed(*command)
         child = supervisor.start(
@@ -121,7 +124,7 @@ class Tools:
 
     def _check_version(self, name: str) -> None:
         answer = self.run(self.find(name), "--version")
-        # A shell says 127 when it does not find a program, and so does ssh then.
+        # A shell ends with 127 when it does not find a program, and ssh passes that on.
         if answer.returncode == 127:
             raise ToolNotFound(f"{name} is not there: {answer.stderr.strip()}")
         if self.prefix and answer.returncode == SSH_FAILED:
@@ -139,7 +142,8 @@ class Tools:
 class JsonProcess:
     """A process that prints one JSON object a line, and reads lines.
 
-    A thread reads what it prints. Waiting is for that thread, without polling, and has a limit.
+    A thread reads what the process prints. Others wait for that thread without polling, and never
+    longer than a limit.
     """
 
     def __init__(
@@ -149,10 +153,11 @@ class JsonProcess:
         receive: Callable[[Json], None],
         error_of: Callable[[int, str], Optional[Exception]] = lambda status, errors: None,
     ) -> None:
-        """`receive` gets each object on the reading thread, while no other thread looks.
+        """Starts the process.
 
-        `error_of` makes the error for an exit status and what was written to standard error; where
-        it makes none, it is ToolEnded.
+        `receive` gets each object on the reading thread, while no other thread looks at it.
+        `error_of` makes the error for an exit status and for the text on standard error. When it
+        returns None, the error is ToolEnded.
         """
         self.command = list(command)
         self._error_of = error_of
@@ -174,18 +179,18 @@ class JsonProcess:
 
     @property
     def pid(self) -> int:
-        """The process id; with a prefix that of the prefix's program."""
+        """Returns the process id; with a prefix, that of the prefix's program."""
         return self._child.pid
 
     @property
     def returncode(self) -> Optional[int]:
-        """The exit status; negative for a signal; None while it runs."""
+        """Returns the exit status: negative for a signal, and None while the process runs."""
         return self._child.poll()
 
     @property
     def errors(self) -> str:
-        """What it has written to standard error so far."""
-        # The process writes at the same offset, which must not be moved.
+        """Returns what the process has written to standard error so far."""
+        # Reading must not move the offset of the file, since the process writes at the same one.
         size = os.fstat(self._errors.fileno()).st_size
         return os.pread(self._errors.fileno(), size, 0).decode(errors="replace").strip()
 
@@ -198,7 +203,7 @@ class JsonProcess:
                     if not isinstance(value, dict):
                         raise ValueError
                     self._receive(value)
-                except Exception:  # JSON that is not the tool's fails in many ways.
+                except Exception:  # JSON of another program fails in many ways.
                     text = line[:_SHOWN].decode(errors="replace").rstrip()
                     self._failure = NotJson(
                         f"{self._name()} printed what is no JSON of its: {text}"
@@ -215,7 +220,7 @@ class JsonProcess:
     def wait_until(
         self, look: Callable[[], Optional[Found]], within: float = PATIENCE
     ) -> Optional[Found]:
-        """What `look` finds, asked again whenever something has come. None when the time is up.
+        """Calls `look` whenever something has come. Returns what it finds; None when time is up.
 
         Raises ToolEnded when the process has ended and nothing was found.
         """
@@ -259,25 +264,28 @@ class JsonProcess:
             raise self._end_error() from None
 
     def signal(self, number: int) -> None:
-        """Sends a signal to the process, or nothing when it has ended."""
+        """Sends a signal to the process. Does nothing when it has ended."""
         self._child.send_signal(number)
 
     def wait_stopped(self) -> None:
-        """Waits until a signal to stop has stopped all of its threads."""
+        """Waits until SIGSTOP has stopped all threads of the process."""
         os.waitid(os.P_PID, self.pid, os.WSTOPPED | os.WEXITED | os.WNOWAIT)
 
     def wait(self, within: float = PATIENCE) -> int:
-        """Its exit status once it has ended by itself; an AssertionError when it does not."""
+        """Waits until the process ends by itself. Returns its exit status.
+
+        Raises an AssertionError when it still runs after this time.
+        """
         try:
             status = self._child.wait(within)
         except subprocess.TimeoutExpired:
             raise AssertionError(f"{self._name()} still runs after {within} s") from None
-        # What it has printed last is there, too.
+        # Afterwards its last lines have been read, too.
         self._reader.join(within)
         return status
 
     def close(self, within: float = PATIENCE) -> int:
-        """Ends the process, by force when it does not end by itself, and answers its status."""
+        """Ends the process, by force if it does not end by itself. Returns its exit status."""
         assert self._child.stdin is not None and self._child.stdout is not None
         try:
             self._child.stdin.close()

@@ -18,7 +18,7 @@ from .process import Tools, how_ended
 
 
 def pytest_addoption(parser: pytest.Parser) -> None:
-    """Where the tools are and what is kept."""
+    """Adds the options: where the tools are, and what is kept."""
     group = parser.getgroup("zrmirvo")
     group.addoption("--zrmirvo-bin", metavar="DIR", help="where the tools are; without it, PATH")
     group.addoption(
@@ -46,7 +46,7 @@ _FAILED = pytest.StashKey[bool]()
 
 @pytest.hookimpl(trylast=True)  # type: ignore[misc]
 def pytest_runtest_call(item: pytest.Item) -> None:
-    """Fails a test that has gone well when its application crashed or a sanitizer reported."""
+    """Fails a test that has passed when its application crashed or a sanitizer reported."""
     for started in item.stash.get(_STARTED, []):
         started.application.stop()
         started.application.check()
@@ -79,7 +79,7 @@ def _tools(config: pytest.Config) -> Tools:
 
 @pytest.fixture(scope="session")
 def zrmirvo_tools(pytestconfig: pytest.Config) -> Tools:
-    """The tools that the options name."""
+    """Returns the tools that the options name."""
     return _tools(pytestconfig)
 
 
@@ -139,7 +139,8 @@ def head_unit(
 
 
 def _recording(folder: str, node: pytest.Item, number: int) -> str:
-    # Parameters may be long, and equal but for what a file's name cannot have.
+    # The parameters of a test may be long, and may differ only in characters that the name of a
+    # file cannot have.
     test, parameters, _ = node.nodeid.partition("[")
     name = re.sub(r"[^A-Za-z0-9_.-]+", "_", test)[-180:]
     if parameters:

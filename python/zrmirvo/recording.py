@@ -9,21 +9,21 @@ from .errors import Refused, ToolEnded
 from .expecting import shown
 from .process import PATIENCE, Json, JsonProcess, Tools
 
-# What is no field of an event.
+# The members of a line that are no fields of an event.
 _OF_ALL = ("time", "wall", "thread", "binding", "duration", "accessory", "command")
 
 
 @dataclass(frozen=True)
 class Message:
-    """A request with its answer, an event, or what else has happened, such as "lost"."""
+    """A request with its answer, an event, or another record, such as "lost"."""
 
     # "request", "event" or "record".
     kind: str
     name: str
     accessory: Optional[int]
-    # The arguments of a request; what an event has.
+    # The arguments of a request, or the fields of an event.
     fields: Json
-    # None where there is none: the recording ends before it, or this is no request.
+    # None when there is no answer: the recording ends before it, or this is no request.
     answer: Optional[Json]
     # Milliseconds since the recording began.
     time: int
@@ -31,7 +31,7 @@ class Message:
     duration: Optional[float]
     # The number that the system gave the application's thread.
     thread: Optional[int]
-    # Everything that mirvoctl prints of it.
+    # Everything that mirvoctl prints about this message.
     values: Json
 
     def __str__(self) -> str:
@@ -63,7 +63,7 @@ class Recording:
                 line = process.wait_until(lambda: next(iter(lines[position : position + 1]), None))
                 if line is None:
                     raise ToolEnded(f"mirvoctl prints nothing for {PATIENCE} s: {self.path}")
-                # The last line tells what the command has come to.
+                # The last line is the outcome of the command itself.
                 if "operation" in line:
                     if not line["ok"]:
                         raise Refused(line["error"])

@@ -1,9 +1,9 @@
-"""Ends what a process leaves behind when it is killed.
+"""Clears up what a process leaves behind when it is killed.
 
-A process of its own reads from a pipe that only its owner can write to. The owner writes a line for
-each program that it starts and each folder that it makes, and another one when it has cleared it up
-itself. When the pipe ends, because the owner has ended in whatever way, the supervisor kills the
-programs and removes the folders that are left, and ends.
+The supervisor is a process of its own. It reads from a pipe to which only its owner writes. The
+owner writes a line for each program that it starts and for each folder that it makes, and another
+line when it has cleared this up itself. When the owner has ended, in whatever way, the pipe ends.
+Then the supervisor kills the programs and removes the folders that are left, and ends.
 """
 
 from __future__ import annotations
@@ -17,8 +17,8 @@ import sys
 import threading
 from typing import IO, Optional, Sequence
 
-# A program begins only once the supervisor knows of it: an owner that is killed in between closes
-# the pipe, and this ends without having begun it.
+# Starts a program only after the supervisor knows of it. When the owner is killed before, the pipe
+# is closed, and this ends without starting the program.
 _WAIT_AND_BEGIN = """
 import os, sys
 told = os.read(int(sys.argv[1]), 1)
@@ -28,7 +28,7 @@ if told:
         os.execvp(sys.argv[2], sys.argv[2:])
     except OSError as error:
         print(f"{sys.argv[2]} cannot be started: {error.strerror}", file=sys.stderr)
-        # As a shell does.
+        # A shell uses the same status.
         sys.exit(127)
 """
 
@@ -42,7 +42,7 @@ class Supervisor:
 
     @classmethod
     def of_process(cls) -> "Supervisor":
-        """The supervisor of this process, made on first use, also after a fork."""
+        """Returns the supervisor of this process. It is started on first use, also after a fork."""
         with cls._lock:
             if cls._instance is None or cls._owner != os.getpid():
                 cls._instance = cls()
@@ -58,7 +58,7 @@ class Supervisor:
             [sys.executable, "-I", "-S", os.path.abspath(__file__)],
             stdin=subprocess.PIPE,
             stdout=subprocess.DEVNULL,
-            # Ctrl-C is for the owner, who then clears up or ends.
+            # A new session keeps Ctrl-C away: it is for the owner, which then clears up or ends.
             start_new_session=True,
         )
 
@@ -71,7 +71,7 @@ class Supervisor:
             try:
                 self._write(kind, name, gone)
             except BrokenPipeError:
-                # It was killed itself. Another one learns of all that there is.
+                # The supervisor itself was killed. Another one learns of everything that is left.
                 self._process.wait()
                 self._begin()
                 for left in self._left:
@@ -90,7 +90,7 @@ class Supervisor:
         stdout: int,
         stderr: int | IO[bytes],
     ) -> subprocess.Popen[bytes]:
-        """Starts a program in a process group of its own, of which the supervisor knows."""
+        """Starts a program in a process group of its own, which the supervisor knows."""
         begin, go = os.pipe()
         try:
             child = subprocess.Popen(
@@ -110,7 +110,7 @@ class Supervisor:
         return child
 
     def end(self, child: subprocess.Popen[bytes], within: float) -> int:
-        """Asks a program to end, and makes it and what it has started. Answers its exit status."""
+        """Asks a program to end, then kills what is left of its group. Returns its exit status."""
         if child.poll() is None:
             child.terminate()
         try:
