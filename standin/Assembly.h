@@ -1,9 +1,11 @@
 #pragma once
 
 #include <cstring>
+#include <new>
 #include <vector>
 
 #include "standin/Frame.h"
+#include "standin/Log.h"
 
 namespace accessory::standin {
 
@@ -12,11 +14,11 @@ namespace accessory::standin {
 class Assembly {
 public:
     // Takes the header of the next frame and returns the place for its part of the content. Null
-    // when the frame does not continue the message.
+    // when the frame does not continue the message, or when there is no memory for the message.
     uint8_t* place(const FrameHeader& header) {
         if (header.offset == 0 && mReceived == 0) {
             mHeader = header;
-            if (mContent.size() < header.length) mContent.resize(header.length);
+            if (!makeRoom(header.length)) return nullptr;
         } else {
             mHeader.offset = mReceived;
             if (std::memcmp(&header, &mHeader, kHeaderSize) != 0) return nullptr;
@@ -34,6 +36,18 @@ public:
     }
 
 private:
+    // The other side says how much, so a failure ends the connection and not the program.
+    bool makeRoom(size_t size) {
+        if (mContent.size() >= size) return true;
+        try {
+            mContent.resize(size);
+        } catch (const std::bad_alloc&) {
+            logError("there is no memory for a message of %zu bytes", size);
+            return false;
+        }
+        return true;
+    }
+
     FrameHeader mHeader;
     uint32_t mReceived = 0;
     std::vector<uint8_t> mContent;

@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <new>
+
+#include "standin/Log.h"
 
 namespace accessory::standin {
 
@@ -72,14 +75,20 @@ int32_t ReadContent::reserved2() {
     return ENOSYS;
 }
 
+// The other side says how long the text is, so without memory for it there is no text.
 const char* ReadContent::textAcross() {
-    mText.assign(mNext, mEnd);
-    while (bufferNext()) {
-        const void* zero = std::memchr(mNext, 0, left());
-        const uint8_t* next = zero == nullptr ? mEnd : static_cast<const uint8_t*>(zero) + 1;
-        mText.insert(mText.end(), mNext, next);
-        mNext = next;
-        if (zero != nullptr) return mText.data();
+    try {
+        mText.assign(mNext, mEnd);
+        while (bufferNext()) {
+            const void* zero = std::memchr(mNext, 0, left());
+            const uint8_t* next = zero == nullptr ? mEnd : static_cast<const uint8_t*>(zero) + 1;
+            mText.insert(mText.end(), mNext, next);
+            mNext = next;
+            if (zero != nullptr) return mText.data();
+        }
+    } catch (const std::bad_alloc&) {
+        logError("there is no memory for a text of more than %zu bytes", mText.size());
+        end();
     }
     return nullptr;
 }
