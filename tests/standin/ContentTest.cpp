@@ -111,6 +111,7 @@ TEST(Content, readsItsPartsAndNothingPastItsEnd) {
          [](auto& c) { return readsText(c, "a") && !readsOnes(c, 4) && !c.readCString(); }},
         {2, kEndedEarly, [](auto& c) { return c.readInt32() == 0 && !c.readCString(); }},
         {9, kEndedEarly, [](auto& c) { return c.readInt64() != 0 && c.readInt32() == 0; }},
+        {0, kWhole, [](auto& c) { return c.readBuffer(nullptr, 0) == 0; }},
         {4, kWhole, [](auto& c) { return c.readBuffer(nullptr, 1) != 0 && c.readInt32() != 0; }},
     };
     for (const auto& row : rows) {

@@ -8,6 +8,7 @@
 #include <fstream>
 #include <thread>
 
+#include "standin/Deadline.h"
 #include "standin/Directory.h"
 #include "standin/Host.h"
 #include "standin/ServiceAddress.h"
@@ -302,6 +303,8 @@ TEST_F(HostTest, refusesWhatItCannotServe) {
 TEST_F(HostTest, takesTheDefaultForATimeoutThatIsNone) {
     ServiceHost host(new TestInfo, echo);
     ASSERT_TRUE(host.start());
+    setTimeout("1");
+    EXPECT_EQ(requestTimeout(), 1);
     for (const std::string text : {"", "0", "-5", "12x", "99999999999"}) {
         setTimeout(text.c_str());
         EXPECT_EQ(ask(bind(), kEcho), kEcho) << text;
