@@ -89,11 +89,18 @@ Connection::~Connection() {
 }
 
 void Connection::useWhenReady(std::future<void> ready) {
-    mReady = std::move(ready);
+    android::AutoMutex lock(mLock);
+    mReady = ready.share();
+}
+
+std::shared_future<void> Connection::ready() const {
+    android::AutoMutex lock(mLock);
+    return mReady;
 }
 
 bool Connection::busy() const {
-    return mReady.valid() && mReady.wait_for(std::chrono::seconds(0)) != std::future_status::ready;
+    const std::shared_future<void> ready = this->ready();
+    return ready.valid() && ready.wait_for(std::chrono::seconds(0)) != std::future_status::ready;
 }
 
 void Connection::release() {
@@ -123,7 +130,8 @@ void Connection::obtain(const std::string& serviceVersion) {
 }
 
 ZRMirvoManager& Connection::manager() {
-    if (mReady.valid()) mReady.wait();
+    const std::shared_future<void> ready = this->ready();
+    if (ready.valid()) ready.wait();
     return current();
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <utils/Mutex.h>
 #include <zrmirvo/ZRMirvoManager.h>
 
 #include <atomic>
@@ -77,8 +78,12 @@ private:
     // Takes the library's manager for a service that is there and has this version.
     void obtain(const std::string& serviceVersion);
 
+    std::shared_future<void> ready() const;
+
     LossEvents mEvents;
-    std::future<void> mReady;
+    // That thread may itself still look for the service when it is handed over.
+    mutable android::Mutex mLock;
+    std::shared_future<void> mReady GUARDED_BY(mLock);
     std::atomic<bool> mLost = false;
     std::chrono::milliseconds mWait{0};
     zrmirvo::ZRMirvoManager* mManager = nullptr;

@@ -47,6 +47,9 @@ Waker::~Waker() {
     for (size_t i = 0; i < std::size(kSignals); ++i)
         sigaction(kSignals[i], &gPrevious[i], nullptr);
     mOutput.hurryWhenReadable(-1);
+    // A handler on another thread has written before this read, and so before the end.
+    eventfd_t taken;
+    static_cast<void>(eventfd_read(gSignalFd, &taken));
     close(gSignalFd.exchange(-1));
     close(mEvents);
 }
