@@ -178,6 +178,15 @@ TEST_F(SessionTest, aServiceThatCrashesAtOnceIsStartedEverLessOften) {
     EXPECT_GE(std::chrono::steady_clock::now() - begin, pauses);
 }
 
+TEST_F(SessionTest, requestsDoNotWaitForTheNextAttempt) {
+    Session::Options options;
+    options.firstPause = options.longestPause = std::chrono::hours(1);
+    Session session("3.6", options);
+    session.dispatch();
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(session.ids().get().status.code(), Code::NoService);
+}
+
 TEST_F(SessionTest, anotherVersionIsFinal) {
     // A process keeps the version that it has read first.
     if (!testing_support::inProcessOfItsOwn()) return;
