@@ -174,14 +174,20 @@ bool NotifySender::disconnect(pid_t process, const std::string& reason) {
     for (const auto& listener : mListeners) {
         if (listener->process != process || listener->dead) continue;
         // One connection is enough, because the process has one log.
-        if (!found) sendReason(listener->fd.get(), reason);
+        if (!found) listener->reason = reason;
         found = true;
         listener->dead = true;
-        shutdown(listener->fd.get(), SHUT_RDWR);
+        // Nothing comes behind the reason, so otherwise the thread does this when it has sent.
+        if (!listener->sending) end(*listener);
     }
     wake();
     mTaken.broadcast();
     return found;
+}
+
+void NotifySender::end(const Listener& listener) {
+    if (listener.reason) sendReason(listener.fd.get(), *listener.reason);
+    shutdown(listener.fd.get(), SHUT_RDWR);
 }
 
 size_t NotifySender::clients() const {
@@ -252,6 +258,7 @@ void NotifySender::flush() {
                 listener = mListeners[index].get();
                 if (!listener->ready()) continue;
                 datagram = listener->queue.take();
+                listener->sending = true;
             }
             send(*listener, std::move(datagram));
             sent = true;
@@ -264,13 +271,18 @@ void NotifySender::send(Listener& listener, NotifyQueue::Datagram datagram) {
                                   MSG_DONTWAIT | MSG_NOSIGNAL);
     const bool full = result < 0 && (errno == EAGAIN || errno == EINTR || errno == ENOBUFS);
     AutoMutex lock(mMutex);
+    listener.sending = false;
+    if (listener.dead) {
+        end(listener);
+        return;
+    }
     if (full) {
         listener.queue.putBack(std::move(datagram));
         listener.blocked = true;
         watch(listener, EPOLL_CTL_MOD, EPOLLIN | EPOLLOUT);
         return;
     }
-    listener.dead = listener.dead || result < 0;
+    listener.dead = result < 0;
     listener.queue.sent(std::move(datagram));
     mTaken.broadcast();
 }

@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -66,11 +67,14 @@ private:
         bool blocked = false;  // the socket is full; the thread waits until it has room again
         bool cutOff = false;   // gets nothing more
         bool dead = false;     // to be removed by the thread
+        bool sending = false;  // the thread sends to it, without the lock
+        std::optional<std::string> reason;  // of its disconnection, for its log
     };
 
     bool prepare() REQUIRES(mMutex);
     void wake() REQUIRES(mMutex);
     bool watch(Listener& listener, int operation, uint32_t events);
+    static void end(const Listener& listener);
 
     void run();
     void flush() EXCLUDES(mMutex);
