@@ -57,8 +57,9 @@ protected:
     // Has the phone 7, with its callback in place.
     zrmirvo::Phone phone(zrmirvo::Session& session) {
         std::unique_ptr<zrmirvo::Phone> found;
-        session.onPhone(
-            [&](const zrmirvo::Phone& phone) { found = std::make_unique<zrmirvo::Phone>(phone); });
+        session.onPhone([&](const zrmirvo::Phone& phone) {
+            if (found == nullptr) found = std::make_unique<zrmirvo::Phone>(phone);
+        });
         if (!dispatchUntil(session, [&] { return found != nullptr; })) abort();
         session.onPhone(nullptr);
         // The session's thread has gone on from the phone, whose callback is there by now.

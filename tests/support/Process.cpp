@@ -116,7 +116,11 @@ void Process::signal(int number) {
     if (mPid < 0) return;
     ::kill(mPid, number);
     // A process runs on for a moment after the signal.
-    if (number == SIGSTOP) waitpid(mPid, nullptr, WUNTRACED);
+    if (number == SIGSTOP) waitUntilStopped();
+}
+
+void Process::waitUntilStopped() {
+    waitpid(mPid, nullptr, WUNTRACED);
 }
 
 void Process::kill() {

@@ -51,6 +51,8 @@ public:
     void closeInput();
     // After SIGSTOP the program has stopped when this returns.
     void signal(int number);
+    // Waits until the program, which stops itself, has done so.
+    void waitUntilStopped();
     void kill();
 
     // Waits for `line` on standard output, behind the lines that earlier calls have found.

@@ -159,6 +159,7 @@ TEST_F(MirvoctlTest, aServiceGoesAway) {
     {
         Emulator emulator("--version-text 3.6.0");
         emulator.type("hang");
+        emulator.waitUntilStopped();
         const Result hung = ctl("version");
         EXPECT_EQ(1, hung.status);
         EXPECT_TRUE(contains(hung.errors, "restart it if it hangs")) << hung.errors;
@@ -273,6 +274,7 @@ TEST_F(MirvoctlTest, completionOffersWhatFits) {
     // A TAB does not wait for a service that hangs.
     setenv("SERVICE_FRAMEWORK_TIMEOUT_MS", "1000000", 1);
     emulator.type("hang");
+    emulator.waitUntilStopped();
     EXPECT_EQ(" ", offered("device "));
     emulator.signal(SIGCONT);
 }
