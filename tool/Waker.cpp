@@ -18,7 +18,8 @@ constexpr int kSignals[] = {SIGINT, SIGTERM};
 // in every thread, and the framework has threads of its own.
 std::atomic<int> gSignal;
 std::atomic<bool> gFromTerminal;
-std::atomic<int> gSignalFd;
+// Stays open to the end of the process, because a handler on another thread may be about to write.
+std::atomic<int> gSignalFd{-1};
 struct sigaction gPrevious[std::size(kSignals)];
 
 void onSignal(int number, siginfo_t* info, void* /*context*/) {
@@ -33,8 +34,10 @@ void onSignal(int number, siginfo_t* info, void* /*context*/) {
 
 Waker::Waker(StandardOutput& output)
     : mOutput(output), mEvents(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+    if (gSignalFd < 0) gSignalFd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    eventfd_t earlier = 0;
+    static_cast<void>(eventfd_read(gSignalFd, &earlier));
     gSignal = 0;
-    gSignalFd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     mOutput.hurryWhenReadable(gSignalFd);
     struct sigaction action = {};
     action.sa_sigaction = onSignal;
@@ -47,10 +50,6 @@ Waker::~Waker() {
     for (size_t i = 0; i < std::size(kSignals); ++i)
         sigaction(kSignals[i], &gPrevious[i], nullptr);
     mOutput.hurryWhenReadable(-1);
-    // A handler on another thread has written before this read, and so before the end.
-    eventfd_t taken;
-    static_cast<void>(eventfd_read(gSignalFd, &taken));
-    close(gSignalFd.exchange(-1));
     close(mEvents);
 }
 
