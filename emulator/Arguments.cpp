@@ -106,6 +106,22 @@ Json readPatternValue(const std::string& name, const std::string& given, const J
     return value;
 }
 
+// A touch has `count` values in each of its arrays.
+void refuseContradictions(const std::vector<std::pair<std::string, Json>>& pattern) {
+    const std::string* counting = nullptr;
+    Json count;
+    for (const auto& [name, value] : pattern) {
+        if (name != "count" && !value.is_array()) continue;
+        const Json own = value.is_array() ? Json(value.size()) : value;
+        if (counting != nullptr && own != count) {
+            throw SyntaxError(*counting + " and " + name +
+                              " do not fit: a touch has as many values in each array as it counts");
+        }
+        counting = &name;
+        count = own;
+    }
+}
+
 std::vector<std::pair<std::string, Json>> readPattern(Words& words, const Operation& operation) {
     std::vector<std::pair<std::string, Json>> pattern;
     const Json known = emptyArguments(operation);
@@ -123,6 +139,7 @@ std::vector<std::pair<std::string, Json>> readPattern(Words& words, const Operat
         }
         pattern.emplace_back(name, readPatternValue(name, given.substr(equals + 1), known[name]));
     }
+    refuseContradictions(pattern);
     return pattern;
 }
 

@@ -69,15 +69,17 @@ void Printer::page(const std::string& address) {
 
 void Printer::outcome(const Outcome& outcome) {
     const bool good = outcome.error.empty();
+    const std::string error = tool::shortened(outcome.error);
     if (mOptions.json) {
-        Json fields = {{"command", outcome.command}, {"ok", good}};
+        Json fields = {{"command", good ? outcome.command : tool::shortened(outcome.command)},
+                       {"ok", good}};
         if (!outcome.place.empty()) fields["place"] = outcome.place;
-        if (!good) fields.update({{"error", outcome.error}, {"exit", outcome.exit}});
+        if (!good) fields.update({{"error", error}, {"exit", outcome.exit}});
         put(fields);
     }
     if (good) return;
     const std::string place = outcome.place.empty() ? "mirvo-emulator" : outcome.place;
-    complain(place + ": " + outcome.error);
+    complain(place + ": " + error);
 }
 
 int Printer::refuse(int exit, const std::string& error) {

@@ -35,6 +35,7 @@ ExitStatus Output::outcome(const std::string& operation, Outcome outcome) const 
                             reasonOf(status);
         }
     }
+    outcome.error = tool::shortened(outcome.error);
     if (json) {
         outcomeAsJson(operation, outcome);
     } else {

@@ -20,6 +20,8 @@ void declareMonitor(CLI::App& parser, Arguments& arguments) {
     };
     parser.add_option_function<std::vector<std::string>>("ID", ids, "Of these accessories only");
     declareNumber<uint32_t>(parser, "--count", "End after so many events", [&](uint32_t count) {
+        if (count == 0)
+            throw CLI::ValidationError("--count", "is 0, so there is nothing to wait for");
         options.count = count;
     })->type_name("N");
     declareNumber<uint32_t>(parser, "--for", "End after so many milliseconds", [&](uint32_t time) {

@@ -15,4 +15,8 @@ std::string dump(const Json& value);
 // Returns the members of an object, each as " name=value".
 std::string pairs(const Json& values);
 
+// Returns `text`, which may quote what a user has typed, without the middle of each line that is
+// too long to be read.
+std::string shortened(const std::string& text);
+
 }  // namespace tool

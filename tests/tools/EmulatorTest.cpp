@@ -37,10 +37,13 @@ TEST_F(EmulatorTest, mistakesInScriptsHaveTheirLine) {
         {"expect sendKeyEvent keyCode=99999999999\nexpect sendVideoFocus focus=0x80000000\n"
          "expect sendTouchEvent array1=[1,-1]\nexpect sendKeyEvent keyCode=1 keyCode=2\n"
          "wait-for startup 0\nexpect-no sendKeyEvent@4294967296 within 1\n"
-         "expect cookTouchEvent time=18446744073709551615 array2=[4294967295] extra=-1\n",
+         "expect cookTouchEvent time=18446744073709551615 array2=[4294967295] extra=-1\n"
+         "expect sendTouchEvent count=2 array1=[1]\nexpect sendTouchEvent array1=[1] array3=[]\n"
+         "expect sendTouchEvent count=1 action=5 array2=[7] array3=[8]\n",
          ":1: not a value of keyCode: 99999999999\n:2: not a value of focus: 0x80000000\n"
          ":3: not a value of array1: [1,-1]\n:4: keyCode is given twice\n"
-         ":5: COUNT is 0, so there is nothing to wait for\n:6: ID is not a number in range\n"},
+         ":5: COUNT is 0, so there is nothing to wait for\n:6: ID is not a number in range\n"
+         ":8: count and array1 do not fit\n:9: array1 and array3 do not fit\n"},
         {"expect-no startup", ":1: within MS is missing"},
         {"on startup\nwait-for startup\nend", ":2: wait-for cannot stand in a reaction"},
         {"on startup\n", ":1: on without end"},
@@ -58,7 +61,8 @@ TEST_F(EmulatorTest, mistakesInScriptsHaveTheirLine) {
         std::istringstream lines(row.errors);
         for (std::string line; std::getline(lines, line);)
             EXPECT_TRUE(contains(emulator.errors(), path + line)) << emulator.errors();
-        EXPECT_FALSE(contains(emulator.errors(), path + ":7: not")) << emulator.errors();
+        for (const char* good : {":7: not", ":10: "})
+            EXPECT_FALSE(contains(emulator.errors(), path + good)) << emulator.errors();
     }
     Process missing({MIRVO_EMULATOR, "--script", mFolder.path() + "/none"});
     EXPECT_EQ(2, missing.wait());
@@ -77,6 +81,22 @@ TEST_F(EmulatorTest, mistakesInScriptsHaveTheirLine) {
     EXPECT_EQ(0, typed.wait()) << typed.errors();
     EXPECT_TRUE(contains(typed.output(), "<stdin>:1: no such command: flatten"));
     EXPECT_TRUE(contains(typed.output(), "> attach 8"));
+}
+
+// So that a mistake in a block of megabytes does not hide what was wrong with it.
+TEST_F(EmulatorTest, aRefusalQuotesALongLineInPart) {
+    const std::string word = "flat" + std::string(1'000'000, 'A');
+    Process emulator({MIRVO_EMULATOR, "--json"});
+    emulator.type(word);
+    EXPECT_EQ(2, emulator.wait());
+    const Result shell = ctl("--json shell", word);
+    EXPECT_EQ(2, shell.status);
+    for (const std::string& text :
+         {emulator.output(), emulator.errors(), shell.output, shell.errors}) {
+        EXPECT_TRUE(contains(text, "flatAAA")) << text.substr(0, 1000);
+        EXPECT_TRUE(contains(text, "AAA [")) << text.substr(0, 1000);
+        EXPECT_GT(10'000u, text.size());
+    }
 }
 
 TEST_F(EmulatorTest, aScriptFollowsTheRequests) {
