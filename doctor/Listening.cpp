@@ -55,20 +55,20 @@ Verdict notification(const Options& options) {
     calling("ServiceClient::setNotifyListener");
     probe.client->setNotifyListener(given);
     const auto event = own->next(seconds(options.wait));
-    if (probe.calls.itemCode != 0) {
+    if (probe.observed.itemCode != 0) {
         return bad(
             "ServiceProtocol: the framework asks itemFactory for a notification, not "
             "notifyFactory");
     }
     if (!event) {
-        if (probe.calls.notifyCode == 0) {
+        if (probe.observed.notifyCode == 0) {
             return notTried("none came within " + std::to_string(options.wait) +
                             " s: plug a phone in while the doctor runs with --wait 60");
         }
         return bad("the framework has made a notification with the code " +
-                   std::to_string(probe.calls.notifyCode) + ", but not delivered it");
+                   std::to_string(probe.observed.notifyCode) + ", but not delivered it");
     }
-    if (event->type != probe.calls.notifyCode && event->type != ServiceStatusNotify::kType) {
+    if (event->type != probe.observed.notifyCode && event->type != ServiceStatusNotify::kType) {
         return bad("a notification with the code " + std::to_string(event->type) +
                    " came, which the ServiceNotifyFactory has not made");
     }

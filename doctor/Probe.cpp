@@ -12,53 +12,53 @@ using namespace accessory;
 
 class ReplyFactory final : public Guarded<ServiceReplyFactory, Side::kReplyFactory> {
 public:
-    explicit ReplyFactory(Probe& probe) : mProbe(probe) {}
+    explicit ReplyFactory(Observed& observed) : mObserved(observed) {}
     sp<ServiceReply> create(int type) override {
         enter("create");
-        mProbe.calls.replyCode = type;
-        const sp<ProbeReply> reply = new ProbeReply(mProbe.calls.reply, type);
-        reply->read = mProbe.reader;
-        mProbe.made = reply;
+        mObserved.replyCode = type;
+        const sp<ProbeReply> reply = new ProbeReply(mObserved.reply, type);
+        reply->read = mObserved.reader;
+        mObserved.made = reply;
         return reply;
     }
 
 private:
-    Probe& mProbe;
+    Observed& mObserved;
 };
 
 class NotifyFactory final : public Guarded<ServiceNotifyFactory, Side::kNotifyFactory> {
 public:
-    explicit NotifyFactory(Probe& probe) : mProbe(probe) {}
+    explicit NotifyFactory(Observed& observed) : mObserved(observed) {}
     sp<ServiceNotify> create(int type) override {
         enter("create");
-        mProbe.calls.notifyCode = type;
-        return new ProbeNotify(mProbe.calls.notify, type);
+        mObserved.notifyCode = type;
+        return new ProbeNotify(mObserved.notify, type);
     }
 
 private:
-    Probe& mProbe;
+    Observed& mObserved;
 };
 
 class ItemFactory final : public Guarded<ServiceItemFactory, Side::kItemFactory> {
 public:
-    explicit ItemFactory(Probe& probe) : mProbe(probe) {}
+    explicit ItemFactory(Observed& observed) : mObserved(observed) {}
     sp<ServiceItem> create(int type) override {
         enter("create");
-        mProbe.calls.itemCode = type;
-        return new ProbeItem(mProbe.calls.item, type);
+        mObserved.itemCode = type;
+        return new ProbeItem(mObserved.item, type);
     }
 
 private:
-    Probe& mProbe;
+    Observed& mObserved;
 };
 
 class Protocol final : public Guarded<ServiceProtocol, Side::kProtocol> {
 public:
-    explicit Protocol(Probe& probe)
-        : mProbe(probe),
-          mNotify(new NotifyFactory(probe)),
-          mItem(new ItemFactory(probe)),
-          mReply(new ReplyFactory(probe)) {}
+    explicit Protocol(Observed& observed)
+        : mObserved(observed),
+          mNotify(new NotifyFactory(observed)),
+          mItem(new ItemFactory(observed)),
+          mReply(new ReplyFactory(observed)) {}
     sp<ServiceNotifyFactory> notifyFactory() override {
         enter("notifyFactory");
         return mNotify;
@@ -69,12 +69,12 @@ public:
     }
     sp<ServiceReplyFactory> replyFactory() override {
         enter("replyFactory");
-        ++mProbe.calls.replyFactory;
+        ++mObserved.replyFactory;
         return mReply;
     }
 
 private:
-    Probe& mProbe;
+    Observed& mObserved;
     const sp<ServiceNotifyFactory> mNotify;
     const sp<ServiceItemFactory> mItem;
     const sp<ServiceReplyFactory> mReply;
@@ -82,10 +82,10 @@ private:
 
 class Info final : public Guarded<ServiceInfo, Side::kInfo> {
 public:
-    explicit Info(Probe& probe) : mProbe(probe), mProtocol(new Protocol(probe)) {}
+    explicit Info(Observed& observed) : mObserved(observed), mProtocol(new Protocol(observed)) {}
     const char* servicename() override {
         enter("servicename");
-        ++mProbe.calls.servicename;
+        ++mObserved.servicename;
         return "mirvo.accessory.manager";
     }
     sp<ServiceProtocol> protocol() override {
@@ -94,7 +94,7 @@ public:
     }
 
 private:
-    Probe& mProbe;
+    Observed& mObserved;
     const sp<ServiceProtocol> mProtocol;
 };
 
@@ -149,7 +149,7 @@ std::optional<ProbeListener::Event> ProbeListener::next(std::chrono::seconds pat
     return event;
 }
 
-Probe::Probe() : mInfo(new Info(*this)) {}
+Probe::Probe() : mInfo(new Info(observed)) {}
 
 bool Probe::bind() {
     // Checked before a reference is taken, because that already needs the base.
@@ -163,9 +163,9 @@ bool Probe::bind() {
 }
 
 sp<ServiceReply> Probe::request(int32_t code, ProbeItem::Writer write, ProbeReply::Reader read) {
-    const sp<ProbeItem> probe = new ProbeItem(calls.item, code);
+    const sp<ProbeItem> probe = new ProbeItem(observed.item, code);
     probe->write = std::move(write);
-    reader = std::move(read);
+    observed.reader = std::move(read);
     sp<ServiceItem> item = probe;
     calling("ServiceClient::request");
     return client->request(item);

@@ -32,15 +32,6 @@ struct MessageCalls {
     std::atomic<int> deserialization{0};
 };
 
-// What else it has called.
-struct Calls {
-    MessageCalls item, reply, notify;
-    std::atomic<int> servicename{0};
-    std::atomic<int> replyFactory{0};
-    // The code that a factory was asked for last.
-    std::atomic<int> replyCode{0}, notifyCode{0}, itemCode{0};
-};
-
 template <typename Family, Side kSide>
 class ProbeMessage : public Guarded<Family, kSide> {
 public:
@@ -87,6 +78,18 @@ private:
     std::deque<Event> mEvents;
 };
 
+// What the framework does with a binding.
+struct Observed {
+    MessageCalls item, reply, notify;
+    std::atomic<int> servicename{0};
+    std::atomic<int> replyFactory{0};
+    // The code that a factory was asked for last.
+    std::atomic<int> replyCode{0}, notifyCode{0}, itemCode{0};
+    // The last reply that was made, and who reads it.
+    sp<ServiceReply> made;
+    ProbeReply::Reader reader;
+};
+
 // A binding to the service, and what the framework does with it.
 class Probe {
 public:
@@ -101,11 +104,10 @@ public:
     // Sends one of the service's commands, with arguments that mean nothing.
     sp<ServiceReply> command(int32_t command, int32_t value, ProbeReply::Reader read = {});
 
-    Calls calls;
+    // Stays to the end of the process, because a thread of the framework may come to it after the
+    // step.
+    Observed& observed = *new Observed;
     sp<accessory::ServiceClient> client;
-    // Passed to the replies that the framework makes.
-    ProbeReply::Reader reader;
-    sp<ServiceReply> made;
 
 private:
     sp<accessory::ServiceInfo> mInfo;

@@ -40,9 +40,9 @@ std::string textOf(DeserializationContent& content) {
 }
 
 Verdict noReply(const Probe& probe, const char* what) {
-    if (probe.calls.replyCode == 0) return bad(std::string("no answer to ") + what);
+    if (probe.observed.replyCode == 0) return bad(std::string("no answer to ") + what);
     return bad(std::string("the answer to ") + what + " has the code " +
-               number(probe.calls.replyCode) + ", and nothing of it could be read");
+               number(probe.observed.replyCode) + ", and nothing of it could be read");
 }
 
 }  // namespace
@@ -50,7 +50,7 @@ Verdict noReply(const Probe& probe, const char* what) {
 Verdict binding(const Options& /*options*/) {
     Probe probe;
     if (!probe.bind()) return noService();
-    if (probe.calls.servicename == 0) {
+    if (probe.observed.servicename == 0) {
         return bad("there is a client, but ServiceInfo::servicename was not called");
     }
     return good("ServiceDiscoverer::bindTo gives a client for \"mirvo.accessory.manager\"");
@@ -62,36 +62,37 @@ Verdict request(const Options& /*options*/) {
     const sp<ServiceReply> reply =
         probe.request(MVServiceItem::MANAGER_VERSION,
                       [](SerializationContent& content) { content.writeCString(""); });
-    const Calls& calls = probe.calls;
-    if (calls.item.type == 0) return bad("ServiceClient::request has not called ServiceItem::type");
-    if (calls.item.serialization == 0) {
+    const Observed& observed = probe.observed;
+    if (observed.item.type == 0)
+        return bad("ServiceClient::request has not called ServiceItem::type");
+    if (observed.item.serialization == 0) {
         return bad(std::string("ServiceItem::serialization was not called") +
-                   (calls.item.deserialization > 0 ? ", but deserialization was" : ""));
+                   (observed.item.deserialization > 0 ? ", but deserialization was" : ""));
     }
-    if (calls.item.serialization > 1) {
-        return bad("ServiceItem::serialization was called " + number(calls.item.serialization) +
+    if (observed.item.serialization > 1) {
+        return bad("ServiceItem::serialization was called " + number(observed.item.serialization) +
                    " times instead of once");
     }
     if (reply == nullptr) {
-        if (calls.replyCode == 0) return bad("ServiceClient::request gives null: no reply came");
+        if (observed.replyCode == 0) return bad("ServiceClient::request gives null: no reply came");
         return bad("ServiceClient::request gives null, although a reply with the code " +
-                   number(calls.replyCode) + " was made");
+                   number(observed.replyCode) + " was made");
     }
-    if (calls.replyFactory == 0 || calls.replyCode == 0) {
+    if (observed.replyFactory == 0 || observed.replyCode == 0) {
         return bad(
             "ServiceClient::request gives something that the ServiceReplyFactory has not made: "
             "ServiceProtocol::replyFactory was called " +
-            number(calls.replyFactory) + " times");
+            number(observed.replyFactory) + " times");
     }
-    if (reply != probe.made)
+    if (reply != observed.made)
         return bad("ServiceClient::request gives another reply than the factory made");
-    if (calls.replyCode != MVServiceReply::VERSION) {
+    if (observed.replyCode != MVServiceReply::VERSION) {
         return bad("a request for the version is answered with the code " +
-                   number(calls.replyCode));
+                   number(observed.replyCode));
     }
-    if (calls.reply.deserialization != 1) {
+    if (observed.reply.deserialization != 1) {
         return bad("ServiceReply::deserialization was called " +
-                   number(calls.reply.deserialization) + " times instead of once");
+                   number(observed.reply.deserialization) + " times instead of once");
     }
     return good("a request for the service's version is answered");
 }
@@ -117,9 +118,9 @@ Verdict readIntegers(const Options& /*options*/) {
     Probe probe;
     if (!probe.bind()) return noService();
     probe.command(MV_COMMAND_GET_MIRVO, kNobody, [&](DeserializationContent& content) {
-        if (probe.calls.replyCode != MVServiceReply::COMMON) {
+        if (probe.observed.replyCode != MVServiceReply::COMMON) {
             conclude(bad("a question for an accessory is answered with the code " +
-                         number(probe.calls.replyCode)));
+                         number(probe.observed.replyCode)));
         }
         const int32_t result = content.readInt32();
         const int32_t first = content.readInt32();
@@ -136,9 +137,9 @@ Verdict readBlocks(const Options& /*options*/) {
     Probe probe;
     if (!probe.bind()) return noService();
     probe.command(MV_COMMAND_GET_HID_DESCRIPTOR, -1, [&](DeserializationContent& content) {
-        if (probe.calls.replyCode != MVServiceReply::RAW_DATA) {
+        if (probe.observed.replyCode != MVServiceReply::RAW_DATA) {
             conclude(bad("a request for the HID descriptor is answered with the code " +
-                         number(probe.calls.replyCode)));
+                         number(probe.observed.replyCode)));
         }
         const int32_t result = content.readInt32();
         const int32_t size = content.readInt32();
