@@ -108,6 +108,8 @@ size_t prepare(const Plan& plan, Script& script) {
 int serve(const Options& options, const Plan& plan, size_t prepared, Application& application,
           page::Page& page, Script& script) {
     if (!options.application.empty()) {
+        // What the program prints comes behind the line that the service is ready.
+        script.printer.lines().flush();
         const std::string error = application.start(options.application, outputForProgram(options));
         if (!error.empty()) return script.printer.refuse(kBadInput, error);
         script.follow(application);

@@ -124,6 +124,13 @@ TEST_F(EmulatorProgramTest, itsLinesAreApartFromTheEmulatorsOwn) {
     const std::string script = "wait-for startup\nexpect shutdown within 1";
     const std::string failure = ":2: expected shutdown";
 
+    // The other order was as frequent when it was chance.
+    for (int i = 0; i < 10; ++i) {
+        Process plain(command("", "", "echo printed"));
+        EXPECT_EQ(0, plain.wait());
+        EXPECT_EQ(readyLine() + "\nprinted\n", plain.output());
+    }
+
     Process json(command("--json", script, program));
     EXPECT_EQ(4, json.wait());
     EXPECT_FALSE(contains(json.output(), "\nprinted\n")) << json.output();
