@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include "recording/Lives.h"
-
 namespace mirvoctl {
 
 using accessory::FrameKind;
@@ -14,35 +12,35 @@ ReplayPlan::ReplayPlan(const Timeline& timeline, const RecordingOptions& options
     : mTimeline(timeline),
       mEntries(timeline.entries()),
       mOptions(options),
-      mComparison(options.ignored) {
+      mComparison(options.ignored),
+      mLives(recording::livesOf(timeline)) {
+    // A binding to a service that was about to be gone has no life, and is not repeated.
+    for (size_t life = 0; life < mLives.size(); ++life) {
+        for (const uint32_t binding : mLives[life].bindings)
+            mLifeOf[binding] = life;
+    }
     // A file that is not the first of a recording repeats the bindings and listeners that there
     // are.
     std::set<std::pair<uint32_t, uint32_t>> live;
-    // Nor is a binding repeated to a service that was about to be gone.
-    std::set<uint32_t> served;
-    std::set<uint32_t> lasting;
-    for (const recording::Life& life : recording::livesOf(timeline)) {
-        served.insert(life.bindings.begin(), life.bindings.end());
-        if (!life.loss) lasting.insert(life.bindings.begin(), life.bindings.end());
-    }
     AutoMutex lock(mLock);
     for (size_t i = 0; i < mEntries.size(); ++i) {
         const auto& header = mEntries[i].header;
-        if (served.count(header.binding) == 0) continue;
-        if (lasting.count(header.binding) > 0) mLasting.insert(header.listener);
+        const auto life = mLifeOf.find(header.binding);
+        if (life == mLifeOf.end()) continue;
+        if (!mLives[life->second].loss) mLasting.insert(header.listener);
         const std::pair<uint32_t, uint32_t> place(header.binding, header.listener);
         switch (mEntries[i].kind()) {
             case FrameKind::kBound:
             case FrameKind::kListenerSet:
                 if (!live.insert(place).second) break;
                 mThreads[header.thread].push_back(i);
-                mLeft.insert(i);
+                mLeft.insert(placeOf(i));
                 break;
             case FrameKind::kUnbound:
             case FrameKind::kListenerRemoved:
                 live.erase(place);
                 mThreads[header.thread].push_back(i);
-                mLeft.insert(i);
+                mLeft.insert(placeOf(i));
                 break;
             case FrameKind::kRequest:
                 mThreads[header.thread].push_back(i);
@@ -53,7 +51,7 @@ ReplayPlan::ReplayPlan(const Timeline& timeline, const RecordingOptions& options
                 const bool isNotify = mEntries[i].kind() == FrameKind::kNotify;
                 if (!isNotify && !isLoss(timeline.record(mEntries[i]))) break;
                 const std::string what = isNotify ? nameOf(timeline.decode(mEntries[i])) : kLost;
-                mLeft.insert(i);
+                mLeft.insert(placeOf(i));
                 mEvents[i] = what;
                 mAwaited[{header.listener, what}].insert(i);
                 break;
@@ -62,12 +60,31 @@ ReplayPlan::ReplayPlan(const Timeline& timeline, const RecordingOptions& options
                 break;
         }
     }
+    for (auto& [thread, steps] : mThreads) {
+        std::sort(steps.begin(), steps.end(),
+                  [&](size_t one, size_t other) { return placeOf(one) < placeOf(other); });
+    }
+}
+
+ReplayPlan::Place ReplayPlan::placeOf(size_t entry) const {
+    size_t life = mLifeOf.at(mEntries[entry].header.binding);
+    // A binding may be released long after its service was lost.
+    while (mLives[life].end < entry && life + 1 < mLives.size() && mLives[life + 1].begin < entry)
+        ++life;
+    return {life, entry};
 }
 
 // A request whose answer the recording does not have any more has happened with its last record.
-size_t ReplayPlan::endOf(size_t step) const {
-    if (mEntries[step].kind() != FrameKind::kRequest) return step;
-    return mEntries[step].other.value_or(mEntries.size() + step);
+ReplayPlan::Place ReplayPlan::endOf(size_t step) const {
+    if (mEntries[step].kind() != FrameKind::kRequest) return placeOf(step);
+    const auto& other = mEntries[step].other;
+    return other ? placeOf(*other) : Place(mLives.size(), step);
+}
+
+std::chrono::nanoseconds ReplayPlan::dueIn(size_t entry) const {
+    const uint64_t before = mTimeline.since(mEntries[std::min(mLast.second, entry)]);
+    const uint64_t then = mTimeline.since(mEntries[entry]);
+    return mOptions.speed.scaled(then - std::min(then, before));
 }
 
 void ReplayPlan::waitUntil(Clock::time_point time) {
@@ -77,44 +94,39 @@ void ReplayPlan::waitUntil(Clock::time_point time) {
 
 bool ReplayPlan::await(size_t step) {
     AutoMutex lock(mLock);
-    if (!awaitBefore(step)) return false;
-    const uint64_t before = mTimeline.since(mEntries[std::min(mLast, step)]);
-    const uint64_t now = mTimeline.since(mEntries[step]);
-    const auto time = mLastTime + mOptions.speed.scaled(now - std::min(now, before));
+    if (!awaitBefore(placeOf(step))) return false;
+    const auto time = mLastTime + dueIn(step);
     while (!mGivenUp && Clock::now() < time)
         waitUntil(time);
     return !mGivenUp;
 }
 
-bool ReplayPlan::awaitBefore(size_t place) {
+bool ReplayPlan::awaitBefore(const Place& place) {
     while (!mGivenUp && !mLeft.empty() && *mLeft.begin() < place) {
-        const size_t next = *mLeft.begin();
-        const auto event = mEvents.find(next);
+        const Place next = *mLeft.begin();
+        const auto event = mEvents.find(next.second);
         if (event == mEvents.end()) {
             mChanged.wait(mLock);
             continue;
         }
-        const uint64_t before = mTimeline.since(mEntries[std::min(mLast, next)]);
-        const uint64_t then = mTimeline.since(mEntries[next]);
         const std::chrono::milliseconds patience(mImpatient ? 0 : mOptions.patience);
-        const auto end =
-            mLastTime + mOptions.speed.scaled(then - std::min(then, before)) + patience;
+        const auto end = mLastTime + dueIn(next.second) + patience;
         if (Clock::now() < end) {
             waitUntil(end);
             continue;
         }
         mImpatient = true;
         mResult.missed.push_back(event->second);
-        mAwaited[{mEntries[next].header.listener, event->second}].erase(next);
+        mAwaited[{mEntries[next.second].header.listener, event->second}].erase(next.second);
         mEvents.erase(event);
         happened(next);
     }
     return !mGivenUp;
 }
 
-void ReplayPlan::happened(size_t place) {
+void ReplayPlan::happened(const Place& place) {
     mLeft.erase(place);
-    if (place >= mLast && place < mEntries.size()) {
+    if (place >= mLast && place.first < mLives.size()) {
         mLast = place;
         mLastTime = Clock::now();
     }
@@ -139,12 +151,12 @@ void ReplayPlan::received(uint32_t listener, const std::string& what) {
         }
         return;
     }
-    const size_t place = *awaited.begin();
+    const size_t entry = *awaited.begin();
     awaited.erase(awaited.begin());
-    mEvents.erase(place);
+    mEvents.erase(entry);
     mImpatient = false;
     ++mResult.came;
-    happened(place);
+    happened(placeOf(entry));
 }
 
 void ReplayPlan::giveUp() {
@@ -155,7 +167,7 @@ void ReplayPlan::giveUp() {
 
 ReplayPlan::Events ReplayPlan::finish() {
     AutoMutex lock(mLock);
-    awaitBefore(mEntries.size());
+    awaitBefore({mLives.size(), 0});
     return mResult;
 }
 

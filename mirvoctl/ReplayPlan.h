@@ -13,6 +13,7 @@
 
 #include "mirvoctl/RecordingOptions.h"
 #include "recording/Comparison.h"
+#include "recording/Lives.h"
 #include "recording/Timeline.h"
 
 namespace mirvoctl {
@@ -25,7 +26,7 @@ class ReplayPlan {
 public:
     ReplayPlan(const recording::Timeline& timeline, const RecordingOptions& options);
 
-    // The steps of each thread, as places in the timeline.
+    // The steps of each thread, as indices of the timeline's entries.
     const std::map<uint32_t, std::vector<size_t>>& threads() const { return mThreads; }
 
     // Waits until a step may be taken. False when the replay has been given up.
@@ -56,17 +57,26 @@ public:
 
 private:
     using Clock = std::chrono::steady_clock;
+    // Where something stands in the recording: in which life of the service, and at which entry.
+    // The record of a loss may stand behind that of a binding to the next service, which must not
+    // be made before the loss all the same.
+    using Place = std::pair<size_t, size_t>;
 
-    size_t endOf(size_t step) const;
+    Place placeOf(size_t entry) const;
+    Place endOf(size_t step) const;
     // Waits until nothing is left that happened before `place`.
-    bool awaitBefore(size_t place) REQUIRES(mLock);
-    void happened(size_t place) REQUIRES(mLock);
+    bool awaitBefore(const Place& place) REQUIRES(mLock);
+    // How long after the last that has happened an entry is due.
+    std::chrono::nanoseconds dueIn(size_t entry) const REQUIRES(mLock);
+    void happened(const Place& place) REQUIRES(mLock);
     void waitUntil(Clock::time_point time) REQUIRES(mLock);
 
     const recording::Timeline& mTimeline;
     const std::vector<recording::Timeline::Entry>& mEntries;
     const RecordingOptions& mOptions;
     const recording::Comparison mComparison;
+    const std::vector<recording::Life> mLives;
+    std::map<uint32_t, size_t> mLifeOf;  // by binding
     std::map<uint32_t, std::vector<size_t>> mThreads;
     // The listeners whose service is not lost in the recording.
     std::set<uint32_t> mLasting;
@@ -75,12 +85,12 @@ private:
     android::Condition mChanged;
     bool mGivenUp GUARDED_BY(mLock) = false;
     // What has not happened yet: ends of steps, and events.
-    std::set<size_t> mLeft GUARDED_BY(mLock);
-    // The events among them, by listener and by what they say.
+    std::set<Place> mLeft GUARDED_BY(mLock);
+    // The events among them, by entry, and by listener and what they say.
     std::map<size_t, std::string> mEvents GUARDED_BY(mLock);
     std::map<std::pair<uint32_t, std::string>, std::set<size_t>> mAwaited GUARDED_BY(mLock);
     // The last that has happened, and when.
-    size_t mLast GUARDED_BY(mLock) = 0;
+    Place mLast GUARDED_BY(mLock);
     Clock::time_point mLastTime GUARDED_BY(mLock) = Clock::now();
     // Whether the event that was waited for last has not come. Then the next one need not, either.
     bool mImpatient GUARDED_BY(mLock) = false;

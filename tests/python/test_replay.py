@@ -60,6 +60,27 @@ def plain(text):
     return re.sub(r"^\[[^]]*\] | \([^()]* ms\)$", "", text, flags=re.M)
 
 
+def with_late_loss(recording):
+    """The same, but the loss is recorded half a second after the next service has answered."""
+    blocks = []
+    while recording:
+        size = int.from_bytes(recording[4:8], "little")
+        blocks.append(bytearray(recording[:size]))
+        recording = recording[size:]
+    kinds = [int.from_bytes(block[62:64], "little") if block[0] == 6 else 0 for block in blocks]
+    lost = kinds.index(106)
+    answered = kinds.index(2, kinds.index(101, lost))
+    time = int.from_bytes(blocks[answered][44:52], "little") + 500_000_000
+    between, late = [], []
+    for kind, block in zip(kinds[lost : answered + 1], blocks[lost:]):
+        # A reply that was under way when the service was lost is not late.
+        is_late = kind > 100 and block[36:40] == blocks[lost][36:40]
+        (late if is_late else between).append(block)
+    for block in late:
+        block[44:52] = time.to_bytes(8, "little")
+    return b"".join(blocks[:lost] + between + late + blocks[answered + 1 :])
+
+
 @pytest.fixture
 def bench(zrmirvo_tools, monkeypatch):
     with tempfile.TemporaryDirectory(dir="/tmp") as folder:
@@ -85,6 +106,12 @@ def test_plays_the_demo_in_both_directions(bench):
         assert "otherwise=0 " in other.stdout, other
         assert (again.returncode, other.returncode) == (0, 0), other
         assert bench.diff("a b") == bench.diff("a c") == ""
+
+    # It binds to the next service when this one is lost, not before.
+    pathlib.Path("late").write_bytes(with_late_loss(pathlib.Path("a").read_bytes()))
+    late = "late --patience 60000"
+    other = bench.serve(f"--replay {late} --strict", f"mirvoctl replay {late}")
+    assert other.returncode == 0, other
 
 
 def test_takes_a_recording_to_another_framework_and_back(bench):
