@@ -111,8 +111,9 @@ int threads(ZRMirvoManager* instance, unsigned int count) {
     for (unsigned int id = 1; id <= count; ++id) {
         all.emplace_back([&, id] {
             ZRMirvo* device = instance->GetMirvoInstance(id);
+            // There is none when the service was lost before.
             for (int i = 0; i < 100; ++i)
-                failures += device->sendKeyEvent(4, i % 2 == 0);
+                failures += device == nullptr || device->sendKeyEvent(4, i % 2 == 0) != 0 ? 1 : 0;
         });
     }
     for (std::thread& one : all)

@@ -203,18 +203,32 @@ TEST_F(RecorderTest, aLibraryThatIsLoadedForItselfIsRecorded) {
 }
 
 TEST_F(RecorderTest, manyThreadsAreRecordedAtOnce) {
-    Emulator emulator;
     std::string ids = "ids";
     for (int id = 1; id <= 64; ++id)
         ids += " " + std::to_string(id);
-    emulator.tell(ids);
     const Environment environment(mFile);
-    expectGood(app("threads 64"), "failures 0\n");
+    {
+        Emulator emulator;
+        emulator.tell(ids);
+        expectGood(app("threads 64"), "failures 0\n");
+    }
     EXPECT_EQ(faults(mFile), "");
     const Lines seen = lines(mFile);
     EXPECT_EQ(count(seen, "request sendKeyEvent@"), 6400u);
     EXPECT_EQ(count(seen, "reply Common result=0"), 6400u + 2 * 64);
     EXPECT_EQ(count(seen, "gap"), 0u);
+
+    // The service is lost among their requests.
+    Emulator emulator;
+    emulator.tell(ids);
+    emulator.tell("delay sendKeyEvent@64 100000");
+    emulator.type("arrived sendKeyEvent@64\ndie");
+    const Result lost = app("threads 64");
+    EXPECT_EQ(lost.output.find("failures "), 0u) << lost.output << lost.errors;
+    EXPECT_EQ(faults(mFile), "");
+    const Lines left = lines(mFile);
+    EXPECT_GE(count(left, "no-reply"), 1u);
+    EXPECT_EQ(count(left, "request "), count(left, "reply ") + count(left, "no-reply"));
 }
 
 // What an application does about its end and its copies.
