@@ -22,6 +22,8 @@ struct State {
     std::string errors GUARDED_BY(lock);
     std::string cutOff GUARDED_BY(lock);
     std::atomic<LibraryLog::Shown> shown = LibraryLog::Shown::kErrors;
+    // The least priority that is shown. Errors are noted even when they are not shown.
+    std::atomic<int> least = ANDROID_LOG_ERROR;
     std::atomic<bool> muted = false;
 };
 
@@ -42,7 +44,8 @@ void note(std::string text) {
 void log(const __android_logger_data* data, const char* text) {
     if (state().muted) return;
     if (data->priority >= ANDROID_LOG_ERROR) note(text);
-    if (state().shown != LibraryLog::Shown::kNothing) __android_log_stderr_logger(data, text);
+    if (state().shown == LibraryLog::Shown::kNothing || data->priority < state().least) return;
+    __android_log_stderr_logger(data, text);
 }
 
 }  // namespace
@@ -52,6 +55,8 @@ void LibraryLog::show(Shown shown) {
     __android_log_set_minimum_priority(shown == Shown::kEverything ? ANDROID_LOG_DEBUG
                                                                    : ANDROID_LOG_ERROR);
     if (shown == Shown::kErrors) accessory::setLogPriorityFromEnvironment();
+    state().least = __android_log_get_minimum_priority();
+    if (state().least > ANDROID_LOG_ERROR) __android_log_set_minimum_priority(ANDROID_LOG_ERROR);
     __android_log_set_logger(log);
 }
 

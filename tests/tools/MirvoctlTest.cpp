@@ -138,6 +138,14 @@ TEST_F(MirvoctlTest, answersDecideTheExitStatus) {
         EXPECT_TRUE(contains(result.errors, row.error)) << result.errors;
         EXPECT_EQ(row.status != 0, contains(result.errors, "mirvoctl: ")) << result.errors;
     }
+    // Whether lines are shown or not.
+    setenv("ZRMIRVO_LOG", "silent", 1);
+    Emulator emulator;
+    emulator.tell("mistype startup");
+    const std::string errors = ctl("startup").errors;
+    EXPECT_EQ(0u, errors.find("mirvoctl: startup failed with status 1: reply  type error"))
+        << errors;
+    unsetenv("ZRMIRVO_LOG");
 }
 
 TEST_F(MirvoctlTest, aServiceGoesAway) {
