@@ -57,10 +57,10 @@ Action waitFor(const Parsed& parsed) {
             seen = log.count(target, moment);
             return log.take(target, moment, count);
         };
-        if (run.script.waitForRequests(counted, within) || run.over()) return;
+        if (run.script.waitForRequests(counted, within) || run.script.ended()) return;
         run.fail("waited for " + target.name() + ", which came " + std::to_string(seen) +
                  " times instead of " + std::to_string(count) + " within " + watch.passed() +
-                 lastRequests(run, target) + run.script.programFate());
+                 lastRequests(run, target) + run.script.circumstances());
     };
 }
 
@@ -90,9 +90,9 @@ Action expect(const Parsed& parsed) {
             return true;
         };
         const bool decided = run.script.waitForRequests(matched, within);
-        if (met || run.over()) return;
+        if (met || run.script.ended()) return;
         run.fail("expected " + pattern.shown() + ", but after " + watch.passed() + " " + instead +
-                 lastRequests(run, pattern.target) + (decided ? "" : run.script.programFate()));
+                 lastRequests(run, pattern.target) + (decided ? "" : run.script.circumstances()));
     };
 }
 

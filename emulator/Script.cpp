@@ -22,9 +22,10 @@ void Script::limit(Milliseconds limit) {
 }
 
 void Script::run(const Step& step) {
-    // A limit that has passed is reported with the command at which it was found.
+    // A limit that has passed is reported with the command at which it was found. One that waits
+    // for requests says itself what it has waited for.
     mStep = &step;
-    if (!over()) Run(*this, Origin::kScript).one(step);
+    if (!ended() && !mFailed) Run(*this, Origin::kScript).one(step);
     over();
     mStep = nullptr;
 }
@@ -100,13 +101,15 @@ bool Script::over() {
     if (mQuit || mFailed) return true;
     if (mWaker.interrupted()) return true;
     if (!late()) return false;
-    fail("the script is not over " + limitPassed() + programFate());
+    fail(circumstances().substr(2));
     return true;
 }
 
-std::string Script::programFate() const {
+std::string Script::circumstances() const {
+    std::string all;
+    if (late()) all += "; the script is not over " + limitPassed();
     const std::string fate = mProgram == nullptr ? "" : mProgram->fate();
-    return fate.empty() ? fate : "; " + fate;
+    return fate.empty() ? all : all + "; " + fate;
 }
 
 std::string Script::limitPassed() const {
@@ -156,9 +159,11 @@ void Run::push(const Event& event, std::optional<pid_t> process) {
         script.printer.lines().waitForRoom(over);
         if (over()) return;
     }
-    if (service.push(event, process) == 0 && process) {
-        fail("process " + std::to_string(*process) + " is no client that listens");
+    // An event that nobody can get is not shown as one that was sent.
+    if (process && !service.listens(*process)) {
+        return fail("process " + std::to_string(*process) + " is no client that listens");
     }
+    service.push(event, process);
 }
 
 }  // namespace emulator

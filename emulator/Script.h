@@ -71,8 +71,8 @@ public:
     bool over();
     // Whether the limit has passed.
     bool late() const { return mLimit && std::chrono::steady_clock::now() >= *mLimit; }
-    // What has become of the program if it has ended, to be added to a sentence.
-    std::string programFate() const;
+    // That the limit has passed and that the program has ended, if so, to be added to a sentence.
+    std::string circumstances() const;
     // "after N ms", of the limit.
     std::string limitPassed() const;
     bool interrupted() const { return mWaker.interrupted(); }

@@ -2,6 +2,7 @@
 
 #include <utils/Timers.h>
 
+#include <algorithm>
 #include <string_view>
 
 #include "protocol/MirvoServiceInfo.h"
@@ -46,10 +47,14 @@ void Service::stop() {
     mHost.stop();
 }
 
-size_t Service::push(const Event& event, std::optional<pid_t> process) {
+void Service::push(const Event& event, std::optional<pid_t> process) {
     mPrinter.event(event);
     if (mAudience != nullptr) mAudience->event(event);
-    return process ? mHost.notify(event.notification, *process) : mHost.notify(event.notification);
+    if (process) {
+        mHost.notify(event.notification, *process);
+    } else {
+        mHost.notify(event.notification);
+    }
 }
 
 void Service::waitForRoom(const std::function<bool()>& over) {
@@ -92,6 +97,13 @@ bool Service::idle() const {
     if (mHost.clients() > 0) return false;
     AutoMutex lock(mLock);
     return mSeenClient;
+}
+
+bool Service::listens(pid_t process) const {
+    const auto all = connections();
+    return std::any_of(all.begin(), all.end(), [=](const ServiceHost::Connection& each) {
+        return each.process == process && each.listens;
+    });
 }
 
 Reply Service::handle(HostRequest& hostRequest) {

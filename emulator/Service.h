@@ -46,8 +46,7 @@ public:
     bool stopping() const { return mStopping; }
 
     // Pushes the notification of an event, which is printed, to all clients or to one process.
-    // Answers how many clients it is for.
-    size_t push(const Event& event, std::optional<pid_t> process);
+    void push(const Event& event, std::optional<pid_t> process);
     // Waits until what has been pushed can be taken by clients that read, or `over` holds. For the
     // thread of the commands.
     void waitForRoom(const std::function<bool()>& over);
@@ -72,6 +71,8 @@ public:
     bool drop(pid_t process);
     // Whether clients have been here and none is left.
     bool idle() const;
+    // Whether the process is a client that gets events.
+    bool listens(pid_t process) const;
 
 private:
     using HostRequest = accessory::ServiceHost::Request;

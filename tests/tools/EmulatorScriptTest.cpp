@@ -51,23 +51,25 @@ TEST_F(EmulatorScriptTest, expectationsAreMetOrEndTheScript) {
          ":3: waited for startup, which came 0 times instead of 2 within"},
         {"arrived startup\nwait-for startup\nquit", "startup", 0, ""},
         {"to 1 hid 7 01", "", 4, ":2: process 1 is no client that listens"},
-        {"wait 100000", "", 4, ":2: the script is not over after 20000 ms"},
+        {"wait 100000", "", 4, ":2: the script is not over after 1 ms"},
+        {"expect startup within 100000", "", 4, ":2: expected startup, but after",
+         "no request has come at all; the script is not over after 1 ms\n"},
+        {"wait-for startup", "", 4, ":2: waited for startup, which came 0 times",
+         "; the script is not over after 1 ms\n"},
     };
     for (const auto& row : kRows) {
         SCOPED_TRACE(row.script);
         const std::string script = mFolder.write("script", std::string("ids 7\n") + row.script);
-        const bool endless = std::string(row.script) == "wait 100000";
-        Process emulator(
-            {MIRVO_EMULATOR, "--quiet", "--limit", endless ? "1" : "20000", "--script", script});
+        const bool endless = contains(std::string(row.error) + row.instead, "not over");
+        Process emulator({MIRVO_EMULATOR, "--limit", endless ? "1" : "20000", "--script", script});
         emulator.waitForLine(readyLine());
         Process shell({MIRVOCTL, "--quiet", "shell"});
         shell.type(row.typed);
         EXPECT_EQ(row.status, emulator.wait()) << emulator.errors();
-        std::string error = row.error;
-        if (endless) error = ":2: the script is not over after 1 ms";
-        EXPECT_TRUE(contains(emulator.errors(), error)) << emulator.errors();
+        EXPECT_TRUE(contains(emulator.errors(), row.error)) << emulator.errors();
         EXPECT_TRUE(contains(emulator.errors(), row.instead)) << emulator.errors();
         EXPECT_EQ(row.status != 0, contains(emulator.errors(), script)) << emulator.errors();
+        EXPECT_FALSE(contains(emulator.output(), "> to 1 ")) << emulator.output();
     }
 }
 
