@@ -99,10 +99,11 @@ def test_plays_the_demo_in_both_directions(bench):
             with bench.start(*serve, str(EXAMPLES / "head_unit_recovery.scenario")):
                 assert application.wait() == 0
     for speed in ("1", "max"):
-        replay = f"--replay a --strict --speed {speed}"
+        replayed = f"a --patience 60000 --speed {speed}"
+        replay = f"--strict --replay {replayed}"
         again = bench.serve(replay, "mirvo-record -o b -- head_unit")
         assert "otherwise=0 missing=0 events=17 early=0" in again.stdout, again
-        other = bench.serve(replay, f"mirvo-record -o c -- mirvoctl replay a --speed {speed}")
+        other = bench.serve(replay, f"mirvo-record -o c -- mirvoctl replay {replayed}")
         assert "otherwise=0 " in other.stdout, other
         assert (again.returncode, other.returncode) == (0, 0), other
         assert bench.diff("a b") == bench.diff("a c") == ""
