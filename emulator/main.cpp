@@ -73,7 +73,7 @@ int run(const Options& options, Printer& printer, tool::StandardOutput& output,
     const auto replay = readRecording(options.replay, printer);
     if (replay == nullptr && !options.replay.file.empty()) return kBadInput;
 
-    tool::Waker waker(output);
+    tool::Waker waker(output, tool::Waker::Handlers::kKept);
     Service service(printer, waker);
     service.change([&](World& world) { world.version = options.version; });
     if (parser.expects() || options.script.empty() || options.thenPrompt) {

@@ -32,8 +32,8 @@ void onSignal(int number, siginfo_t* info, void* /*context*/) {
 
 }  // namespace
 
-Waker::Waker(StandardOutput& output)
-    : mOutput(output), mEvents(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+Waker::Waker(StandardOutput& output, Handlers handlers)
+    : mOutput(output), mHandlers(handlers), mEvents(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
     if (gSignalFd < 0) gSignalFd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     eventfd_t earlier = 0;
     static_cast<void>(eventfd_read(gSignalFd, &earlier));
@@ -47,10 +47,12 @@ Waker::Waker(StandardOutput& output)
 }
 
 Waker::~Waker() {
+    close(mEvents);
+    // Standard output still hurries at a signal.
+    if (mHandlers == Handlers::kKept) return;
     for (size_t i = 0; i < std::size(kSignals); ++i)
         sigaction(kSignals[i], &gPrevious[i], nullptr);
     mOutput.hurryWhenReadable(-1);
-    close(mEvents);
 }
 
 void Waker::wake() {

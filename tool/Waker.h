@@ -17,8 +17,12 @@ class Waker {
 public:
     using Time = std::chrono::steady_clock::time_point;
 
-    // Handles both signals, whichever thread they reach. The destructor restores the old handlers.
-    explicit Waker(StandardOutput& output);
+    // Whether the destructor restores the old handlers, or a signal that comes later has no effect:
+    // a tool that is ending anyway then still prints its last lines and ends with its own status.
+    enum class Handlers { kRestored, kKept };
+
+    // Handles both signals, whichever thread they reach.
+    explicit Waker(StandardOutput& output, Handlers handlers = Handlers::kRestored);
     ~Waker();
     Waker(const Waker&) = delete;
     Waker& operator=(const Waker&) = delete;
@@ -49,6 +53,7 @@ private:
     bool sleep(int fd, std::optional<Time> time);
 
     StandardOutput& mOutput;
+    const Handlers mHandlers;
     const int mEvents;
     bool mReadable = false;
 };

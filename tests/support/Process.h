@@ -65,6 +65,8 @@ public:
     // Waits for the end. Returns the exit status, or 128 plus the number of the signal that killed
     // it.
     int wait();
+    // Whether it has ended; wait() then returns at once.
+    bool ended() const;
 
     // What had come by the last wait. After wait() this is everything.
     const std::string& output() const { return mOutput.text; }
@@ -83,7 +85,6 @@ private:
     };
 
     bool await(const std::string& what, const std::function<bool()>& condition);
-    bool ended() const;
 
     pid_t mPid = -1;
     int mInput = -1;

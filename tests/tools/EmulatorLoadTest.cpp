@@ -1,6 +1,7 @@
 // The emulator on a bad day: output that nobody reads, bursts, endless scripts, large messages.
 
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <fstream>
 #include <regex>
@@ -42,6 +43,20 @@ TEST_F(EmulatorLoadTest, aSignalEndsAScriptThatNeverWaits) {
         emulator.waitForLine(readyLine());
         emulator.signal(SIGTERM);
         EXPECT_EQ(0, emulator.wait());
+    }
+}
+
+TEST_F(EmulatorLoadTest, signalsDoNotTakeItsLastLine) {
+    for (int i = 0; i < 10; ++i) {
+        Process emulator({MIRVO_EMULATOR, "--json"});
+        emulator.waitForPart("ready");
+        while (!emulator.ended()) {
+            emulator.signal(SIGTERM);
+            // Without a pause it would do little but receive signals.
+            usleep(50);
+        }
+        EXPECT_EQ(0, emulator.wait());
+        EXPECT_TRUE(contains(emulator.output(), R"("end":true,"exit":0)")) << emulator.output();
     }
 }
 
@@ -108,7 +123,8 @@ TEST_F(EmulatorLoadTest, theAnswerLeavesBeforeWhatAScriptDoesNext) {
     }
     // One that gets no answer counts, too.
     Emulator emulator;
-    emulator.type("silent startup\nwait-for startup\nstate 7 1\nquit");
+    emulator.tell("silent startup");
+    emulator.type("wait-for startup\nstate 7 1\nquit");
     EXPECT_EQ(1, ctl("startup").status);
     EXPECT_EQ(0, emulator.wait());
 }
