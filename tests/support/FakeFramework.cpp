@@ -50,12 +50,15 @@ struct FakeFramework::State {
     std::vector<std::string> mEvents GUARDED_BY(mLock);
     std::vector<Client> mClients GUARDED_BY(mLock);
     std::vector<Listener> mKept GUARDED_BY(mLock);
-    std::vector<wp<ServiceNotifyListener>> mDelivering GUARDED_BY(mLock);
     std::function<bool()> mAccept GUARDED_BY(mLock);
     std::function<std::string(const std::string&)> mHandler GUARDED_BY(mLock);
 };
 
 namespace {
+
+// Those whose delivery is under way on this thread, the innermost last. Another thread cannot tell
+// whether one that has gone was still in use.
+thread_local std::vector<wp<ServiceNotifyListener>> tDelivering;
 
 android::Mutex gLock;
 std::shared_ptr<FakeFramework::State> gState GUARDED_BY(gLock);
@@ -178,7 +181,7 @@ private:
 void FakeFramework::State::record(const std::string& event) {
     AutoMutex lock(mLock);
     mEvents.push_back(event);
-    for (const auto& listener : mDelivering)
+    for (const auto& listener : tDelivering)
         require(listener.promote() != nullptr, "a listener has gone during its delivery");
 }
 
@@ -191,18 +194,16 @@ void FakeFramework::State::drop(const Listener& listener) {
 void FakeFramework::State::deliver(Listener listener, sp<ServiceNotify> notify) {
     if (mHabit == Habit::kDeliversNull) disturb({listener});
     std::vector<Listener> kept;
-    const wp<ServiceNotifyListener> weak = listener;
     {
         AutoMutex lock(mLock);
         kept = mKept;
-        mDelivering.push_back(weak);
     }
     disturb(kept);
     ServiceNotifyListener* const receiver = listener.get();
+    tDelivering.emplace_back(listener);
     if (mHabit == Habit::kHoldsNothing) listener.clear();
     receiver->onNotify(notify);
-    AutoMutex lock(mLock);
-    mDelivering.erase(std::find(mDelivering.begin(), mDelivering.end(), weak));
+    tDelivering.pop_back();
 }
 
 void FakeFramework::State::disturb(const std::vector<Listener>& listeners) {
