@@ -95,20 +95,20 @@ std::optional<int> readCommandLine(int argc, char** argv, tool::StandardOutput& 
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        const bool asked = error.get_exit_code() == 0;
+        if (error.get_exit_code() == 0) {
+            std::ostringstream text;
+            app.exit(error, text);
+            output.write(text.str());
+            return output.exitStatus("mirvo-emulator", kDone);
+        }
         const auto isProgram = [](const char* word) { return std::string_view(word) == "--"; };
         const auto isJson = [](const char* word) { return std::string_view(word) == "--json"; };
         char** const end = std::find_if(argv, argv + argc, isProgram);
-        if (!asked && std::any_of(argv + 1, end, isJson)) {
-            options.printer.json = true;
-            Printer printer(output, options.printer);
-            printer.end(printer.refuse(kBadInput, error.what()), 0);
-            return kBadInput;
-        }
-        std::ostringstream text;
-        app.exit(error, text);
-        output.write(text.str());
-        return output.exitStatus("mirvo-emulator", asked ? kDone : kBadInput);
+        options.printer.json = std::any_of(argv + 1, end, isJson);
+        Printer printer(output, options.printer);
+        const std::string reason = error.what();
+        printer.end(printer.refuse(kBadInput, reason + " (see mirvo-emulator --help)"), 0);
+        return kBadInput;
     }
     return std::nullopt;
 }

@@ -132,6 +132,9 @@ int main(int argc, char** argv) {
         ->type_name("PROGRAM [ARGUMENT...]")
         ->required();
     app.positionals_at_end();
+    app.failure_message([](const CLI::App*, const CLI::Error& error) {
+        return "mirvo-record: " + std::string(error.what()) + " (see mirvo-record --help)\n";
+    });
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

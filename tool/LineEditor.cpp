@@ -120,6 +120,8 @@ std::optional<std::string> LineEditor::next(Waker& waker, std::optional<Waker::T
     mUntil = until;
     mText = mPrompt.text();
     el_resize(mEditor);
+    // Before the prompt, since whoever sees it may type keys that the terminal would take itself.
+    el_set(mEditor, EL_PREP_TERM, 1);
     int count = 0;
     const char* line = el_gets(mEditor, &count);
     // The line that is half typed stays on the screen.

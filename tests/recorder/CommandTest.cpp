@@ -79,7 +79,7 @@ TEST_F(CommandTest, itSaysWhatIsWrong) {
         int status;
         const char* says;
     } kRows[] = {
-        {"", 2, "--output is required"},
+        {"", 2, "mirvo-record: --output is required (see mirvo-record --help)\n"},
         {"-o " + path("a"), 2, "command is required"},
         {"-o " + path("a") + " --limit 5 true", 2, "the limit is no size of 64K or more: 5"},
         {"-o " + path("a") + " --without keys true", 2,

@@ -28,7 +28,11 @@ inline sp<Recorder> record(const sp<ServiceClient>& client,
 // Clients of this process against a service in a process of its own.
 class ServiceTest : public testing::Test {
 protected:
-    ServiceTest() { android::ProcessState::self()->startThreadPool(); }
+    ServiceTest() {
+        // A hundred thousand notifications before a reply may take longer than the default.
+        setTimeout("60000");
+        android::ProcessState::self()->startThreadPool();
+    }
 
     testing_support::Folder mDirectory;
     Role mService{"--serve", mDirectory};

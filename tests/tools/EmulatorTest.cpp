@@ -11,7 +11,7 @@ namespace {
 using EmulatorTest = ToolsTest;
 
 // Without a service, since nothing of this may even look for one.
-TEST_F(EmulatorTest, mistakesInScriptsHaveTheirLine) {
+TEST_F(EmulatorTest, mistakesInScriptsAndOptionsAreNamed) {
     const struct {
         const char* script;
         const char* errors;
@@ -67,6 +67,15 @@ TEST_F(EmulatorTest, mistakesInScriptsHaveTheirLine) {
     Process missing({MIRVO_EMULATOR, "--script", mFolder.path() + "/none"});
     EXPECT_EQ(2, missing.wait());
     EXPECT_TRUE(contains(missing.errors(), "none: No such file or directory"));
+
+    const char* reason = "--limit: not a number of milliseconds: x (see mirvo-emulator --help)";
+    Process plain({MIRVO_EMULATOR, "--limit", "x"});
+    EXPECT_EQ(2, plain.wait());
+    EXPECT_EQ(std::string("mirvo-emulator: ") + reason + "\n", plain.errors());
+    EXPECT_EQ("", plain.output());
+    Process json({MIRVO_EMULATOR, "--limit", "x", "--json"});
+    EXPECT_EQ(2, json.wait());
+    EXPECT_TRUE(contains(json.output(), std::string(R"("ok":false,"error":")") + reason));
 
     Process piped({MIRVO_EMULATOR});
     piped.type("attach 7\nflatten 7\nattach 8");
