@@ -51,9 +51,11 @@ ReplayPlan::ReplayPlan(const Timeline& timeline, const RecordingOptions& options
                 const bool isNotify = mEntries[i].kind() == FrameKind::kNotify;
                 if (!isNotify && !isLoss(timeline.record(mEntries[i]))) break;
                 const std::string what = isNotify ? nameOf(timeline.decode(mEntries[i])) : kLost;
+                mAwaited[{header.listener, what}].insert(i);
+                // What was under way when its listener was removed need not come in time again.
+                if (live.count(place) == 0) break;
                 mLeft.insert(placeOf(i));
                 mEvents[i] = what;
-                mAwaited[{header.listener, what}].insert(i);
                 break;
             }
             default:

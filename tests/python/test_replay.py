@@ -60,14 +60,29 @@ def plain(text):
     return re.sub(r"^\[[^]]*\] | \([^()]* ms\)$", "", text, flags=re.M)
 
 
-def with_late_loss(recording):
-    """The same, but the loss is recorded half a second after the next service has answered."""
+def blocks_of(recording):
+    """The blocks of a recording, and the kind of each."""
     blocks = []
     while recording:
         size = int.from_bytes(recording[4:8], "little")
         blocks.append(bytearray(recording[:size]))
         recording = recording[size:]
     kinds = [int.from_bytes(block[62:64], "little") if block[0] == 6 else 0 for block in blocks]
+    return kinds, blocks
+
+
+def with_early_removal(recording):
+    """The same, but a listener was removed just before its event was recorded."""
+    kinds, blocks = blocks_of(recording)
+    event, removed = kinds.index(6), kinds.index(105)
+    blocks[removed][44:52] = blocks[event - 1][44:52]
+    blocks.insert(event, blocks.pop(removed))
+    return b"".join(blocks)
+
+
+def with_late_loss(recording):
+    """The same, but the loss is recorded half a second after the next service has answered."""
+    kinds, blocks = blocks_of(recording)
     lost = kinds.index(106)
     answered = kinds.index(2, kinds.index(101, lost))
     time = int.from_bytes(blocks[answered][44:52], "little") + 500_000_000
@@ -113,6 +128,14 @@ def test_plays_the_demo_in_both_directions(bench):
     late = "late --patience 60000"
     other = bench.serve(f"--replay {late} --strict", f"mirvoctl replay {late}")
     assert other.returncode == 0, other
+
+
+def test_waits_for_no_event_of_a_removed_listener(bench):
+    bench.record_event("a")
+    pathlib.Path("early").write_bytes(with_early_removal(pathlib.Path("a").read_bytes()))
+    early = "early --patience 60000"
+    other = bench.serve(f"--replay {early} --strict", f"mirvoctl replay {early}")
+    assert (other.returncode, "missed=0" in other.stdout) == (0, True), other
 
 
 def test_takes_a_recording_to_another_framework_and_back(bench):
