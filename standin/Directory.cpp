@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 
 #include "standin/Log.h"
 #include "standin/ServiceFolder.h"
@@ -14,10 +15,11 @@ namespace accessory::standin {
 
 namespace {
 
-// With a slash behind it, the name of a link would stand for what the link points at.
-std::string withoutSlash(std::string path) {
-    while (path.size() > 1 && path.back() == '/')
-        path.pop_back();
+// With "/" or "/." behind it, the name of a link would stand for what the link points at.
+std::filesystem::path nameAlone(std::filesystem::path path) {
+    const auto isBare = [&] { return path.has_filename() && path.filename() != "."; };
+    while (!isBare() && path.has_relative_path() && path.has_parent_path())
+        path = path.parent_path();
     return path;
 }
 
@@ -29,7 +31,7 @@ std::string serviceDirectory() {
 
 bool checkDirectory(const std::string& path) {
     struct stat status;
-    if (lstat(withoutSlash(path).c_str(), &status) != 0) {
+    if (lstat(nameAlone(path).c_str(), &status) != 0) {
         if (errno != ENOENT) {
             logError("cannot use %s: %s", path.c_str(), errorText(errno).c_str());
         }

@@ -76,6 +76,12 @@ TEST_F(HostTest, usesNoDirectoryThatOthersCouldEnter) {
              setenv("SERVICE_FRAMEWORK_DIR", (place + "//").c_str(), 1);
          },
          false},
+        {"a link as the folder it points at",
+         [&] {
+             fs::create_directory_symlink(mDirectory.path(), place);
+             setenv("SERVICE_FRAMEWORK_DIR", (place + "/./.").c_str(), 1);
+         },
+         false},
         {"with a slash behind it",
          [&] { setenv("SERVICE_FRAMEWORK_DIR", (place + "/").c_str(), 1); }, true},
         {"too long", [&] { setenv("SERVICE_FRAMEWORK_DIR", std::string(100, 'x').c_str(), 1); },
