@@ -130,9 +130,9 @@ TEST_F(EmulatorLoadTest, theAnswerLeavesBeforeWhatAScriptDoesNext) {
 }
 
 TEST_F(EmulatorLoadTest, aBurstReachesAClientThatReads) {
-    Process emulator({MIRVO_EMULATOR, "--quiet"});
+    const std::string script = mFolder.write("script", "ids 7\n");
+    Process emulator({MIRVO_EMULATOR, "--quiet", "--script", script, "--then-prompt"});
     emulator.waitForLine(readyLine());
-    emulator.type("ids 7");
     // Counts the events, since nobody needs to keep them.
     Process monitor({"bash", "-c",
                      "$ZRMIRVO_RUNNER \"$0\" --quiet monitor | { read -r line; echo \"$line\";"

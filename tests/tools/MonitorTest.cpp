@@ -164,13 +164,14 @@ TEST_F(MonitorTest, itFollowsTheServiceThroughALoss) {
 
 // Nobody reads what a stopped monitor gets; the service lives, and the monitor says so.
 TEST_F(MonitorTest, itTellsThatItWasCutOff) {
-    Process emulator({"bash", "-c", R"(exec $ZRMIRVO_RUNNER "$0" --quiet 2>&1)", MIRVO_EMULATOR});
+    Process emulator({"bash", "-c",
+                      R"(exec $ZRMIRVO_RUNNER "$0" --quiet --script "$1" --then-prompt 2>&1)",
+                      MIRVO_EMULATOR, mFolder.write("script", "ids 7\n")});
     const auto waitFor = [](Process& process, const std::string& part) {
         process.waitForLineThat(part,
                                 [&](const std::string& line) { return contains(line, part); });
     };
     waitFor(emulator, "ready: ");
-    emulator.type("ids 7");
     Process monitor({MIRVOCTL, "monitor", "--follow"});
     waitFor(monitor, "monitoring accessories=");
     monitor.signal(SIGSTOP);
