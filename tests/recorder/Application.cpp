@@ -13,6 +13,7 @@
 #include <thread>
 #include <vector>
 
+#include "protocol/MirvoServiceInfo.h"
 #include "protocol/ServiceFramework.h"
 
 // Applications that end, multiply or work in ways that a recording must not mind. Each prints what
@@ -160,6 +161,20 @@ int otherService() {
     return accessory::ServiceDiscoverer::self()->bindTo(info) == nullptr ? 1 : 0;
 }
 
+// What is for the framework to refuse.
+int nulls() {
+    accessory::sp<accessory::ServiceInfo> info = new accessory::MirvoServiceInfo;
+    const auto client = accessory::ServiceDiscoverer::self()->bindTo(info);
+    if (client == nullptr) return 1;
+    accessory::sp<accessory::ServiceItem> item;
+    accessory::sp<accessory::ServiceNotifyListener> listener;
+    const bool isAnswered = client->request(item) != nullptr;
+    const int set = client->setNotifyListener(listener);
+    const int removed = client->removeNotifyListener(listener);
+    printf("answered %d, set %d, removed %d\n", isAnswered, set, removed);
+    return 0;
+}
+
 }  // namespace
 
 // In a forked process, the leak checker takes what threads of the parent hold for lost.
@@ -172,6 +187,7 @@ int main(int argc, char** argv) {
     const std::string role = argc > 1 ? argv[1] : "";
     const auto number = static_cast<unsigned int>(argc > 2 ? strtoul(argv[2], nullptr, 10) : 0);
     if (role == "other-service") return otherService();
+    if (role == "nulls") return nulls();
     if (role == "no-disk") {
         // In the tests these two are files.
         if (freopen("/dev/null", "w", stdout) == nullptr) return 1;

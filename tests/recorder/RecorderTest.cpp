@@ -246,9 +246,11 @@ TEST_F(RecorderTest, anApplicationMayEndAndMultiplyAsItLikes) {
         EXPECT_EQ(count(lines(mFile), "reply"), 7u);
     }
 
+    const Result nulls = app("nulls");
     const Result forked = app("fork");
     unsetenv("LD_PRELOAD");
     expectGood(forked, app("fork").output);
+    expectGood(nulls, app("nulls").output);
     EXPECT_EQ(faults(mFile), "");
     EXPECT_EQ(count(lines(mFile), "request startup"), 2u);
     const std::string line = "a forked process does not record";
