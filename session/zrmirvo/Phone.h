@@ -172,27 +172,33 @@ public:
     }
     // Sets a feature to the bytes, which are copied.
     Pending<Status> feature(unsigned int number, ByteSpan bytes) const {
-        return status([number, data = Bytes(bytes)](ZRMirvo& phone) mutable {
+        constexpr size_t kMost = 2'147'483'647;
+        const char* fault = bytes.size() > kMost ? "a feature has more bytes than fit" : nullptr;
+        auto set = [number,
+                    data = fault == nullptr ? Bytes(bytes) : Bytes()](ZRMirvo& phone) mutable {
             return phone.setFeature(number, data.data(), static_cast<unsigned int>(data.size()));
-        });
+        };
+        return status(std::move(set), fault);
     }
 
 private:
     using Handlers = detail::PhoneState::Handlers;
 
     template <typename T, typename Call>
-    Pending<T> send(Call call) const {
-        return detail::submit<T>(std::make_shared<detail::Operation<T, Call>>(
-            mState->mSession, mState, std::move(call)));
+    Pending<T> send(Call call, const char* fault = nullptr) const {
+        return detail::submit<T>(
+            std::make_shared<detail::Operation<T, Call>>(mState->mSession, mState, std::move(call)),
+            fault);
     }
 
     // A request that makes the call `call(phone)`, which returns a status.
     template <typename Call>
-    Pending<Status> status(Call call) const {
+    Pending<Status> status(Call call, const char* fault = nullptr) const {
         return send<Status>(
             [call = std::move(call)](ZRMirvoManager& /*manager*/, ZRMirvo* phone) mutable {
                 return Status::ofResult(call(*phone));
-            });
+            },
+            fault);
     }
 
     // The same for a call that also hands over bytes.

@@ -143,6 +143,9 @@ TEST_F(SessionTest, eachEndOfARequestHasItsStatus) {
     EXPECT_EQ(found->forceLandscape(true).get().code(), Code::Failed);
     EXPECT_EQ(session.configFile(std::string("a\0b", 3)).get().code(), Code::Refused);
     EXPECT_EQ(session.bluetoothConfig(std::string(32, 'x'), 0).get().code(), Code::Refused);
+    // Unknown to the compiler, which would warn of what is not there.
+    volatile size_t tooMany = size_t{1} << 31;
+    EXPECT_EQ(found->feature(9, {"", tooMany}).get().code(), Code::Refused);
 
     // Inside dispatch() nobody can be waited for.
     bool refused = false;
