@@ -3,7 +3,6 @@
 #include <zrmirvo/ZRMirvoManager.h>
 
 #include <algorithm>
-#include <map>
 #include <memory>
 #include <string>
 #include <utility>
@@ -24,7 +23,17 @@ public:
 
     explicit Settings(SessionCore& core) : mCore(core) {}
 
-    void keep(const std::shared_ptr<Control>& setting) { mKept[setting->what()] = setting; }
+    // In the place of one that this replaces, if there is such.
+    void keep(const std::shared_ptr<Control>& setting) {
+        const auto replaced = std::find_if(mKept.begin(), mKept.end(), [&](const auto& kept) {
+            return replaces(*setting, *kept);
+        });
+        if (replaced == mKept.end()) {
+            mKept.push_back(setting);
+        } else {
+            *replaced = setting;
+        }
+    }
 
     // Takes the settings that wait at the front of the queue, so that the start sends them.
     void absorb() {
@@ -37,16 +46,19 @@ public:
         }
     }
 
-    // Sends a kept setting. Settings of this kind that were absorbed end with its status.
+    // Sends what is kept of a kind. The settings that it replaced while they were absorbed end with
+    // its status.
     void send(Control::What what, ZRMirvoManager& manager) {
-        const auto kept = mKept.find(what);
-        if (kept == mKept.end() || !mCore.undisturbed()) return;
-        const Status status = kept->second->call(manager);
-        const auto rest =
-            std::partition(mAbsorbed.begin(), mAbsorbed.end(),
-                           [what](const auto& setting) { return setting->what() != what; });
-        std::for_each(rest, mAbsorbed.end(), [&](const auto& setting) { setting->finish(status); });
-        mAbsorbed.erase(rest, mAbsorbed.end());
+        for (const std::shared_ptr<Control>& kept : mKept) {
+            if (kept->what() != what || !mCore.undisturbed()) continue;
+            const Status status = kept->call(manager);
+            const auto rest =
+                std::partition(mAbsorbed.begin(), mAbsorbed.end(),
+                               [&](const auto& setting) { return !replaces(*kept, *setting); });
+            std::for_each(rest, mAbsorbed.end(),
+                          [&](const auto& setting) { setting->finish(status); });
+            mAbsorbed.erase(rest, mAbsorbed.end());
+        }
     }
 
     // Ends the settings that the start has absorbed and not sent.
@@ -58,14 +70,22 @@ public:
     // Forgets what has been disconnected, so that it is not connected again. The empty text stands
     // for everything.
     void forget(const std::string& disconnected) {
-        const auto kept = mKept.find(Control::What::Connect);
-        if (kept == mKept.end()) return;
-        if (disconnected.empty() || disconnected == kept->second->text()) mKept.erase(kept);
+        const auto isMeant = [&](const auto& kept) {
+            return kept->what() == Control::What::Connect &&
+                   (disconnected.empty() || disconnected == kept->text());
+        };
+        mKept.erase(std::remove_if(mKept.begin(), mKept.end(), isMeant), mKept.end());
     }
 
 private:
+    // There is one setting of each kind, but several connections.
+    static bool replaces(const Control& setting, const Control& earlier) {
+        return setting.what() == earlier.what() &&
+               (setting.what() != Control::What::Connect || setting.text() == earlier.text());
+    }
+
     SessionCore& mCore;
-    std::map<Control::What, std::shared_ptr<Control>> mKept;
+    std::vector<std::shared_ptr<Control>> mKept;  // in the order in which they are sent
     std::vector<std::shared_ptr<Control>> mAbsorbed;
 };
 
