@@ -129,7 +129,8 @@ public:
     // Handlers. Each replaces the one that was set before; null removes it. A handler may replace
     // itself.
 
-    // A phone is there. Called for each phone, also for those that were there before the session.
+    // A phone is there. Called for each phone, also for those that were there before the session,
+    // of which the library can list ten.
     // Set the handlers of the phone inside this one, so that they miss nothing.
     void onPhone(std::function<void(Phone phone)> run) {
         using State = std::shared_ptr<detail::PhoneState>;
@@ -154,8 +155,9 @@ public:
     // is not said here. A request that could not be sent within Options::longestWait is dropped.
 
     // The session keeps settings and sends them at each start of the service, these two before
-    // `startup`. It keeps them whatever their status is, unless this is QueueFull, or Refused
-    // because of the text.
+    // `startup`. It keeps the last of each kind whatever its status is, unless this is QueueFull,
+    // or Refused because of the text. Of those that wait for a start only the last is sent, and the
+    // others end with its status.
     Pending<Status> configFile(std::string path) {
         return control(Control::What::ConfigFile, std::move(path));
     }
@@ -163,12 +165,14 @@ public:
     Pending<Status> bluetoothConfig(std::string text, int value) {
         return control(Control::What::BluetoothConfig, std::move(text), value);
     }
-    // Kept, too, but sent after `startup`. Code::Done means that it has been sent.
+    // Kept, too, each with another text, but sent after `startup`. Code::Done means that it has been
+    // sent.
     Pending<Status> connect(std::string argument) {
         return control(Control::What::Connect, std::move(argument));
     }
     // Ends a connection. With the text of a connect(), or with an empty one for all, the session
-    // also forgets that connect(). Code::Done means that the request has been sent.
+    // also forgets that connect(), whatever the status is. Code::Done means that the request has
+    // been sent.
     Pending<Status> disconnect(std::string argument) {
         return control(Control::What::Disconnect, std::move(argument));
     }
@@ -177,10 +181,10 @@ public:
     // recovery.
     Pending<Status> startup() { return control(Control::What::Startup); }
     // Stops the service. The session does not start it again, not even after a recovery, before the
-    // application calls startup(). Nothing is started while this request waits.
+    // application calls startup(). It starts nothing by itself while this request waits.
     Pending<Status> shutdown() { return control(Control::What::Shutdown); }
 
-    // Lists the numbers of the phones, at most ten. onPhone reports all of them.
+    // Lists the numbers of the phones, at most ten.
     Pending<Result<std::vector<unsigned int>>> ids() {
         return ask<std::vector<unsigned int>>([](ZRMirvoManager& manager) {
             std::vector<unsigned int> ids(10);

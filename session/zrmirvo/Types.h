@@ -112,7 +112,7 @@ struct SessionOptions {
     // The first pause between two attempts to reach the service. Each is twice the one before,
     // until a service has been there for `longestPause`.
     std::chrono::milliseconds firstPause{100};
-    // The longest such pause.
+    // The longest such pause, 1 ms at least.
     std::chrono::milliseconds longestPause{2000};
     // A request that could not be sent within this time is dropped.
     std::chrono::milliseconds longestWait{5000};

@@ -36,6 +36,7 @@ TEST_F(SessionTest, settingsAndPhonesComeBackWithTheService) {
     const Pending<Status> set = session.configFile("/new");
     session.bluetoothConfig("car", 1);
     session.connect("usb");
+    session.connect("wifi");
     const std::multiset<unsigned int> both{7, 8};
     for (int life = 1; life <= 2; ++life) {
         SCOPED_TRACE(life);
@@ -49,6 +50,7 @@ TEST_F(SessionTest, settingsAndPhonesComeBackWithTheService) {
         EXPECT_LT(output.find("setConfigFile path=\"/new\""), output.find("startup"));
         EXPECT_LT(output.find("setBluetoothConfig text=\"car\" value=1"), output.find("startup"));
         EXPECT_LT(output.find("startup"), output.find("connect arg=\"usb\""));
+        EXPECT_EQ(requests("connect arg="), 2u);
         mEmulator->kill();
         ASSERT_TRUE(dispatchUntil(session, [&] { return there.empty(); }));
         startEmulator("attach 7\nattach 8");
@@ -67,6 +69,7 @@ TEST_F(SessionTest, settingsAndPhonesComeBackWithTheService) {
     EXPECT_TRUE(session.startup().get());
     EXPECT_TRUE(session.ids().get());
     EXPECT_EQ(requests("connect arg=\"usb\""), 0u);
+    EXPECT_EQ(requests("connect arg=\"wifi\""), 1u);
     EXPECT_EQ(requests("connect arg=\"bt\""), 1u);
 }
 
@@ -96,6 +99,22 @@ TEST_F(SessionTest, aShutdownBeforeTheStartPreventsItUnlessItIsTooLate) {
         EXPECT_TRUE(session.startup().get());
         EXPECT_EQ(requests("startup"), starts + 1);
     }
+    // Also one that comes while the settings are sent.
+    startEmulator("once delay setConfigFile 300\nattach 7");
+    Session session("3.6");
+    session.configFile("/kept");
+    session.dispatch();
+    EXPECT_TRUE(mEmulator->waitForLine("setConfigFile path=\"/kept\" -> result=0 delay=300"));
+    EXPECT_TRUE(session.shutdown().get());
+    EXPECT_EQ(requests("startup"), 0u);
+}
+
+TEST_F(SessionTest, aRefusedShutdownStopsNothing) {
+    startEmulator("answer shutdown 9\nattach 7");
+    Session session("3.6");
+    phone(session);
+    EXPECT_EQ(session.shutdown().get().value(), 9);
+    EXPECT_TRUE(session.connect("usb").get());
 }
 
 TEST_F(SessionTest, aPhoneThatIsNotToBeHadAtOnceIsTriedAgain) {
@@ -179,12 +198,14 @@ TEST_F(SessionTest, aServiceThatCrashesAtOnceIsStartedEverLessOften) {
 }
 
 TEST_F(SessionTest, requestsDoNotWaitForTheNextAttempt) {
-    Session::Options options;
-    options.firstPause = options.longestPause = std::chrono::hours(1);
-    Session session("3.6", options);
-    session.dispatch();
-    for (int i = 0; i < 3; ++i)
-        EXPECT_EQ(session.ids().get().status.code(), Code::NoService);
+    for (const int hours : {1, 0}) {
+        Session::Options options;
+        options.firstPause = options.longestPause = std::chrono::hours(hours);
+        Session session("3.6", options);
+        session.dispatch();
+        for (int i = 0; i < 3; ++i)
+            EXPECT_EQ(session.ids().get().status.code(), Code::NoService);
+    }
 }
 
 TEST_F(SessionTest, anotherVersionIsFinal) {
@@ -214,6 +235,14 @@ TEST_F(SessionTest, aVersionThatCannotBeReadIsAskedForAgain) {
     mEmulator->type("version 3.6.9");
     EXPECT_EQ(phone(session).id(), 7u);
     EXPECT_EQ(told, (std::vector<bool>{false, true}));
+}
+
+// The session asks for the version to know why there is no manager.
+TEST_F(SessionTest, aVersionThatCanBeReadAtOnceAfterwardsIsNoOther) {
+    if (!testing_support::inProcessOfItsOwn()) return;
+    startEmulator("version x\non getVersion\nversion 3.6.9\nend\nattach 7");
+    Session session("3.6");
+    EXPECT_EQ(phone(session).id(), 7u);
 }
 
 TEST_F(SessionTest, whoBeginsBeforeTheServiceChecksNoVersion) {

@@ -110,7 +110,8 @@ private:
 
     void later() {
         using std::chrono::milliseconds;
-        const milliseconds longest = mCore->mOptions.longestPause;
+        // Without a pause, the requests would never have their turn.
+        const milliseconds longest = std::max(mCore->mOptions.longestPause, milliseconds(1));
         mAttempt = after(mPause);
         // With the maximum, a first pause of 0 grows, too.
         mPause = mPause < longest / 2 ? std::max(2 * mPause, milliseconds(1)) : longest;
@@ -129,16 +130,24 @@ private:
             seek();
         } else if (mWanted && !mStarted && !shutdownWaits()) {
             mSettings.absorb();
-            start();
+            start([this] { return shutdownWaits(); });
         } else {
             list();
         }
     }
 
     void seek() {
-        ZRMirvoManager* manager = ZRMirvoManager::GetInstance(mVersion.c_str());
-        if (manager == nullptr) return refused();
-        mManager = manager;
+        mManager = ZRMirvoManager::GetInstance(mVersion.c_str());
+        if (mManager == nullptr) {
+            // The service may have given no version that can be read, or gives one only now.
+            const ZRMirvoVersion version = ZRMirvoManager::getVersion();
+            if (version.serverMajor < 0) {
+                tellService(false);
+                return later();
+            }
+            mManager = ZRMirvoManager::GetInstance(mVersion.c_str());
+            if (mManager == nullptr) return end(version);
+        }
         mManager->RegisterCallback(&mEvents);
         unsigned int ids[10];
         unsigned int count = 0;
@@ -152,14 +161,8 @@ private:
         attempt();
     }
 
-    // GetInstance gave no manager. Either the versions do not fit, or there is none yet because the
-    // service has given no version that can be read.
-    void refused() {
-        const ZRMirvoVersion version = ZRMirvoManager::getVersion();
-        if (version.serverMajor < 0) {
-            tellService(false);
-            return later();
-        }
+    // The library knows the version of the service, and it does not fit.
+    void end(const ZRMirvoVersion& version) {
         SessionCore* core = mCore.get();
         post([core, version] { core->mHandlers.versionMismatch(version); });
         mCore->end(SessionCore::Fate::VersionMismatch);
@@ -175,12 +178,14 @@ private:
         });
     }
 
-    // Sends the settings before startup, startup itself, and connect after it.
-    Status start() {
+    // Sends the settings before startup, startup itself unless it is not wanted any more, and
+    // connect after it.
+    template <typename Unwanted>
+    Status start(Unwanted unwanted) {
         mSettings.send(Control::What::ConfigFile, *mManager);
         mSettings.send(Control::What::BluetoothConfig, *mManager);
         Status status(Status::Code::Failed);
-        if (mCore->undisturbed()) status = Status::ofResult(mManager->startup());
+        if (mCore->undisturbed() && !unwanted()) status = Status::ofResult(mManager->startup());
         mStarted = static_cast<bool>(status);
         if (mStarted) {
             mSettings.send(Control::What::Connect, *mManager);
@@ -269,6 +274,9 @@ private:
         if (control != nullptr && control->setting()) {
             mSettings.keep(std::static_pointer_cast<Control>(request));
         }
+        if (control != nullptr && control->what() == Control::What::Disconnect) {
+            mSettings.forget(control->text());
+        }
         const PhoneState* phone = request->phone();
         if (phone != nullptr && phone->mInstance == nullptr) {
             request->refuse(Status(Code::Gone));
@@ -289,14 +297,14 @@ private:
         using What = Control::What;
         const What what = control.what();
         if (what == What::Startup || what == What::Shutdown) mWanted = what == What::Startup;
-        if (what == What::Disconnect) mSettings.forget(control.text());
         if (mManager == nullptr) return Status(Status::Code::NoService);
-        if (what == What::Startup) return start();
+        if (what == What::Startup) return start([] { return false; });
         if (what == What::Connect && !mStarted) {
             return Status(Status::Code::Refused, Settings::kKept);
         }
-        if (what == What::Shutdown) mStarted = false;
-        return control.call(*mManager);
+        const Status status = control.call(*mManager);
+        if (what == What::Shutdown && status) mStarted = false;
+        return status;
     }
 
     const std::shared_ptr<SessionCore> mCore;
