@@ -7,7 +7,7 @@ from typing import Any, List, Optional, Sequence, Union
 
 from .connection import NO_SERVICE, Connection, no_service
 from .errors import ToolEnded
-from .process import Json, Tools
+from .process import SHOWN, Json, Tools
 
 
 @dataclass(frozen=True)
@@ -29,11 +29,15 @@ class Result:
         return self.values[name]
 
 
+# What mirvoctl takes for blanks between words.
+_BLANKS = " \t\r\v\f"
+
+
 def _word(value: object) -> str:
     text = str(value)
     if '"' in text or "\n" in text:
         raise ValueError(f"mirvoctl cannot be given a quote or an end of line: {text!r}")
-    return f'"{text}"' if text == "" or any(c in text for c in " #\t") else text
+    return f'"{text}"' if text == "" or any(c in text for c in _BLANKS + "#") else text
 
 
 def _on(flag: bool) -> str:
@@ -58,6 +62,9 @@ class Ctl(Connection):
         super().__init__(tools, environment, [*arguments, "shell"])
         self._results: List[Result] = []
 
+    def _started(self) -> None:
+        self._results = []
+
     def _receive(self, value: Json) -> None:
         if "event" in value:
             return
@@ -77,14 +84,16 @@ class Ctl(Connection):
 
         Raises NoService or WrongVersion when there is no service, or none that fits.
         """
-        before = len(self._results)
-        self.process.write(line)
+        if line.lstrip(_BLANKS)[:1] in ("", "#"):
+            raise ValueError(f"mirvoctl is given no command: {line!r}")
+        # Each line has one result, also a line whose result nobody has waited for to the end.
+        number = self.process.write(line)
         result = self.process.wait_until(
-            lambda: self._results[before] if len(self._results) > before else None,
+            lambda: self._results[number - 1] if len(self._results) >= number else None,
             within,
         )
         if result is None:
-            raise ToolEnded(f"mirvoctl does not answer in {within} s: {line}")
+            raise ToolEnded(f"mirvoctl does not answer in {within} s: {line[:SHOWN]}")
         if result.exit == NO_SERVICE:
             raise no_service(result.error or "")
         return result

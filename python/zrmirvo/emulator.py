@@ -12,7 +12,7 @@ from .application import Application
 from .commands import Commands, at
 from .errors import Refused, ToolEnded
 from .expecting import Growing, Request
-from .process import PATIENCE, Json, JsonProcess, Tools
+from .process import PATIENCE, SHOWN, Json, JsonProcess, Tools
 from .supervisor import Supervisor
 
 # The exit status when a script or a command expected something that did not come.
@@ -61,10 +61,9 @@ class Emulator(Commands):
         self._script = script
         self._requests: Growing[Request] = Growing(lambda request: request.operation)
         self._process: Optional[JsonProcess] = None
-        # About the process that runs now: its first line, the number of lines that it was given,
-        # and the outcome of each line by its number.
+        # About the process that runs now: its first line, and the outcome of each line that it was
+        # given, by its number.
         self._ready: Optional[Json] = None
-        self._lines = 0
         self._outcomes: dict[int, Json] = {}
         self._clients: List[Json] = []
         self._applications: List[Application] = []
@@ -116,7 +115,6 @@ class Emulator(Commands):
             arguments += ["--script", self._script_file(self._script), "--then-prompt"]
         command = self._tools.fitting("mirvo-emulator", *arguments)
         self._ready = None
-        self._lines = 0
         self._outcomes = {}
         self._process = JsonProcess(
             command, self._tools.environment, self._receive, self._why_ended
@@ -220,13 +218,10 @@ class Emulator(Commands):
         Raises Refused when it is not understood, and an AssertionError when it is an expectation
         that is not met.
         """
-        for line in lines:
-            self.process.write(line)
-        self._lines += len(lines)
-        number = self._lines
+        number = self.process.write(*lines)
         outcome = self.process.wait_until(lambda: self._outcomes.get(number), within)
         if outcome is None:
-            raise Refused(f"the emulator has not done in {within} s: {lines[0]}")
+            raise Refused(f"the emulator has not done in {within} s: {lines[0][:SHOWN]}")
         # A wrong line of a block has an outcome of its own.
         for line_number in range(number - len(lines) + 1, number + 1):
             outcome = self._outcomes.get(line_number, outcome)

@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import json
 import os
+import queue
 import re
 import shlex
 import shutil
@@ -28,8 +29,8 @@ PATIENCE = 10.0
 # The status of ssh when it has none of the program.
 SSH_FAILED = 255
 
-# How many bytes are shown of a line that is not JSON.
-_SHOWN = 300
+# How much is shown of a line, which may be long.
+SHOWN = 300
 
 # The longest time, in seconds, for a command that only answers a question, even on a slow target.
 _LONGEST_RUN = 60.0
@@ -143,7 +144,7 @@ class JsonProcess:
     """A process that prints one JSON object a line, and reads lines.
 
     A thread reads what the process prints. Others wait for that thread without polling, and never
-    longer than a limit.
+    longer than a limit. A second thread writes, since a process that hangs does not read.
     """
 
     def __init__(
@@ -174,6 +175,9 @@ class JsonProcess:
             subprocess.PIPE,
             self._errors,
         )
+        self._given: "queue.SimpleQueue[Optional[bytes]]" = queue.SimpleQueue()
+        self._lines_given = 0
+        threading.Thread(target=self._write, daemon=True).start()
         self._reader = threading.Thread(target=self._read, daemon=True)
         self._reader.start()
 
@@ -204,7 +208,7 @@ class JsonProcess:
                         raise ValueError
                     self._receive(value)
                 except Exception:  # JSON of another program fails in many ways.
-                    text = line[:_SHOWN].decode(errors="replace").rstrip()
+                    text = line[:SHOWN].decode(errors="replace").rstrip()
                     self._failure = NotJson(
                         f"{self._name()} printed what is no JSON of its: {text}"
                     )
@@ -252,16 +256,33 @@ class JsonProcess:
         text = f"{self._name()} {how_ended(status)}:\n{self.errors}".rstrip(":\n")
         return self._error_of(status, self.errors) or ToolEnded(text)
 
-    def write(self, line: str) -> None:
-        """Gives the process a line. Raises ToolEnded when it does not read any more."""
+    def _write(self) -> None:
         assert self._child.stdin is not None
-        if "\n" in line:
-            raise ValueError(f"a command is one line: {line!r}")
         try:
-            self._child.stdin.write(line.encode() + b"\n")
-            self._child.stdin.flush()
+            with self._child.stdin as pipe:
+                for lines in iter(self._given.get, None):
+                    pipe.write(lines)
+                    pipe.flush()
         except BrokenPipeError:
-            raise self._end_error() from None
+            # Those who wait for the outcome of a line learn how the process has ended.
+            pass
+
+    def write(self, *lines: str) -> int:
+        """Gives the process lines, and does not wait until it has read them.
+
+        Returns the number of the last line, counted from 1. Raises ToolEnded when the process has
+        ended.
+        """
+        for line in lines:
+            if "\n" in line:
+                raise ValueError(f"a command is one line: {line!r}")
+        encoded = b"".join(line.encode() + b"\n" for line in lines)
+        if self._child.poll() is not None:
+            raise self._end_error()
+        with self._changed:
+            self._lines_given += len(lines)
+            self._given.put(encoded)
+            return self._lines_given
 
     def signal(self, number: int) -> None:
         """Sends a signal to the process. Does nothing when it has ended."""
@@ -286,11 +307,8 @@ class JsonProcess:
 
     def close(self, within: float = PATIENCE) -> int:
         """Ends the process, by force if it does not end by itself. Returns its exit status."""
-        assert self._child.stdin is not None and self._child.stdout is not None
-        try:
-            self._child.stdin.close()
-        except BrokenPipeError:
-            pass
+        assert self._child.stdout is not None
+        self._given.put(None)
         status = self._supervisor.end(self._child, within)
         self._reader.join(within)
         self._child.stdout.close()

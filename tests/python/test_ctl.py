@@ -9,6 +9,7 @@ MANAGER = [
     (lambda c: c.startup(), "startup", {}),
     (lambda c: c.shutdown(), "shutdown", {}),
     (lambda c: c.connect("-a # b"), "connect", {"arg": "-a # b"}),
+    (lambda c: c.connect("a\r\v\fb"), "connect", {"arg": "a\r\v\fb"}),
     (lambda c: c.disconnect(), "disconnect", {"arg": ""}),
     (lambda c: c.config_file("/etc/a b"), "setConfigFile", {"path": "/etc/a b"}),
     (
@@ -71,6 +72,19 @@ def test_says_what_went_wrong(mirvoctl):
     assert "9" in refused.error
     misspelt = mirvoctl.command("flatten")
     assert (misspelt.operation, misspelt.exit) == (None, 2)
+
+
+def test_gives_each_call_its_own_result(emulator, mirvoctl):
+    emulator.once.delay("startup", 0.2)
+    with pytest.raises(zrmirvo.ToolEnded, match="does not answer in 0.05 s: startup"):
+        mirvoctl.command("startup", within=0.05)
+    with pytest.raises(ValueError, match="is given no command"):
+        mirvoctl.command(" \f# no command")
+    mirvoctl.process.write("startup")
+    assert mirvoctl.ids()["ids"] == []
+    mirvoctl.close()
+    with mirvoctl:
+        assert mirvoctl.versions().operation == "getVersion"
 
 
 def test_monitor_shows_and_waits(emulator, monitor):

@@ -190,9 +190,20 @@ def test_refuses_what_it_does_not_understand(emulator):
     ):
         with pytest.raises(zrmirvo.Refused, match=sentence):
             emulator.command(*commands)
-    with pytest.raises(ValueError):
-        emulator.version('3"')
+    for wrong in (lambda: emulator.version('3"'), lambda: emulator.on("startup", "ids 7\nids")):
+        with pytest.raises(ValueError):
+            wrong()
     emulator.attach(7)
+
+
+def test_waits_no_longer_than_its_limit_for_a_service_that_hangs(emulator):
+    emulator.attach(7)
+    emulator.hang()
+    # It has more bytes than a pipe holds.
+    with pytest.raises(zrmirvo.Refused, match="has not done in 0.05 s: hid 7 0{294}$"):
+        emulator.command("hid 7 " + "00" * 100000, within=0.05)
+    emulator.resume()
+    emulator.attach(8)
 
 
 def test_runs_a_script(zrmirvo_tools):
