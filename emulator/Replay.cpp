@@ -42,6 +42,10 @@ Replay::Replay(const Options& options)
             mPending.insert({life, place});
             if (mLives[life].answers(mTimeline, place)) mPending.insert({life, *entry.other});
         }
+        for (const size_t place : mLives[life].late) {
+            const auto item = recording::itemOf(mTimeline.record(mTimeline.entries()[place]));
+            if (item != nullptr) mRequests[keyOf(identify(*item), *item)].late.insert(life);
+        }
     }
 }
 
@@ -49,10 +53,22 @@ std::string Replay::keyOf(const Request& request, accessory::ServiceItem& item) 
     return shown(request, mComparison(argumentsOf(item)));
 }
 
-std::optional<Replay::Answer> Replay::take(const Request& request, accessory::ServiceItem& item) {
+// A request that came after the loss in the recording may come before it now, or while a binding
+// does not know of it yet. It has no answer here, either.
+std::optional<Replay::Answer> Replay::lateAnswer(const Equal& equal) {
+    const bool left = equal.used < equal.places.size();
+    if (left && equal.places[equal.used].first == mServed) return std::nullopt;
+    const bool silent = equal.late.count(mServed) > 0;
+    if (!silent && !equal.places.empty()) return std::nullopt;
+    return Answer{nullptr, silent, 0, std::nullopt};
+}
+
+std::optional<Replay::Answer> Replay::take(const Request& request, accessory::ServiceItem& item,
+                                           uint32_t connection) {
     const std::string key = keyOf(request, item);
     const AutoMutex lock(mLock);
     if (!mLastTime) mLastTime = Clock::now();
+    if (connection <= mLostConnection) return Answer{nullptr, true, 0, std::nullopt};
     const auto found = mRequests.find(key);
     if (found == mRequests.end()) {
         ++mOtherwise;
@@ -62,6 +78,7 @@ std::optional<Replay::Answer> Replay::take(const Request& request, accessory::Se
         return std::nullopt;
     }
     Equal& equal = found->second;
+    if (const auto late = lateAnswer(equal)) return late;
     const bool again = equal.used == equal.places.size();
     const Place place = again ? equal.places.back() : equal.places[equal.used++];
     ++(again ? mAgain : mAsked);
@@ -72,7 +89,7 @@ std::optional<Replay::Answer> Replay::take(const Request& request, accessory::Se
     const Life& life = mLives[place.first];
     Answer answer;
     if (!life.answers(mTimeline, place.second)) {
-        answer.silent = life.loss.has_value();
+        answer.silent = life.loss.has_value() && place.first >= mServed;
         return answer;
     }
     const auto& end = mTimeline.entries()[*entry.other];
@@ -191,13 +208,20 @@ void Replay::sendEvents(Run& run, size_t life) {
 // To the clients it is the same whether the service has died or has closed their connections.
 void Replay::loseClients(Run& run, size_t life) {
     std::set<pid_t> processes;
-    for (const auto& connection : run.service.connections())
+    const auto connections = run.service.connections();
+    {
+        const AutoMutex lock(mLock);
+        // A client that is quick meets the next life as soon as it has been dropped.
+        mServed = life + 1;
+        for (const auto& connection : connections)
+            mLostConnection = std::max(mLostConnection, connection.number);
+        // No request of this life can come any more.
+        mPending.erase(mPending.begin(), mPending.lower_bound({mServed, 0}));
+    }
+    for (const auto& connection : connections)
         processes.insert(connection.process);
     for (const pid_t process : processes)
         run.service.drop(process);
-    // No request of this life can come any more.
-    const AutoMutex lock(mLock);
-    mPending.erase(mPending.begin(), mPending.lower_bound({life + 1, 0}));
 }
 
 Json Replay::summary() {

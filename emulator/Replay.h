@@ -51,9 +51,11 @@ public:
         uint32_t delayMs = 0;
         std::optional<Place> end;  // of the recorded answer, when this is the first use of it
     };
-    // Takes the recorded answer to an equal request: the earliest that has not been used, or else
-    // the last. Nothing when none is equal, for which --strict ends the replay. Thread-safe.
-    std::optional<Answer> take(const Request& request, accessory::ServiceItem& item);
+    // Takes the recorded answer to an equal request, which came from a connection of the host's:
+    // the earliest that has not been used, or else the last. Nothing when none is equal, for which
+    // --strict ends the replay. Thread-safe.
+    std::optional<Answer> take(const Request& request, accessory::ServiceItem& item,
+                               uint32_t connection);
     // The answer has left. Thread-safe.
     void settled(const Answer& answer);
 
@@ -74,6 +76,7 @@ private:
     struct Equal {
         std::vector<Place> places;
         size_t used = 0;
+        std::set<size_t> late;  // the lives that were asked this after their loss
     };
 
     std::string keyOf(const Request& request, accessory::ServiceItem& item) const;
@@ -81,6 +84,7 @@ private:
     void loseClients(Run& run, size_t life);
     bool awaitPlace(Run& run, const Place& place);
     bool allBefore(const Place& place);
+    std::optional<Answer> lateAnswer(const Equal& equal) REQUIRES(mLock);
     std::string missing() REQUIRES(mLock);
 
     const Options mOptions;
@@ -92,6 +96,9 @@ private:
     // The recorded requests by what they ask, in the order of the file.
     std::map<std::string, Equal> mRequests GUARDED_BY(mLock);
     std::map<Place, std::string> mUnused GUARDED_BY(mLock);
+    // The life that the clients meet, and the last connection of those before it.
+    size_t mServed GUARDED_BY(mLock) = 0;
+    uint32_t mLostConnection GUARDED_BY(mLock) = 0;
     // The requests that have not come, and the answers that have not left.
     std::set<Place> mPending GUARDED_BY(mLock);
     // The last entry that has happened, and when. Nothing before the first.

@@ -113,7 +113,7 @@ Reply Service::handle(HostRequest& hostRequest) {
     Reply reply;
     uint64_t number = 0;
     std::optional<Replay::Answer> recorded;
-    if (mReplay != nullptr) recorded = mReplay->take(request, item);
+    if (mReplay != nullptr) recorded = mReplay->take(request, item, hostRequest.connection);
     {
         AutoMutex lock(mLock);
         if (recorded) {

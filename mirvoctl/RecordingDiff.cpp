@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <map>
+#include <set>
 #include <tuple>
 
 #include "mirvoctl/Recordings.h"
@@ -52,6 +53,25 @@ Happening requestOf(const Timeline& timeline, const Timeline::Entry& entry,
             timeline.since(entry)};
 }
 
+bool hasReply(const Timeline& timeline, size_t request) {
+    const auto& other = timeline.entries()[request].other;
+    return other && timeline.entries()[*other].kind() == FrameKind::kReply;
+}
+
+// The requests of a life without those that got no reply because the service was lost. How many
+// these are, until the application knows of the loss, is chance.
+std::vector<size_t> requestsOf(const Timeline& timeline, const recording::Life& life) {
+    if (!life.loss) return life.requests;
+    std::vector<size_t> requests;
+    std::set<uint32_t> replied;  // the bindings that had a reply afterwards
+    for (auto place = life.requests.rbegin(); place != life.requests.rend(); ++place) {
+        const uint32_t binding = timeline.entries()[*place].header.binding;
+        if (hasReply(timeline, *place)) replied.insert(binding);
+        if (replied.count(binding) > 0) requests.push_back(*place);
+    }
+    return requests;
+}
+
 Streams streamsOf(const Timeline& timeline, const Comparison& comparison) {
     const std::vector<recording::Life> lives = recording::livesOf(timeline);
     const auto& entries = timeline.entries();
@@ -59,10 +79,11 @@ Streams streamsOf(const Timeline& timeline, const Comparison& comparison) {
     std::map<std::pair<Accessory, uint32_t>, size_t> threads;
     std::map<Accessory, size_t> threadCounts;
     Streams streams;
-    // How often an application asks a service that is lost, until it knows of that, is chance.
     std::vector<size_t> requests;
-    for (const recording::Life& life : lives)
-        requests.insert(requests.end(), life.requests.begin(), life.requests.end());
+    for (const recording::Life& life : lives) {
+        const std::vector<size_t> ofLife = requestsOf(timeline, life);
+        requests.insert(requests.end(), ofLife.begin(), ofLife.end());
+    }
     std::sort(requests.begin(), requests.end());
     for (const size_t place : requests) {
         const Timeline::Entry& entry = entries[place];
@@ -82,7 +103,7 @@ Streams streamsOf(const Timeline& timeline, const Comparison& comparison) {
         // Who has had no answer may let go of the service before it is told of the loss.
         const bool answered =
             std::any_of(life.requests.begin(), life.requests.end(),
-                        [&](const size_t place) { return life.answers(timeline, place); });
+                        [&](const size_t place) { return hasReply(timeline, place); });
         if (!life.loss || !(answered || !life.events.empty())) continue;
         streams[{std::nullopt, 0}].push_back({"lost", "", timeline.since(entries[*life.loss])});
     }

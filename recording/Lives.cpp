@@ -93,8 +93,12 @@ public:
         endAt(mTimeline.entries().size() - 1);
         std::vector<Life> lives;
         for (auto& [life, events] : mAll) {
-            if (!life.loss || !life.requests.empty() || !life.events.empty())
+            if (!life.loss || !life.requests.empty() || !life.events.empty()) {
                 lives.push_back(std::move(life));
+            } else if (!lives.empty()) {
+                auto& late = lives.back().late;
+                late.insert(late.end(), life.late.begin(), life.late.end());
+            }
         }
         return lives;
     }
@@ -126,7 +130,7 @@ private:
     }
 
     static void addRequest(Life& life, size_t place) {
-        if (!life.loss) life.requests.push_back(place);
+        (life.loss ? life.late : life.requests).push_back(place);
     }
 
     static void addEvent(Found& found, size_t place, const Record& record) {

@@ -20,6 +20,8 @@ struct Life {
     std::optional<size_t> loss;
     // Without what was asked after the loss.
     std::vector<size_t> requests;
+    // What was asked after the loss, in vain, before the application asked the next service.
+    std::vector<size_t> late;
     // Every listener has a record of each event. This has the first of these records only.
     std::vector<size_t> events;
     // The bindings that were made to it.
@@ -32,7 +34,7 @@ struct Life {
 
 // An application that looks for the next service may still reach the one that is about to end. So a
 // service that was asked nothing and sent nothing before it was lost has no life, and its bindings
-// belong to none. Nor does a request to a service that was lost already.
+// belong to none. What it was asked afterwards came late for the life before.
 std::vector<Life> livesOf(const Timeline& timeline);
 
 }  // namespace recording

@@ -96,6 +96,22 @@ def with_late_loss(recording):
     return b"".join(blocks[:lost] + between + late + blocks[answered + 1 :])
 
 
+def with_loss_before_last_request(recording):
+    """The same, but the service was lost before that, half a second after the other requests."""
+    kinds, blocks = blocks_of(recording)
+    last = len(kinds) - 1 - kinds[::-1].index(1)
+    time = int.from_bytes(blocks[last][44:52], "little") + 500_000_000
+    lost = blocks[kinds.index(104)][:80] + (2).to_bytes(4, "little")
+    lost += (len(lost) + 4).to_bytes(4, "little")
+    for place, value in ((4, len(lost)), (20, 56), (24, 56), (62, 106 + (0xFFFF << 16)), (66, 0xFFFF), (72, 4)):
+        lost[place : place + 4] = value.to_bytes(4, "little")
+    # There was no reply to the request.
+    blocks[last + 1][62:64] = (3).to_bytes(2, "little")
+    for block in (lost, *blocks[last:]):
+        block[44:52] = time.to_bytes(8, "little")
+    return b"".join(blocks[:last] + [lost] + blocks[last:])
+
+
 @pytest.fixture
 def bench(zrmirvo_tools, monkeypatch):
     with tempfile.TemporaryDirectory(dir="/tmp") as folder:
@@ -128,6 +144,17 @@ def test_plays_the_demo_in_both_directions(bench):
     late = "late --patience 60000"
     other = bench.serve(f"--replay {late} --strict", f"mirvoctl replay {late}")
     assert other.returncode == 0, other
+
+
+def test_answers_nothing_after_the_loss(bench):
+    # The application is quicker than when it was recorded, so its last request comes before it.
+    bench.record("ids 7", "a", "mirvoctl device 7 key menu")
+    recording = pathlib.Path("a").read_bytes()
+    pathlib.Path("lost").write_bytes(with_loss_before_last_request(recording))
+    again = bench.serve("--replay lost --strict", "mirvoctl device 7 key menu")
+    assert "asked=5 again=0 otherwise=0 missing=0" in again.stdout, again
+    assert (again.returncode, again.stdout.count("ok")) == (1, 1), again
+    assert bench.serve("--replay lost --strict", "mirvoctl replay lost").returncode == 0
 
 
 def test_waits_for_no_event_of_a_removed_listener(bench):

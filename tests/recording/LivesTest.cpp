@@ -70,7 +70,7 @@ Timeline timelineOf(const std::string& words) {
 }
 
 // Each life with the bindings of its requests, "!" behind those that were not answered, the events,
-// and "lost".
+// and "lost" with the bindings of those that came after the loss.
 std::string livesIn(const std::string& words) {
     const Timeline timeline = timelineOf(words);
     std::string text;
@@ -85,7 +85,10 @@ std::string livesIn(const std::string& words) {
             const Record record = timeline.record(timeline.entries()[place]);
             text.append(reinterpret_cast<const char*>(record.content), record.size);
         }
-        text += life.loss ? " lost]" : "]";
+        text += life.loss ? " lost" : "";
+        for (const size_t place : life.late)
+            text += std::to_string(timeline.entries()[place].header.binding);
+        text += "]";
     }
     return text;
 }
@@ -105,17 +108,17 @@ TEST(LivesTest, whatWasRecordedBelongsToALifeOfTheService) {
         {"B1 S1 B2 S2 e1x R2 e2x", "[ x]"},
         // The answer and the event were on their way to other threads when the service was lost.
         {"B1 S1 B2 S2 q2 L1 a2 e2x B3 q3 a3 e2y L2", "[2 xy lost][3 ]"},
-        {"B1 S1 q1 L1 n1 q1 n1", "[1!  lost]"},
+        {"B1 S1 q1 L1 n1 q1 n1", "[1!  lost1]"},
         {"B1 q1 n1", "[1 ]"},
         {"B1 q1", "[1! ]"},
         // Each listener is told of the loss, the last when the next life has begun. The old binding
         // is asked in vain.
-        {"B1 S1 B2 S2 q1 a1 L1 B3 S3 q2 n2 q3 a3 L2 q3 a3", "[1  lost][33 ]"},
+        {"B1 S1 B2 S2 q1 a1 L1 B3 S3 q2 n2 q3 a3 L2 q3 a3", "[1  lost2][33 ]"},
         // It was reached again when it was about to be gone.
-        {"B1 S1 q1 a1 L1 B2 S2 L2 q2 n2 B3 q3 a3", "[1  lost][3 ]"},
+        {"B1 S1 q1 a1 L1 B2 S2 L2 q2 n2 B3 q3 a3", "[1  lost2][3 ]"},
         {"B1 S1 q1 a1 L1 B2 S2 q2 L2 n2 B3 q3 a3", "[1  lost][2!  lost][3 ]"},
         // It was bound to anew before the thread that was told of the loss had a record of it.
-        {"B1 S1 q1 a1 B2 S2 q2 a2 e2x L1 q1 n1 q2 a2 B3 q3 a3", "[1  lost][223 x]"},
+        {"B1 S1 q1 a1 B2 S2 q2 a2 e2x L1 q1 n1 q2 a2 B3 q3 a3", "[1  lost1][223 x]"},
         {"B1 S1 q1 a1 B2 S2 q2 a2 L1 L2 B3 q3 a3 P B1 q1 a1 B2 q2 a2", "[12  lost][3 ][12 ]"},
         // A record of the binding was lost in a gap.
         {"q1 a1 e2x", "[1 x]"},
