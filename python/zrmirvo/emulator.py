@@ -2,7 +2,9 @@
 
 from __future__ import annotations
 
+import collections
 import os
+import re
 import secrets
 import signal
 import tempfile
@@ -54,10 +56,9 @@ class Emulator(Commands):
         self._tools = tools or Tools()
         self._own_folder = folder is None
         self.folder = folder or os.path.join(_place(self._tools), f"zrmirvo-{secrets.token_hex(8)}")
-        self._arguments = ["--json", "--keep-going", "--dir", self.folder, *arguments]
+        # The last of the other arguments may be a program.
+        self._arguments = list(arguments)
         self._replay = replay
-        if replay is not None:
-            self._arguments += ["--replay", replay]
         self._script = script
         self._requests: Growing[Request] = Growing(lambda request: request.operation)
         self._process: Optional[JsonProcess] = None
@@ -65,6 +66,10 @@ class Emulator(Commands):
         # given, by its number.
         self._ready: Optional[Json] = None
         self._outcomes: dict[int, Json] = {}
+        # How many requests `wait-for` has taken, by what it has named.
+        self._taken: collections.Counter[str] = collections.Counter()
+        # Why script, replay or limit were not met, also those of a process that has ended.
+        self._unmet: Optional[str] = None
         self._clients: List[Json] = []
         self._applications: List[Application] = []
 
@@ -81,13 +86,10 @@ class Emulator(Commands):
         return self
 
     def __exit__(self, kind: object, error: object, trace: object) -> None:
-        # A script that is not met ends the service. A replay is judged when the service ends.
-        unmet = self._script is not None and self.process.returncode == _NOT_MET
-        process = self.process
+        # What its last lines say counts, too.
         self._clear_up()
-        unmet = unmet or self._replay is not None and process.returncode == _NOT_MET
-        if error is None and unmet:
-            raise AssertionError(process.errors)
+        if error is None and self._unmet is not None:
+            raise AssertionError(self._unmet)
 
     def _clear_up(self) -> None:
         self._end()
@@ -110,12 +112,15 @@ class Emulator(Commands):
 
     def start(self) -> None:
         """Starts the service and returns when clients can find it."""
-        arguments = list(self._arguments)
+        arguments = ["--json", "--keep-going", "--dir", self.folder]
+        if self._replay is not None:
+            arguments += ["--replay", self._replay]
         if self._script is not None:
             arguments += ["--script", self._script_file(self._script), "--then-prompt"]
-        command = self._tools.fitting("mirvo-emulator", *arguments)
+        command = self._tools.fitting("mirvo-emulator", *arguments, *self._arguments)
         self._ready = None
         self._outcomes = {}
+        self._taken.clear()
         self._process = JsonProcess(
             command, self._tools.environment, self._receive, self._why_ended
         )
@@ -152,10 +157,19 @@ class Emulator(Commands):
         elif "clients" in value:
             self._clients = value["clients"]
         elif "ok" in value:
-            # The outcome of a command in a script names the script's file instead.
-            place, _, number = value.get("place", "").rpartition(":")
-            if place == "<stdin>":
-                self._outcomes[int(number)] = value
+            self._receive_outcome(value)
+
+    def _receive_outcome(self, value: Json) -> None:
+        # The outcome of a command in a script names the script's file instead, and that of a replay
+        # or of a limit no place.
+        place, _, number = value.get("place", "").rpartition(":")
+        if place == "<stdin>":
+            self._outcomes[int(number)] = value
+            waited = re.match(r"wait-for (\S+)(?: (\d+))?", value["command"])
+            if waited and value["ok"]:
+                self._taken[waited[1]] += int(waited[2] or 1)
+        elif value["exit"] == _NOT_MET:
+            self._unmet = f"{value['place']}: {value['error']}" if place else value["error"]
 
     @staticmethod
     def _why_ended(status: int, errors: str) -> Optional[Exception]:
@@ -292,7 +306,14 @@ class Emulator(Commands):
         """
         wanted = at(operation, accessory)
         limit = round(within * 1000)
+        # The emulator counts each request for one `wait-for` only.
+        taken = self._taken[wanted]
+        if taken >= count:
+            return
         try:
-            self.command(f"wait-for {wanted} {count} within {limit}", within=within + PATIENCE)
+            self.command(
+                f"wait-for {wanted} {count - taken} within {limit}", within=within + PATIENCE
+            )
         except AssertionError as failure:
-            raise AssertionError(f"{failure}; {self._requests.last()}") from None
+            before = f"; {taken} had come before" if taken else ""
+            raise AssertionError(f"{failure}{before}; {self._requests.last()}") from None

@@ -111,6 +111,14 @@ def test_waits_for_requests_that_were_answered(emulator, mirvoctl):
         emulator.wait_for("startup", within=0.05)
     mirvoctl.startup()
     emulator.wait_for("startup")
+    mirvoctl.startup()
+    for count in (1, 2, 2):
+        emulator.wait_for("startup", count)
+    with pytest.raises(AssertionError, match="instead of 1 .*; 2 had come before; the last"):
+        emulator.wait_for("startup", 3, within=0.05)
+    emulator.restart()
+    with pytest.raises(AssertionError, match="came 0 times instead of 1 "):
+        emulator.wait_for("startup", within=0.05)
 
 
 def test_reacts_before_the_next_request(emulator, mirvoctl, monitor, lines):
@@ -206,13 +214,27 @@ def test_waits_no_longer_than_its_limit_for_a_service_that_hangs(emulator):
     emulator.attach(8)
 
 
-def test_runs_a_script(zrmirvo_tools):
+def test_runs_a_script(zrmirvo_tools, lines):
     script = "ids 7\nexpect startup within 10000\n"
     with zrmirvo.Emulator(zrmirvo_tools, script=script) as emulator:
         with zrmirvo.Ctl(zrmirvo_tools, environment=emulator.environment) as mirvoctl:
             assert mirvoctl.startup().ok
             emulator.wait_for_script()
             assert mirvoctl.ids()["ids"] == [7]
+            # This is a matter of the test, not of the script.
+            with pytest.raises(AssertionError):
+                emulator.wait_for("shutdown", within=0.05)
+    # One that still waits has been ended by the test.
+    with zrmirvo.Emulator(zrmirvo_tools, script=script):
+        pass
+    with pytest.raises(AssertionError, match="script:1: expected startup"):
+        # The program holds up the end that follows the failure.
+        program = ["--", "sh", "-c", "trap 'sleep 0.3; exit' TERM; while :; do sleep 0.02; done"]
+        script = "expect startup within 100\n\n"
+        with zrmirvo.Emulator(zrmirvo_tools, script=script, arguments=program) as emulator:
+            printed = lines["mirvo-emulator"]
+            emulator.process.wait_until(lambda: printed[-1].get("exit"))
+            assert emulator.process.returncode is None
     with pytest.raises(AssertionError, match="script:1: expected startup, but after [0-9]+ ms"):
         with zrmirvo.Emulator(zrmirvo_tools, script="expect startup within 50\n\n") as emulator:
             emulator.process.wait()
