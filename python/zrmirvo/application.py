@@ -11,7 +11,7 @@ from typing import Callable, List, Mapping, Optional, Sequence
 
 from .errors import ToolEnded
 from .process import PATIENCE, SSH_FAILED, Tools, how_ended
-from .supervisor import Supervisor
+from .supervisor import Child, Supervisor
 
 # What the sanitizers print before they describe a finding.
 _SANITIZERS = (
@@ -22,15 +22,7 @@ _SANITIZERS = (
     "WARNING: ThreadSanitizer",
     ": runtime error: ",
 )
-_CRASHES = (
-    signal.SIGSEGV,
-    signal.SIGABRT,
-    signal.SIGBUS,
-    signal.SIGILL,
-    signal.SIGFPE,
-    signal.SIGTRAP,
-    signal.SIGSYS,
-)
+_SIGNALS = {each.value: each.name for each in signal.Signals}
 
 
 class Application:
@@ -50,10 +42,9 @@ class Application:
         tools = (tools or Tools()).with_environment(**(environment or {}))
         self.command = tools.command(*command)
         self._behind_prefix = bool(tools.prefix)
-        self._was_stopped = False
         self._environment = {**os.environ, **tools.environment}
         self._supervisor = Supervisor.of_process()
-        self._child: Optional[subprocess.Popen[bytes]] = None
+        self._child: Optional[Child] = None
         self._changed = threading.Condition()
         self._lines: List[str] = []
         self._ended = False
@@ -108,12 +99,14 @@ class Application:
     def failure(self) -> Optional[str]:
         """How it has ended, when it has failed by itself."""
         status = self.child.poll()
-        if not status or self._was_stopped:
-            return None
-        return f"the application {how_ended(status)}"
+        return f"the application {how_ended(status)}" if status and not self._was_ended else None
 
     @property
-    def child(self) -> subprocess.Popen[bytes]:
+    def _was_ended(self) -> bool:
+        return bool(self.child.sent & {signal.SIGTERM, signal.SIGKILL})
+
+    @property
+    def child(self) -> Child:
         """Returns the process."""
         if self._child is None:
             raise ToolEnded("the application has not been started")
@@ -156,7 +149,6 @@ class Application:
 
     def stop(self, within: float = PATIENCE) -> None:
         """Asks the program to end, and kills it if it does not. Does nothing when it has ended."""
-        self._was_stopped = self._was_stopped or self.child.poll() is None
         self._supervisor.end(self.child, within)
         self._reader.join(within)
 
@@ -165,11 +157,11 @@ class Application:
         status = self.child.returncode or 0
         # A shell, and a program such as ssh before the command, add 128 to the number of a signal.
         number = -status if status < 0 else status - 128
-        if number in _CRASHES:
-            name = signal.Signals(number).name
+        if (status < 0 or number in _SIGNALS) and number not in self.child.sent:
+            name = _SIGNALS.get(number, f"signal {number}")
             raise AssertionError(f"the application crashed with {name}:\n{self.log}")
         # ssh ends with this status for any signal, and also when its connection was lost.
-        if self._behind_prefix and status == SSH_FAILED and not self._was_stopped:
+        if self._behind_prefix and status == SSH_FAILED and not self._was_ended:
             raise AssertionError(f"the application crashed, or its connection did:\n{self.log}")
         if any(mark in self.log for mark in _SANITIZERS):
             raise AssertionError(f"a sanitizer has reported:\n{self.log}")

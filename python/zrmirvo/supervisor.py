@@ -15,12 +15,15 @@ import signal
 import subprocess
 import sys
 import threading
-from typing import IO, Optional, Sequence
+from typing import IO, Any, Optional, Sequence
 
 # Starts a program only after the supervisor knows of it. When the owner is killed before, the pipe
 # is closed, and this ends without starting the program.
 _WAIT_AND_BEGIN = """
-import os, sys
+import os, signal, sys
+# Python ignores these signals, and what a program ignores goes on to the next one.
+for ignored in (signal.SIGPIPE, signal.SIGXFSZ):
+    signal.signal(ignored, signal.SIG_DFL)
 told = os.read(int(sys.argv[1]), 1)
 os.close(int(sys.argv[1]))
 if told:
@@ -31,6 +34,20 @@ if told:
         # A shell uses the same status.
         sys.exit(127)
 """
+
+
+class Child(subprocess.Popen[bytes]):
+    """A program, and the signals that it was sent from here."""
+
+    def __init__(self, *arguments: Any, **options: Any) -> None:
+        self.sent: set[int] = set()
+        super().__init__(*arguments, **options)
+
+    def send_signal(self, sig: int) -> None:
+        """Sends a signal, as terminate() and kill() do, too. Does nothing when it has ended."""
+        if self.poll() is None:
+            self.sent.add(sig)
+            super().send_signal(sig)
 
 
 class Supervisor:
@@ -89,11 +106,11 @@ class Supervisor:
         stdin: int,
         stdout: int,
         stderr: int | IO[bytes],
-    ) -> subprocess.Popen[bytes]:
+    ) -> Child:
         """Starts a program in a process group of its own, which the supervisor knows."""
         begin, go = os.pipe()
         try:
-            child = subprocess.Popen(
+            child = Child(
                 [sys.executable, "-I", "-S", "-c", _WAIT_AND_BEGIN, str(begin), *command],
                 env=environment,
                 stdin=stdin,

@@ -4,6 +4,7 @@ import os
 import pathlib
 import re
 import select
+import signal
 import subprocess
 import sys
 import tempfile
@@ -88,6 +89,20 @@ def test_a_head_unit_fails_its_test(start, program, test, failed, shown):
     assert run.returncode == (1 if failed else 0), output
     assert ("1 failed" in output) == failed
     assert re.search(shown, output), output
+
+
+def test_every_death_by_a_signal_of_others_is_a_crash():
+    for name in ("PIPE", "KILL", "USR1", "XCPU"):
+        with pytest.raises(AssertionError, match=f"crashed with SIG{name}"):
+            with zrmirvo.Application(["sh", "-c", f"kill -{name} $$"]) as application:
+                application.wait()
+    with pytest.raises(AssertionError, match="crashed with signal 40"):
+        with zrmirvo.Application(["sleep", "60"]) as application:
+            os.kill(application.child.pid, 40)
+            application.wait()
+    with zrmirvo.Application(["sleep", "60"]) as application:
+        application.child.send_signal(signal.SIGUSR1)
+        assert application.wait() == -signal.SIGUSR1
 
 
 @pytest.fixture

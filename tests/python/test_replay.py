@@ -123,10 +123,10 @@ def bench(zrmirvo_tools, monkeypatch):
 def test_plays_the_demo_in_both_directions(bench):
     # The service crashes in it and is found again.
     serve = ("mirvo-emulator", "--script")
-    with bench.start(*serve, str(EXAMPLES / "head_unit.scenario")) as service:
-        service.expect_line("ready: ")
+    scenario = str(EXAMPLES / "head_unit.scenario")
+    with zrmirvo.Emulator(bench.tools, script=scenario, folder=os.getcwd()) as service:
         with bench.start("mirvo-record", "-o", "a", "--", "head_unit") as application:
-            assert service.wait() == -9
+            assert service.process.wait() == -9
             with bench.start(*serve, str(EXAMPLES / "head_unit_recovery.scenario")):
                 assert application.wait() == 0
     for speed in ("1", "max"):
