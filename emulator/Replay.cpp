@@ -137,9 +137,19 @@ void Replay::prepare(World& world) const {
     }
 }
 
-bool Replay::allBefore(const Place& place) {
+ptrdiff_t Replay::channelsLeft(Run& run, const Place& place) const {
+    const auto& channels = mLives[place.first].channels;
+    const auto end = std::lower_bound(channels.begin(), channels.end(), place.second);
+    return mListenedBefore + (end - channels.begin()) -
+           static_cast<ptrdiff_t>(run.service.listened());
+}
+
+bool Replay::allBefore(Run& run, const Place& place) {
+    // An event that leaves too early does not reach the listener that had it.
+    const bool listened = channelsLeft(run, place) <= 0;
     const AutoMutex lock(mLock);
-    return !mFault.empty() || mPending.empty() || *mPending.begin() > place;
+    const bool asked = mPending.empty() || *mPending.begin() > place;
+    return !mFault.empty() || (listened && asked);
 }
 
 // Waits until all that was asked and answered before `place` has been, and as long after it as it
@@ -159,16 +169,22 @@ bool Replay::awaitPlace(Run& run, const Place& place) {
     for (;;) {
         const auto time = due();
         const auto until = time ? std::optional(*time + mOptions.patience) : std::nullopt;
-        const bool waits = !allBefore(place) || !time;
+        const bool waits = !allBefore(run, place) || !time;
         if (!waits || over()) break;
-        waker.waitUntil([&] { return over() || due() != time || allBefore(place); }, until);
-        if (over() || allBefore(place) || due() != time) continue;
+        waker.waitUntil([&] { return over() || due() != time || allBefore(run, place); }, until);
+        if (over() || allBefore(run, place) || due() != time) continue;
+        const ptrdiff_t left = channelsLeft(run, place);
+        if (left > 0) mListenedBefore -= left;
         const AutoMutex lock(mLock);
         ++mEarly;
+        const bool asked = mPending.empty() || *mPending.begin() > place;
         mPending.erase(mPending.begin(), mPending.upper_bound(place));
         if (mOptions.strict) {
-            mFault = "what was answered before the next event has not been asked within " +
-                     std::to_string(mOptions.patience.count()) + " ms: " + missing();
+            const std::string patience = std::to_string(mOptions.patience.count()) + " ms";
+            mFault = asked ? "the application has not begun to listen within " + patience +
+                                 ", as it had before the next event"
+                           : "what was answered before the next event has not been asked within " +
+                                 patience + ": " + missing();
         }
     }
     while (!over() && due() && Clock::now() < *due())
@@ -209,6 +225,7 @@ void Replay::sendEvents(Run& run, size_t life) {
 void Replay::loseClients(Run& run, size_t life) {
     std::set<pid_t> processes;
     const auto connections = run.service.connections();
+    mListenedBefore = static_cast<ptrdiff_t>(run.service.listened());
     {
         const AutoMutex lock(mLock);
         // A client that is quick meets the next life as soon as it has been dropped.

@@ -83,7 +83,9 @@ private:
     void sendEvents(Run& run, size_t life);
     void loseClients(Run& run, size_t life);
     bool awaitPlace(Run& run, const Place& place);
-    bool allBefore(const Place& place);
+    bool allBefore(Run& run, const Place& place);
+    // How many listeners' connections the recording has before `place` that have not come.
+    ptrdiff_t channelsLeft(Run& run, const Place& place) const;
     std::optional<Answer> lateAnswer(const Equal& equal) REQUIRES(mLock);
     std::string missing() REQUIRES(mLock);
 
@@ -91,6 +93,9 @@ private:
     const recording::Timeline mTimeline;
     const recording::Comparison mComparison;
     const std::vector<recording::Life> mLives;
+    // How many clients had begun to listen when the present life began to be served. Less than
+    // that where some were waited for in vain. Of the thread of play().
+    ptrdiff_t mListenedBefore = 0;
 
     android::Mutex mLock;
     // The recorded requests by what they ask, in the order of the file.

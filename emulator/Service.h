@@ -69,6 +69,8 @@ public:
     std::vector<accessory::ServiceHost::Connection> connections() const;
     // Closes the connections of a process. False when it has none.
     bool drop(pid_t process);
+    // How many clients have begun to listen so far. The waker is woken when there is another one.
+    size_t listened() const { return mHost.listened(); }
     // Whether clients have been here and none is left.
     bool idle() const;
     // Whether the process is a client that gets events.

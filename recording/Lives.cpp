@@ -70,13 +70,17 @@ public:
             // Another process counts its bindings anew.
             endAt(place - 1);
             mLifeOf.clear();
+            mListeners.clear();
         }
         switch (entry.kind()) {
             case FrameKind::kBound:
                 lifeOf(entry, place);
                 return;
             case FrameKind::kListenerSet:
-                return lifeOf(entry, place).second.listenerSet(entry.header.listener);
+                return addListener(lifeOf(entry, place), place, entry.header);
+            case FrameKind::kListenerRemoved:
+                mListeners[entry.header.binding].erase(entry.header.listener);
+                return;
             case FrameKind::kRequest:
                 return addRequest(lifeOf(entry, place).first, place);
             case FrameKind::kNotify:
@@ -129,6 +133,14 @@ private:
         mRuns = false;
     }
 
+    void addListener(Found& found, size_t place, const RecordHeader& header) {
+        auto& [life, events] = found;
+        events.listenerSet(header.listener);
+        auto& listeners = mListeners[header.binding];
+        if (listeners.empty() && !life.loss) life.channels.push_back(place);
+        listeners.insert(header.listener);
+    }
+
     static void addRequest(Life& life, size_t place) {
         (life.loss ? life.late : life.requests).push_back(place);
     }
@@ -179,9 +191,10 @@ private:
     // By process and binding, the last request that was answered.
     std::map<std::pair<size_t, uint32_t>, size_t> mAnswered;
     std::vector<Found> mAll;
-    std::map<uint32_t, size_t> mLifeOf;  // by binding
-    std::map<uint32_t, size_t> mBegun;   // by binding, its first place
-    bool mRuns = false;                  // whether the last of them has not ended
+    std::map<uint32_t, size_t> mLifeOf;                 // by binding
+    std::map<uint32_t, size_t> mBegun;                  // by binding, its first place
+    std::map<uint32_t, std::set<uint32_t>> mListeners;  // by binding, those that it has
+    bool mRuns = false;                                 // whether the last of them has not ended
 };
 
 }  // namespace

@@ -24,6 +24,8 @@ struct Life {
     std::vector<size_t> late;
     // Every listener has a record of each event. This has the first of these records only.
     std::vector<size_t> events;
+    // Where a binding that had no listener got one, without those after the loss.
+    std::vector<size_t> channels;
     // The bindings that were made to it.
     std::set<uint32_t> bindings;
 

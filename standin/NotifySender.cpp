@@ -90,6 +90,7 @@ bool NotifySender::add(UniqueFd fd, pid_t process, uint32_t number) {
         return false;
     }
     mListeners.push_back(std::move(listener));
+    ++mListened;
     wake();
     return true;
 }
@@ -193,6 +194,11 @@ void NotifySender::end(const Listener& listener) {
 size_t NotifySender::clients() const {
     AutoMutex lock(mMutex);
     return mListeners.size();
+}
+
+size_t NotifySender::listened() const {
+    AutoMutex lock(mMutex);
+    return mListened;
 }
 
 std::vector<ServiceHost::Connection> NotifySender::connections() const {

@@ -46,6 +46,7 @@ public:
     size_t waitUntilTaken(int milliseconds);
     std::vector<ServiceHost::Connection> connections() const;
     size_t clients() const;
+    size_t listened() const;
     // Ends the connections of a process and tells it why. False when there is none.
     bool disconnect(pid_t process, const std::string& reason);
     // Sends what can be sent without waiting, then ends all connections and the thread.
@@ -96,6 +97,7 @@ private:
     mutable android::Mutex mMutex;
     // Only the thread removes listeners, so it may use a listener without the lock.
     std::vector<std::unique_ptr<Listener>> mListeners GUARDED_BY(mMutex);
+    size_t mListened GUARDED_BY(mMutex) = 0;
     // Signalled when a client has taken something or has gone, and when the sender stops.
     android::Condition mTaken;
     bool mStopping GUARDED_BY(mMutex) = false;

@@ -52,4 +52,8 @@ size_t ServiceHost::clients() const {
     return mHost->sender().clients();
 }
 
+size_t ServiceHost::listened() const {
+    return mHost->sender().listened();
+}
+
 }  // namespace accessory

@@ -106,6 +106,9 @@ public:
 
     // The clients that listen for notifications at present.
     size_t clients() const;
+    // The clients that have begun to listen since this object was made. It has grown before
+    // onClientsChanged is called.
+    size_t listened() const;
 
 private:
     const std::unique_ptr<standin::Host> mHost;

@@ -12,7 +12,8 @@
 namespace recording {
 namespace {
 
-// A recording of words: "B1" bound, "S1" its listener set, "R1" another file that repeats both,
+// A recording of words: "B1" bound, "S1" its listener set, "D1" the listener removed, "R1" another
+// file that repeats what is bound and set,
 // "q1" a request of binding 1, "a" its reply or "n" that none came, "e1x" the event x for listener
 // 1, "L1" its loss, "P" another process.
 Timeline timelineOf(const std::string& words) {
@@ -48,6 +49,10 @@ Timeline timelineOf(const std::string& words) {
                 break;
             case 'B':
                 add(FrameKind::kBound);
+                break;
+            case 'D':
+                record.header.listener = number;
+                add(FrameKind::kListenerRemoved);
                 break;
             case 'q':
                 add(FrameKind::kRequest, number);
@@ -126,6 +131,13 @@ TEST(LivesTest, whatWasRecordedBelongsToALifeOfTheService) {
     };
     for (const auto& row : kRows)
         EXPECT_EQ(livesIn(row.words), row.lives) << row.words;
+}
+
+TEST(LivesTest, aBindingOpensAChannelWhenItHasNoListener) {
+    const auto lives = livesOf(timelineOf("B1 S1 D1 S1 S1 R1 q1 a1 L1 D1 S1 B2 S2 q2 a2"));
+    ASSERT_EQ(lives.size(), 2U);
+    EXPECT_EQ(lives[0].channels.size(), 2U);
+    EXPECT_EQ(lives[1].channels.size(), 1U);
 }
 
 TEST(LivesTest, anAnswerWithAnyResultButZeroIsAFailure) {
