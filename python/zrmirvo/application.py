@@ -22,6 +22,13 @@ _SANITIZERS = (
     "WARNING: ThreadSanitizer",
     ": runtime error: ",
 )
+
+# How long nothing has to follow a line without an end, in seconds, before it counts as a line.
+_SETTLED = 0.1
+
+# How much is read at once.
+_CHUNK = 65536
+
 _SIGNALS = {each.value: each.name for each in signal.Signals}
 
 
@@ -47,6 +54,9 @@ class Application:
         self._child: Optional[Child] = None
         self._changed = threading.Condition()
         self._lines: List[str] = []
+        # What has come behind the last end of a line, and when something came last.
+        self._open = bytearray()
+        self._came = 0.0
         self._ended = False
         self._on_end: List[Callable[[], None]] = []
         self._seen = 0
@@ -74,9 +84,14 @@ class Application:
 
     def _read(self) -> None:
         assert self.child.stdout is not None
-        for line in self.child.stdout:
+        while chunk := os.read(self.child.stdout.fileno(), _CHUNK):
+            first, *others = chunk.split(b"\n")
             with self._changed:
-                self._lines.append(line.decode(errors="replace").rstrip("\n"))
+                self._open += first
+                for begun in others:
+                    self._lines.append(self._open.decode(errors="replace"))
+                    self._open = bytearray(begun)
+                self._came = time.monotonic()
                 self._changed.notify_all()
         # Its output ends a moment before it does.
         self.child.wait()
@@ -116,25 +131,37 @@ class Application:
     def log(self) -> str:
         """Returns what the program has printed so far, standard error included."""
         with self._changed:
-            return "\n".join(self._lines)
+            return "\n".join([*self._lines, *self._open_line()])
+
+    def _open_line(self) -> List[str]:
+        return [self._open.decode(errors="replace")] if self._open else []
 
     def expect_line(self, part: str, within: float = PATIENCE) -> str:
-        """Waits for a line that contains `part`, after the last expected one, and returns it."""
+        """Waits for a line that contains `part`, after the last expected one, and returns it.
+
+        A line without an end counts when nothing follows it for a moment. Whatever comes behind it
+        later belongs to the same line.
+        """
         __tracebackhide__ = True
         until = time.monotonic() + within
         with self._changed:
             begin = self._seen
             while True:
-                for index in range(begin, len(self._lines)):
-                    if part in self._lines[index]:
+                now = time.monotonic()
+                over = self._ended or now >= until
+                settles = self._came + _SETTLED
+                settled = over or now >= settles
+                lines = self._lines[begin:]
+                if settled and begin <= len(self._lines):
+                    lines += self._open_line()
+                for index, line in enumerate(lines, begin):
+                    if part in line:
                         self._seen = index + 1
-                        return self._lines[index]
-                begin = len(self._lines)
-                left = until - time.monotonic()
-                if self._ended or left <= 0:
-                    log = "\n".join(self._lines)
-                    raise AssertionError(f"the application did not print {part!r}:\n{log}")
-                self._changed.wait(left)
+                        return line
+                begin = max(begin, len(self._lines))
+                if over:
+                    raise AssertionError(f"the application did not print {part!r}:\n{self.log}")
+                self._changed.wait((until if settled else min(until, settles)) - now)
 
     def wait(self, within: float = PATIENCE) -> int:
         """Waits until the program ends by itself. Returns its exit status.

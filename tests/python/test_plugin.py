@@ -105,6 +105,25 @@ def test_every_death_by_a_signal_of_others_is_a_crash():
         assert application.wait() == -signal.SIGUSR1
 
 
+PROMPT = "trap 'echo go; exit' USR1; printf 'one\nready> '; while :; do sleep 0.02; done"
+
+
+def test_sees_a_line_without_an_end(monkeypatch):
+    with zrmirvo.Application(["sh", "-c", PROMPT]) as application:
+        assert application.expect_line("ready>") == "ready> "
+        assert application.log == "one\nready> "
+        with pytest.raises(AssertionError):
+            application.expect_line("ready>", within=0)
+        application.child.send_signal(signal.SIGUSR1)
+        application.wait()
+        with pytest.raises(AssertionError, match="did not print 'ready>':\none\nready> go$"):
+            application.expect_line("ready>")
+    monkeypatch.setattr("zrmirvo.application._SETTLED", 60)
+    with zrmirvo.Application(["sh", "-c", "printf a=1; sleep 0.05; echo 2; printf b"]) as growing:
+        assert growing.expect_line("a=") == "a=12"
+        assert growing.expect_line("b") == "b"
+
+
 @pytest.fixture
 def prefix(tmp_path):
     """As ssh is: another environment, a shell that splits words anew, and 255 for any signal."""
