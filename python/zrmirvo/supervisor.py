@@ -54,17 +54,23 @@ class Supervisor:
     """The owner's side. Thread-safe; one for each process is enough."""
 
     _instance: Optional["Supervisor"] = None
-    _owner = 0
     _lock = threading.Lock()
 
     @classmethod
     def of_process(cls) -> "Supervisor":
         """Returns the supervisor of this process. It is started on first use, also after a fork."""
         with cls._lock:
-            if cls._instance is None or cls._owner != os.getpid():
+            if cls._instance is None:
                 cls._instance = cls()
-                cls._owner = os.getpid()
             return cls._instance
+
+    @classmethod
+    def _leave_to_parent(cls) -> None:
+        # A process that is forked would keep the pipe open after its parent, the owner, has ended.
+        if cls._instance is not None and cls._instance._process.stdin is not None:
+            cls._instance._process.stdin.close()
+        cls._instance = None
+        cls._lock = threading.Lock()
 
     def __init__(self) -> None:
         self._left: dict[tuple[str, object], None] = {}
@@ -148,6 +154,9 @@ class Supervisor:
         """Removes a folder of make_folder() with what is in it."""
         shutil.rmtree(path, ignore_errors=True)
         self._tell("folder", path, gone=True)
+
+
+os.register_at_fork(after_in_child=Supervisor._leave_to_parent)
 
 
 def _kill_group(leader: int) -> None:

@@ -179,6 +179,8 @@ def test_finds_a_crash_behind_a_prefix(start, prefix, tmp_path):
 
 
 KILLED = """
+import os
+import time
 from zrmirvo.supervisor import Supervisor
 
 def test_everything(emulator, mirvoctl, monitor, head_unit):
@@ -190,7 +192,11 @@ def test_everything(emulator, mirvoctl, monitor, head_unit):
     child = int(application.expect_line(""))
     emulator.hang()
     pids = [p.process.pid for p in (emulator, mirvoctl, monitor)] + [application.child.pid, child]
-    print("pids", *pids, flush=True)
+    forked = os.fork()
+    if not forked:
+        time.sleep(60)
+        os._exit(0)
+    print("pids", *pids, forked, flush=True)
     application.wait(60)
 """
 
@@ -198,9 +204,9 @@ def test_everything(emulator, mirvoctl, monitor, head_unit):
 def test_nothing_is_left_when_pytest_is_killed(start):
     with start(KILLED, "-s") as run:
         line = next(line for line in run.stdout if "pids" in line)
-        pids = [int(word) for word in line.partition("pids")[2].split()]
+        *pids, forked = (int(word) for word in line.partition("pids")[2].split())
         children = f"/proc/{run.pid}/task/{run.pid}/children"
-        supervisors = set(map(int, pathlib.Path(children).read_text().split())) - set(pids)
+        supervisors = set(map(int, pathlib.Path(children).read_text().split())) - {*pids, forked}
         assert len(pids) == 5 and len(supervisors) == 1 and os.listdir(start.left)
         ends = select.poll()
         for pid in (*pids, *supervisors):
@@ -214,6 +220,7 @@ def test_nothing_is_left_when_pytest_is_killed(start):
             ends.unregister(fd)
             os.close(fd)
             remaining -= 1
+    os.kill(forked, signal.SIGKILL)
 
 
 def test_works_behind_a_prefix(start, prefix):
