@@ -168,7 +168,7 @@ class Emulator(Commands):
             waited = re.match(r"wait-for (\S+)(?: (\d+))?", value["command"])
             if waited and value["ok"]:
                 self._taken[waited[1]] += int(waited[2] or 1)
-        elif value["exit"] == _NOT_MET:
+        elif value.get("exit") == _NOT_MET:
             self._unmet = f"{value['place']}: {value['error']}" if place else value["error"]
 
     @staticmethod

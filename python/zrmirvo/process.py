@@ -290,7 +290,10 @@ class JsonProcess:
 
     def wait_stopped(self) -> None:
         """Waits until SIGSTOP has stopped all threads of the process."""
-        os.waitid(os.P_PID, self.pid, os.WSTOPPED | os.WEXITED | os.WNOWAIT)
+        try:
+            os.waitid(os.P_PID, self.pid, os.WSTOPPED | os.WEXITED | os.WNOWAIT)
+        except ChildProcessError:
+            raise self._end_error() from None
 
     def wait(self, within: float = PATIENCE) -> int:
         """Waits until the process ends by itself. Returns its exit status.
