@@ -18,10 +18,17 @@ std::string checkNumber(const std::string& given) {
     return tool::toNumber<uint32_t>(given) ? "" : "not a number of milliseconds: " + given;
 }
 
+// A name that comes from a variable which is not set would be taken for an option that is not
+// given.
+std::string checkName(const std::string& given) {
+    return given.empty() ? "the name is empty" : "";
+}
+
 // The options of a replay; none of them means anything without it.
 void addReplayOptions(CLI::App& app, Replay::Options& options) {
     auto* file = app.add_option("--replay", options.file, "Be the service of this recording")
                      ->type_name("FILE")
+                     ->check(checkName)
                      ->excludes(app.get_option("--script"));
     const auto speed = [&options](const std::string& given) {
         const auto parsed = recording::Speed::parse(given);
@@ -53,14 +60,16 @@ void addReplayOptions(CLI::App& app, Replay::Options& options) {
 }  // namespace
 
 std::optional<int> readCommandLine(int argc, char** argv, tool::StandardOutput& output,
-                                   Options& options) {
+                                   tool::OutputStream& errors, Options& options) {
     CLI::App app(
         "Serves \"mirvo.accessory.manager\" as the projection service of a car does.\n"
         "Without a script, commands are read from standard input.",
         "mirvo-emulator");
     app.set_version_flag("--version", "mirvo-emulator " ZRMIRVO_VERSION_TEXT,
                          "Print the version of mirvo-emulator");
-    app.add_option("--script", options.script, "Run the commands of this file")->type_name("FILE");
+    app.add_option("--script", options.script, "Run the commands of this file")
+        ->type_name("FILE")
+        ->check(checkName);
     addReplayOptions(app, options.replay);
     app.add_flag("--then-prompt", options.thenPrompt,
                  "Read commands from standard input after the script");
@@ -76,12 +85,14 @@ std::optional<int> readCommandLine(int argc, char** argv, tool::StandardOutput& 
         ->capture_default_str()
         ->type_name("TEXT");
     app.add_option("--dir", options.directory, "Where the service's socket is made")
-        ->type_name("DIR");
+        ->type_name("DIR")
+        ->check(checkName);
     app.add_flag("--background", options.background,
                  "Print the process id when clients can find the service, and go on without a"
                  " terminal");
     app.add_option("--output", options.output, "Print to this file, errors included")
-        ->type_name("FILE");
+        ->type_name("FILE")
+        ->check(checkName);
     app.add_flag("--json", options.printer.json, "Print JSON, one object a line");
     app.add_flag("--quiet", options.printer.quiet, "Print neither requests nor events");
     app.add_flag("--timestamps", options.printer.timestamps,
@@ -105,7 +116,7 @@ std::optional<int> readCommandLine(int argc, char** argv, tool::StandardOutput& 
         const auto isJson = [](const char* word) { return std::string_view(word) == "--json"; };
         char** const end = std::find_if(argv, argv + argc, isProgram);
         options.printer.json = std::any_of(argv + 1, end, isJson);
-        Printer printer(output, options.printer);
+        Printer printer(output, errors, options.printer);
         const std::string reason = error.what();
         printer.end(printer.refuse(kBadInput, reason + " (see mirvo-emulator --help)"), 0);
         return kBadInput;

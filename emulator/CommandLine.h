@@ -33,6 +33,6 @@ struct Options {
 // Reads the command line into `options`. Answers the exit status where that was all there is to do:
 // the command line is wrong, which is said, or asks for the help or the version.
 std::optional<int> readCommandLine(int argc, char** argv, tool::StandardOutput& output,
-                                   Options& options);
+                                   tool::OutputStream& errors, Options& options);
 
 }  // namespace emulator

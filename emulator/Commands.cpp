@@ -124,7 +124,7 @@ Action help(const Parsed& /*parsed*/) {
 template <int Signal>
 Action endBy(const Parsed& /*parsed*/) {
     return [](Run& run) {
-        run.script.printer.lines().flush();
+        run.script.printer.flush();
         raise(Signal);
     };
 }

@@ -55,7 +55,7 @@ int runStandardInput(Script& script, bool keepGoing) {
     };
     while (!script.over()) {
         // What a command has printed stands before the next prompt.
-        if (terminal) script.printer.lines().flush();
+        if (terminal) script.printer.flush();
         const auto read = reader.next(script.waker(), script.deadline());
         if (!read) break;
         const std::string& line = *read;

@@ -19,8 +19,9 @@ constexpr nsecs_t kSlice = 50'000'000;
 
 }  // namespace
 
-LineQueue::LineQueue(tool::StandardOutput& output, Dropped dropped)
+LineQueue::LineQueue(tool::OutputStream& output, Writes writes, Dropped dropped)
     : mOutput(output),
+      mWrites(writes),
       mDropped(std::move(dropped)),
       mHurry(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
       mThread([this] { run(); }) {
@@ -36,6 +37,10 @@ LineQueue::~LineQueue() {
 void LineQueue::put(std::string line) {
     line += '\n';
     AutoMutex lock(mLock);
+    if (mWrites == Writes::kNowIfTaken && mLines.empty() && mUnderWay == 0 && !mEnding) {
+        line.erase(0, mOutput.writeNow(line));
+        if (line.empty()) return;
+    }
     // One line alone may be longer than all that may wait.
     if (mEnding || (!mLines.empty() && mBytes + line.size() > kLimit)) {
         ++mLost;

@@ -9,13 +9,13 @@
 #include <string>
 #include <thread>
 
-#include "tool/StandardOutput.h"
+#include "tool/OutputStream.h"
 
 namespace emulator {
 
-// The lines on their way to standard output. A thread of its own writes them, so that a reader that
-// is slow, or stopped, never holds up a request. The queue is bounded: when it is full, lines are
-// dropped, and a line that tells how many takes their place.
+// The lines on their way to standard output or standard error. A thread of its own writes them, so
+// that a reader that is slow, or stopped, never holds up a request. The queue is bounded: when it
+// is full, lines are dropped, and a line that tells how many takes their place.
 //
 // Threads: thread-safe.
 class LineQueue {
@@ -26,7 +26,11 @@ public:
     // The bytes that may wait.
     static constexpr size_t kLimit = 4u << 20;
 
-    LineQueue(tool::StandardOutput& output, Dropped dropped);
+    // Whether all lines wait for the thread, which writes many at once, or only those that the
+    // reader does not take at once. What others print later then stands behind such a line.
+    enum class Writes { kLater, kNowIfTaken };
+
+    LineQueue(tool::OutputStream& output, Writes writes, Dropped dropped);
     ~LineQueue();
     LineQueue(const LineQueue&) = delete;
     LineQueue& operator=(const LineQueue&) = delete;
@@ -49,7 +53,8 @@ private:
     // The next lines to be written, as one text. Empty when the queue is to end.
     std::string takeSome() EXCLUDES(mLock);
 
-    tool::StandardOutput& mOutput;
+    tool::OutputStream& mOutput;
+    const Writes mWrites;
     const Dropped mDropped;
     // Readable once the thread is to hurry.
     const int mHurry;

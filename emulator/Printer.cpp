@@ -3,7 +3,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <map>
 
 #include "emulator/RequestLog.h"
@@ -22,8 +21,21 @@ Json shown(const Request& request, accessory::ServiceItem& item, const Asker& as
     return fields;
 }
 
-Printer::Printer(tool::StandardOutput& output, const Options& options)
-    : mOptions(options), mLines(output, [this](size_t count) { return dropped(count); }) {}
+Printer::Printer(tool::OutputStream& output, tool::OutputStream& errors, const Options& options)
+    : mOptions(options),
+      mLines(output, LineQueue::Writes::kLater, [this](size_t count) { return dropped(count); }),
+      mErrors(errors, LineQueue::Writes::kNowIfTaken,
+              [this](size_t count) { return droppedText(count); }) {}
+
+void Printer::flush() {
+    mLines.flush();
+    mErrors.flush();
+}
+
+void Printer::waitForRoom(const std::function<bool()>& over) {
+    mLines.waitForRoom(over);
+    mErrors.waitForRoom(over);
+}
 
 void Printer::put(const std::string& line) {
     mLines.put(mOptions.timestamps ? tool::Clock::prefix(mClock.milliseconds()) + line : line);
@@ -31,7 +43,7 @@ void Printer::put(const std::string& line) {
 
 void Printer::complain(const std::string& sentence) {
     if (mOptions.json || !mOptions.errorsToo) {
-        fprintf(stderr, "%s\n", sentence.c_str());
+        mErrors.put(sentence);
         return;
     }
     // In the background standard error is the same file, in which everything is to be in order.
@@ -39,7 +51,7 @@ void Printer::complain(const std::string& sentence) {
     struct stat errors = {};
     const bool same = fstat(STDOUT_FILENO, &output) == 0 && fstat(STDERR_FILENO, &errors) == 0 &&
                       output.st_dev == errors.st_dev && output.st_ino == errors.st_ino;
-    if (!same) fprintf(stderr, "%s\n", sentence.c_str());
+    if (!same) mErrors.put(sentence);
     put(sentence);
 }
 
@@ -53,6 +65,10 @@ std::string Printer::dropped(size_t count) const {
     if (mOptions.json) {
         return tool::dump({{"time", mClock.milliseconds()}, {"dropped", count}});
     }
+    return droppedText(count);
+}
+
+std::string Printer::droppedText(size_t count) const {
     const std::string time = mOptions.timestamps ? tool::Clock::prefix(mClock.milliseconds()) : "";
     return time + "dropped " + std::to_string(count) + " lines that nobody read in time";
 }

@@ -3,6 +3,7 @@
 #include <sys/types.h>
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -12,7 +13,7 @@
 #include "emulator/World.h"
 #include "standin/ServiceHost.h"
 #include "tool/Clock.h"
-#include "tool/StandardOutput.h"
+#include "tool/OutputStream.h"
 
 namespace emulator {
 
@@ -50,7 +51,7 @@ public:
         bool errorsToo = false;
     };
 
-    Printer(tool::StandardOutput& output, const Options& options);
+    Printer(tool::OutputStream& output, tool::OutputStream& errors, const Options& options);
 
     // Not even --quiet hides these three: others wait for them.
     void ready(const std::string& service, const std::string& directory);
@@ -69,7 +70,10 @@ public:
     // The last line: with which status the emulator ends, and what it could not do before.
     void end(int exit, size_t notTaken);
 
-    LineQueue& lines() { return mLines; }
+    // Waits until everything is written or the readers take nothing.
+    void flush();
+    // Waits while too much is not written, as LineQueue says.
+    void waitForRoom(const std::function<bool()>& over);
 
 private:
     void put(const std::string& line);
@@ -77,11 +81,14 @@ private:
     void complain(const std::string& sentence);
     // Adds the time as the first field.
     void put(const Json& fields);
+    // The lines that stand for dropped ones, of standard output and of standard error.
     std::string dropped(size_t count) const;
+    std::string droppedText(size_t count) const;
 
     const Options mOptions;
     const tool::Clock mClock;
     LineQueue mLines;
+    LineQueue mErrors;
 };
 
 }  // namespace emulator

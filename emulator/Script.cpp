@@ -88,7 +88,7 @@ void Script::fail(const std::string& why) {
     outcome.error = why;
     outcome.exit = kNotMet;
     // A reason that is dropped with other lines would be the one that is looked for.
-    printer.lines().waitForRoom([this] { return mWaker.interrupted(); });
+    printer.waitForRoom([this] { return mWaker.interrupted(); });
     printer.outcome(outcome);
 }
 
@@ -156,7 +156,7 @@ void Run::push(const Event& event, std::optional<pid_t> process) {
                    (mOrigin == Origin::kPage ? service.stopping() : script.late());
         };
         service.waitForRoom(over);
-        script.printer.lines().waitForRoom(over);
+        script.printer.waitForRoom(over);
         if (over()) return;
     }
     // An event that nobody can get is not shown as one that was sent.

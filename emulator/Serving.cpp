@@ -64,7 +64,11 @@ void serveOn(const Options& options, const Plan& plan, Application& application,
     if (application.exists()) return serveProgram(application, plan, failed, script);
     if (options.exitWhenIdle) {
         script.waitUntil([&] { return script.service.idle() || failed(); }, script.deadline());
-        if (script.late()) script.fail("a client is still connected " + script.limitPassed());
+        if (script.late()) {
+            const bool there = !script.service.connections().empty();
+            script.fail((there ? "a client is still connected " : "no client has come ") +
+                        script.limitPassed());
+        }
         return;
     }
     script.unlimit();
@@ -109,7 +113,7 @@ int serve(const Options& options, const Plan& plan, size_t prepared, Application
           page::Page& page, Script& script) {
     if (!options.application.empty()) {
         // What the program prints comes behind the line that the service is ready.
-        script.printer.lines().flush();
+        script.printer.flush();
         const std::string error = application.start(options.application, outputForProgram(options));
         if (!error.empty()) return script.printer.refuse(kBadInput, error);
         script.follow(application);

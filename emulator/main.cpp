@@ -1,4 +1,5 @@
 #include <malloc.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <memory>
@@ -60,12 +61,12 @@ int endReplay(Replay& replay, int status, bool hasProgram, Script& script) {
     const std::string fault = replay.fault(!hasProgram || !script.ended());
     script.printer.replay(replay.summary());
     // Before what standard error gets.
-    script.printer.lines().flush();
+    script.printer.flush();
     return fault.empty() || status == kNotMet ? status : script.printer.refuse(kNotMet, fault);
 }
 
 int run(const Options& options, Printer& printer, tool::StandardOutput& output,
-        Background& background, size_t& notTaken) {
+        tool::OutputStream& errors, Background& background, size_t& notTaken) {
     if (!options.directory.empty()) tool::setServiceFolder(options.directory);
     Parser parser;
     const auto steps = readScript(parser, options.script, printer);
@@ -98,7 +99,11 @@ int run(const Options& options, Printer& printer, tool::StandardOutput& output,
     if (options.background && options.output.empty() && !page.address().empty()) {
         fprintf(stderr, "page: %s\n", page.address().c_str());
     }
-    background.ready(!options.output.empty(), /*errorsToo=*/!options.printer.json);
+    if (!background.ready({output, errors, !options.output.empty(), !options.printer.json},
+                          waker)) {
+        service.stop();
+        return printer.refuse(kNotServing, "whoever started the service could not be told of it");
+    }
     const accessory::sp<accessory::ServiceInfo> info = new accessory::MirvoServiceInfo;
     printer.ready(info->servicename(), accessory::standin::serviceFolder().path);
     if (!page.address().empty()) printer.page(page.address());
@@ -117,24 +122,25 @@ int run(const Options& options, Printer& printer, tool::StandardOutput& output,
 
 int main(int argc, char** argv) {
     tool::StandardOutput output;
+    tool::OutputStream errors(STDERR_FILENO);
     // Blocks of megabytes, as features may have, are given back to the system at once.
     // NOLINTNEXTLINE(concurrency-mt-unsafe): there is one thread yet.
     mallopt(M_MMAP_THRESHOLD, 1 << 20);
     Options options;
-    if (const auto done = readCommandLine(argc, argv, output, options)) return *done;
+    if (const auto done = readCommandLine(argc, argv, output, errors, options)) return *done;
     Background background;
-    std::string error = options.background ? background.enter() : "";
+    std::string error = options.background ? background.enter(output) : "";
     if (error.empty() && !options.output.empty()) {
         options.printer.errorsToo = true;
         // In the background nobody is left who would read it.
-        error =
-            redirectOutput(options.output, options.background ? nullptr : &options.outputBefore);
+        error = redirectOutput(output, options.output,
+                               options.background ? nullptr : &options.outputBefore);
     }
     int status = kNotServing;
     {
-        Printer printer(output, options.printer);
+        Printer printer(output, errors, options.printer);
         size_t notTaken = 0;
-        status = error.empty() ? run(options, printer, output, background, notTaken)
+        status = error.empty() ? run(options, printer, output, errors, background, notTaken)
                                : printer.refuse(kNotServing, error);
         printer.end(status, notTaken);
     }

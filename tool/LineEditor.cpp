@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <clocale>
 #include <cstdio>
 #include <cstdlib>
@@ -71,8 +72,9 @@ AwayFromTerminal::~AwayFromTerminal() {
     close(mInput);
 }
 
-LineEditor::LineEditor(Prompt prompt)
+LineEditor::LineEditor(Prompt prompt, int input)
     : mPrompt(std::move(prompt)),
+      mInput(input),
       mHistoryFile(historyFile(mPrompt.tool)),
       mHistory(history_init()) {
     setlocale(LC_CTYPE, "");  // NOLINT(concurrency-mt-unsafe): no other thread runs yet.
@@ -148,19 +150,20 @@ void LineEditor::remember(const char* line) {
 
 int LineEditor::readCharacter(EditLine* editor, wchar_t* character) {
     LineEditor& own = self(editor);
-    if (!waitForInput(*own.mWaker, own.mUntil)) {
-        own.mAway.emplace();
-        return -1;
-    }
-    // A shell that ran in the meantime has changed the terminal's settings.
-    termios settings = {};
-    if (tcgetattr(STDIN_FILENO, &settings) == 0 && (settings.c_lflag & ICANON) != 0) {
-        el_set(editor, EL_PREP_TERM, 0);
-        el_set(editor, EL_PREP_TERM, 1);
-    }
     mbstate_t state = {};
     char byte = 0;
-    while (read(STDIN_FILENO, &byte, 1) == 1) {
+    // Before each byte, since the others of a character may never come.
+    while (waitForInput(*own.mWaker, own.mUntil)) {
+        // A shell that ran in the meantime has changed the terminal's settings.
+        termios settings = {};
+        if (tcgetattr(STDIN_FILENO, &settings) == 0 && (settings.c_lflag & ICANON) != 0) {
+            el_set(editor, EL_PREP_TERM, 0);
+            el_set(editor, EL_PREP_TERM, 1);
+        }
+        const ssize_t count = read(own.mInput, &byte, 1);
+        // A signal that is typed discards what was typed before.
+        if (count < 0 && (errno == EAGAIN || errno == EINTR)) continue;
+        if (count != 1) return 0;
         // NOLINTNEXTLINE(concurrency-mt-unsafe): the state is this function's own.
         const size_t used = mbrtowc(character, &byte, 1, &state);
         if (used == static_cast<size_t>(-2)) continue;
@@ -170,7 +173,8 @@ int LineEditor::readCharacter(EditLine* editor, wchar_t* character) {
         if (byte == '\0') *character = kControlD;
         return 1;
     }
-    return 0;
+    own.mAway.emplace();
+    return -1;
 }
 
 unsigned char LineEditor::completeWord(EditLine* editor, int /*key*/) {

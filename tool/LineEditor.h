@@ -29,7 +29,8 @@ private:
 // The part of LineReader that works at a terminal.
 class LineEditor {
 public:
-    explicit LineEditor(Prompt prompt);
+    // Reads from `input`, where waitForInput() has found something.
+    LineEditor(Prompt prompt, int input);
     ~LineEditor();
     LineEditor(const LineEditor&) = delete;
     LineEditor& operator=(const LineEditor&) = delete;
@@ -45,6 +46,7 @@ private:
     void remember(const char* line);
 
     const Prompt mPrompt;
+    const int mInput;
     std::string mText;
     // The file for earlier lines. Empty when they cannot be kept.
     std::string mHistoryFile;

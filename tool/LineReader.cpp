@@ -1,5 +1,6 @@
 #include "tool/LineReader.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -11,9 +12,9 @@
 
 namespace tool {
 
-LineReader::LineReader(Prompt prompt) {
+LineReader::LineReader(Prompt prompt) : mInput(STDIN_FILENO, O_RDONLY) {
     if (isatty(STDIN_FILENO) == 1 && isatty(STDERR_FILENO) == 1) {
-        mEditor = std::make_unique<LineEditor>(std::move(prompt));
+        mEditor = std::make_unique<LineEditor>(std::move(prompt), mInput.get());
     }
 }
 
@@ -32,7 +33,7 @@ std::optional<std::string> LineReader::nextPlain(Waker& waker, std::optional<Wak
         searched = mBuffer.size();
         if (!waitForInput(waker, until)) return std::nullopt;
         char bytes[65536];
-        const ssize_t count = read(STDIN_FILENO, bytes, sizeof(bytes));
+        const ssize_t count = read(mInput.get(), bytes, sizeof(bytes));
         if (count > 0) mBuffer.append(bytes, static_cast<size_t>(count));
         if (count == 0 || (count < 0 && errno != EINTR && errno != EAGAIN)) mEnded = true;
     }

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "tool/OwnDescriptor.h"
 #include "tool/Waker.h"
 
 namespace tool {
@@ -49,6 +50,8 @@ public:
 private:
     std::optional<std::string> nextPlain(Waker& waker, std::optional<Waker::Time> until);
 
+    // The program that the emulator runs may read the same.
+    OwnDescriptor mInput;
     std::unique_ptr<LineEditor> mEditor;
     std::string mBuffer;
     size_t mBegin = 0;

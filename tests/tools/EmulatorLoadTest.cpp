@@ -62,9 +62,10 @@ TEST_F(EmulatorLoadTest, signalsDoNotTakeItsLastLine) {
 
 TEST_F(EmulatorLoadTest, outputThatNobodyReadsHoldsNothingUp) {
     // A pipe that stays open and is never read.
+    mFolder.write("script", "on startup\nto 999999 attach 7\nend\n");
     Process emulator(
-        bash("mkfifo $SERVICE_FRAMEWORK_DIR/pipe\nexec 3<>$SERVICE_FRAMEWORK_DIR/pipe\n"
-             "emulator </dev/null >$SERVICE_FRAMEWORK_DIR/pipe"));
+        bash("cd $SERVICE_FRAMEWORK_DIR; mkfifo pipe; exec 3<>pipe\n"
+             "emulator --script script </dev/null >pipe 2>&1"));
     ASSERT_TRUE(eventually([] { return ctl("version").status == 0; }));
     std::string requests;
     for (int i = 0; i < 6000; ++i)
@@ -111,6 +112,21 @@ TEST_F(EmulatorLoadTest, aReaderThatHasGoneEndsIt) {
     Process full(bash("emulator </dev/null >/dev/full"));
     EXPECT_EQ(5, full.wait());
     EXPECT_TRUE(contains(full.errors(), "cannot write to standard output: No space left"));
+}
+
+TEST_F(EmulatorLoadTest, noServiceStaysBehindWhoseProcessIdNobodyKnows) {
+    Process full(bash("emulator --background >/dev/full"));
+    EXPECT_EQ(5, full.wait()) << full.errors();
+    EXPECT_EQ(3, ctl("ids").status);
+
+    // The starter is killed while the emulator reads its script, and what only the emulator then
+    // has open is closed when that ends.
+    Process killed(
+        bash("cd $SERVICE_FRAMEWORK_DIR; mkfifo script alive; exec 8<>alive\n"
+             "emulator --background --script script 8>&- 9>alive &\n"
+             "exec 7>script 9<alive 8>&-; kill -9 $!; exec 7>&-; cat <&9"));
+    EXPECT_EQ(0, killed.wait());
+    EXPECT_EQ(3, ctl("ids").status);
 }
 
 TEST_F(EmulatorLoadTest, theAnswerLeavesBeforeWhatAScriptDoesNext) {

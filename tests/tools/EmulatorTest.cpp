@@ -77,6 +77,18 @@ TEST_F(EmulatorTest, mistakesInScriptsAndOptionsAreNamed) {
     EXPECT_EQ(2, json.wait());
     EXPECT_TRUE(contains(json.output(), std::string(R"("ok":false,"error":")") + reason));
 
+    // As by a variable of a shell that is not set, with which nothing would be tested.
+    for (const char* option : {"--script", "--replay", "--dir", "--output"}) {
+        Process empty({MIRVO_EMULATOR, option, "", "--limit", "1", "--exit-when-idle"});
+        EXPECT_EQ(2, empty.wait());
+        EXPECT_TRUE(contains(empty.errors(), std::string(option) + ": the name is empty"))
+            << empty.errors();
+    }
+    const std::string nothing = mFolder.write("script", "");
+    Process lonely({MIRVO_EMULATOR, "--script", nothing, "--limit", "1", "--exit-when-idle"});
+    EXPECT_EQ(4, lonely.wait());
+    EXPECT_TRUE(contains(lonely.errors(), "no client has come after 1 ms")) << lonely.errors();
+
     Process piped({MIRVO_EMULATOR});
     piped.type("attach 7\nflatten 7\nattach 8");
     EXPECT_EQ(2, piped.wait());

@@ -199,6 +199,8 @@ TEST_F(MirvoctlTest, badCommandLinesAreRefused) {
         {"device 7 touch down --time -1", "--time: not a number in range: -1"},
         {"monitor --until raw", "--until: no such event: raw"},
         {"monitor --count 0", "--count: is 0, so there is nothing to wait for"},
+        {"--timeout 0 ids", "--timeout: is 0, in which nothing can be answered"},
+        {"--dir \"\" ids", "--dir: the name is empty"},
         {"help nothing", "there is no command nothing"},
         {"device 7 display 1 2 3 4", "V: "},
         {"device 7 feature 1 0", "DATA: not pairs of hexadecimal digits: 0"},
