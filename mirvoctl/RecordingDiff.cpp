@@ -28,7 +28,8 @@ struct Happening {
 
 // What happened one after the other: the requests of a thread to one accessory, or the events of
 // one accessory. Threads have other numbers in each run, so they are counted in the order of their
-// first requests. Events have no thread, since the framework chooses one.
+// first requests. What a listener asks in its callbacks counts as one thread, and events have none,
+// since the framework chooses the thread.
 struct Key {
     std::optional<uint32_t> accessory;
     size_t thread;  // 0: events
@@ -72,11 +73,53 @@ std::vector<size_t> requestsOf(const Timeline& timeline, const recording::Life& 
     return requests;
 }
 
+// Who made a request: a listener in its callback, which the framework calls on any of its threads,
+// or else a thread.
+struct Caller {
+    bool listens;
+    uint32_t number;
+    bool operator<(const Caller& other) const {
+        return std::tie(listens, number) < std::tie(other.listens, other.number);
+    }
+};
+
+// By the place of the request.
+std::map<size_t, Caller> callersOf(const Timeline& timeline) {
+    std::map<size_t, Caller> callers;
+    const auto& entries = timeline.entries();
+    std::map<uint32_t, std::vector<size_t>> called;  // by thread, the callbacks that it is in
+    for (size_t place = 0; place < entries.size(); ++place) {
+        const Timeline::Entry& entry = entries[place];
+        auto& callbacks = called[entry.header.thread];
+        switch (entry.kind()) {
+            case FrameKind::kNotify:
+            case FrameKind::kStatus:
+                // The end of the last one may be missing, in a gap or behind the recording's.
+                while (!callbacks.empty() && !entries[callbacks.back()].other)
+                    callbacks.pop_back();
+                callbacks.push_back(place);
+                break;
+            case FrameKind::kEnded:
+                if (!callbacks.empty() && entry.other == callbacks.back()) callbacks.pop_back();
+                break;
+            case FrameKind::kRequest:
+                callers[place] = callbacks.empty()
+                                     ? Caller{false, entry.header.thread}
+                                     : Caller{true, entries[callbacks.back()].header.listener};
+                break;
+            default:
+                break;
+        }
+    }
+    return callers;
+}
+
 Streams streamsOf(const Timeline& timeline, const Comparison& comparison) {
     const std::vector<recording::Life> lives = recording::livesOf(timeline);
     const auto& entries = timeline.entries();
     using Accessory = std::optional<uint32_t>;
-    std::map<std::pair<Accessory, uint32_t>, size_t> threads;
+    std::map<size_t, Caller> callers = callersOf(timeline);
+    std::map<std::pair<Accessory, Caller>, size_t> threads;
     std::map<Accessory, size_t> threadCounts;
     Streams streams;
     std::vector<size_t> requests;
@@ -88,7 +131,7 @@ Streams streamsOf(const Timeline& timeline, const Comparison& comparison) {
     for (const size_t place : requests) {
         const Timeline::Entry& entry = entries[place];
         const Accessory accessory = timeline.decode(entry).accessory;
-        size_t& number = threads[{accessory, entry.header.thread}];
+        size_t& number = threads[{accessory, callers[place]}];
         if (number == 0) number = ++threadCounts[accessory];
         streams[{accessory, number}].push_back(requestOf(timeline, entry, comparison));
     }

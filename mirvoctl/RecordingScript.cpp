@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <map>
 #include <set>
+#include <string_view>
 
 #include "mirvoctl/Recordings.h"
 #include "protocol/MVServiceMessages.h"
@@ -21,6 +22,8 @@ constexpr uint64_t kMillisecond = 1'000'000;
 constexpr uint64_t kLeastPause = 5 * kMillisecond;
 // What `expect` waits by itself.
 constexpr uint64_t kPatience = 5000;
+// Stands in JSON for bytes that are not UTF-8.
+constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
 
 std::string targetOf(const Decoded& request) {
     return request.name + (request.accessory ? "@" + std::to_string(*request.accessory) : "");
@@ -199,7 +202,8 @@ void Scripter::addRequest(size_t place) {
     for (const auto& [name, value] : compared.arguments.items()) {
         // These have no form in a script.
         const std::string shown = tool::dump(value);
-        if (shown.find_first_of("\\#") == std::string::npos)
+        const bool isText = shown.find(kReplacement) == std::string::npos;
+        if (isText && shown.find_first_of("\\#") == std::string::npos)
             line.append(" ").append(name).append("=").append(shown);
     }
     const uint64_t time = mTimeline.since(mEntries[*mEntries[place].other]);

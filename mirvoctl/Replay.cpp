@@ -3,6 +3,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -82,20 +83,35 @@ public:
 private:
     ReplayPlan::Events play() {
         std::vector<std::thread> threads;
-        for (const auto& [number, steps] : mPlan.threads()) {
-            threads.emplace_back([this, all = &steps] {
-                for (const size_t step : *all) {
-                    if (!mPlan.await(step)) return;
-                    perform(step);
-                    mPlan.taken(step);
-                }
-            });
+        try {
+            for (const auto& [number, steps] : mPlan.threads())
+                threads.emplace_back([this, all = &steps] { perform(*all); });
+        } catch (const std::system_error& error) {
+            fail({kNotSeen, "the recording has " + std::to_string(mPlan.threads().size()) +
+                                " threads, and no more than " + std::to_string(threads.size()) +
+                                " can be started here: " + error.code().message()});
         }
         for (std::thread& thread : threads)
             thread.join();
         ReplayPlan::Events events = mPlan.finish();
         leave();
         return events;
+    }
+
+    void fail(const Failure& failure) {
+        {
+            const AutoMutex lock(mLock);
+            mFailure = failure;
+        }
+        mPlan.giveUp();
+    }
+
+    void perform(const std::vector<size_t>& steps) {
+        for (const size_t step : steps) {
+            if (!mPlan.await(step)) return;
+            perform(step);
+            mPlan.taken(step);
+        }
     }
 
     void perform(size_t step) {
@@ -125,11 +141,7 @@ private:
             const AutoMutex lock(mLock);
             mClients[binding] = client;
         } catch (const Failure& failure) {
-            {
-                const AutoMutex lock(mLock);
-                mFailure = failure;
-            }
-            mPlan.giveUp();
+            fail(failure);
         }
     }
 

@@ -93,6 +93,22 @@ def with_event_at_once(recording):
     return b"".join(blocks)
 
 
+def with_requests_in_callbacks(recording, threads):
+    """The same, but its last requests were made in callbacks, on these threads."""
+    kinds, blocks = blocks_of(recording)
+    events, ends = ([i for i, k in enumerate(kinds) if k == kind] for kind in (6, 107))
+    asked = [i for i, kind in enumerate(kinds) if kind == 1][-len(events) :]
+    listener = blocks[events[0]][40:44]
+    moved = {}
+    for thread, event, request, end in zip(threads, events, asked, ends):
+        for place in (event, request, request + 1, end):
+            blocks[place][32:36] = thread.to_bytes(4, "little")
+            moved[place] = blocks[place]
+        blocks[event][40:44] = listener
+    rest = [block for place, block in enumerate(blocks) if place not in moved]
+    return b"".join(rest + list(moved.values()))
+
+
 def with_late_loss(recording):
     """The same, but the loss is recorded half a second after the next service has answered."""
     kinds, blocks = blocks_of(recording)
@@ -249,6 +265,17 @@ def test_tells_differences(bench):
     assert bench.diff("d e") == ""
 
 
+def test_counts_what_callbacks_ask_as_one_thread(bench):
+    # The framework delivers on any of its threads.
+    bench.record_event("a")
+    recording = pathlib.Path("a").read_bytes()
+    for name, threads in (("b", (1, 1)), ("c", (1, 2))):
+        _, blocks = blocks_of(with_requests_in_callbacks(recording, threads))
+        # The recording may end before the last callback does.
+        pathlib.Path(name).write_bytes(b"".join(blocks[: -threads[1] + 1 or None]))
+    assert bench.diff("b c") == ""
+
+
 def test_notices_another_application(bench):
     # It asks otherwise, more often, less often, or too late.
     bench.record("ids 7\nanswer sendKeyEvent 5", "a", PRESS)
@@ -302,9 +329,25 @@ def test_ends_with_its_service_and_by_a_signal(bench):
             assert said in player.log
 
 
+def test_ends_when_it_cannot_start_as_many_threads(bench):
+    limits = "ulimit -s 1000000 && ulimit -v 8000000 && exec mirvoctl"
+    if bench.run(f"sh -c '{limits} --version'").returncode != 0:
+        pytest.skip("these tools do not start with so little memory")
+    bench.record("ids 7", "a", PRESS)
+    _, blocks = blocks_of(pathlib.Path("a").read_bytes())
+    for thread, block in enumerate(blocks):
+        if block[0] == 6:
+            block[32:36] = thread.to_bytes(4, "little")
+    pathlib.Path("b").write_bytes(b"".join(blocks))
+    ended = bench.serve("--replay b", f"sh -c '{limits} replay b'")
+    assert (ended.returncode, "can be started here: " in ended.stderr) == (4, True), ended
+
+
 def test_its_application_meets_the_script_of_a_recording(bench):
     keys = "device 7 key menu\ndevice 7 cook-key menu down\n"
-    pathlib.Path("input").write_text(f"{keys}device 8 calibrate\ndevice 9 calibrate\nids\n")
+    # The text is not UTF-8.
+    text = f"{keys}device 8 calibrate\ndevice 9 calibrate\nids\nconnect a\udcff\n"
+    pathlib.Path("input").write_text(text, errors="surrogateescape")
     shell = "sh -c 'mirvoctl --wait 1 shell <input'"
     answers = "once answer sendKeyEvent 5\nanswer cookKeyEvent bytes 0A0B\n"
     script = f"ids 7 8\nversion 3.6.9\n{answers}no-reply sendCalibrateEvent"
@@ -312,7 +355,7 @@ def test_its_application_meets_the_script_of_a_recording(bench):
     script = bench.run("mirvoctl recording script a").stdout
     assert "version 3.6.9\nids 7 8\n" in script and "answer sendKeyEvent@7 5\n" in script
     assert "answer cookKeyEvent@7 bytes 0A0B\nno-reply sendCalibrateEvent@8\n" in script
-    assert "getMirvo@9 " not in script
+    assert "getMirvo@9 " not in script and "\ufffd" not in script
     bench.record(script, "b", shell)
     assert bench.diff("a b") == ""
 
