@@ -165,8 +165,8 @@ public:
     Pending<Status> bluetoothConfig(std::string text, int value) {
         return control(Control::What::BluetoothConfig, std::move(text), value);
     }
-    // Kept, too, each with another text, but sent after `startup`. Code::Done means that it has been
-    // sent.
+    // Kept, too, each with another text, but sent after `startup`. Code::Done means that it has
+    // been sent.
     Pending<Status> connect(std::string argument) {
         return control(Control::What::Connect, std::move(argument));
     }
