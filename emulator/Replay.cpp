@@ -78,7 +78,7 @@ std::optional<Replay::Answer> Replay::take(const Request& request, accessory::Se
         return std::nullopt;
     }
     Equal& equal = found->second;
-    if (const auto late = lateAnswer(equal)) return late;
+    if (auto late = lateAnswer(equal)) return late;
     const bool again = equal.used == equal.places.size();
     const Place place = again ? equal.places.back() : equal.places[equal.used++];
     ++(again ? mAgain : mAsked);

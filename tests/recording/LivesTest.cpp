@@ -13,9 +13,8 @@ namespace recording {
 namespace {
 
 // A recording of words: "B1" bound, "S1" its listener set, "D1" the listener removed, "R1" another
-// file that repeats what is bound and set,
-// "q1" a request of binding 1, "a" its reply or "n" that none came, "e1x" the event x for listener
-// 1, "L1" its loss, "P" another process.
+// file that repeats what is bound and set, "q1" a request of binding 1, "a" its reply or "n" that
+// none came, "e1x" the event x for listener 1, "L1" its loss, "P" another process.
 Timeline timelineOf(const std::string& words) {
     Writer writer;
     uint32_t process = 1;
