@@ -55,7 +55,12 @@ Folder::Folder() {
 }
 
 Folder::~Folder() {
-    std::filesystem::remove_all(mPath);
+    // A service that is just ending removes its files at the same time.
+    EXPECT_TRUE(eventually([this] {
+        std::error_code error;
+        std::filesystem::remove_all(mPath, error);
+        return !error;
+    })) << mPath;
 }
 
 std::string Folder::write(const std::string& name, const std::string& content) const {
